@@ -1,0 +1,23 @@
+# zephra_module(engine DEPENDS voice effects): the sources of this folder as target zephra_engine.
+# "engine/SynthEngine.h" exists only for who names engine: each module has an include root of its
+# own, with one link in it.
+function(zephra_module name)
+  cmake_parse_arguments(arg "STRICT" "" "DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  set(root ${CMAKE_BINARY_DIR}/include/${name})
+  file(MAKE_DIRECTORY ${root})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${root}/${name} SYMBOLIC)
+  list(TRANSFORM arg_DEPENDS PREPEND zephra_)
+  if(sources)
+    add_library(zephra_${name} STATIC ${sources})
+    set(scope PUBLIC)
+  else()
+    add_library(zephra_${name} INTERFACE)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(zephra_${name} ${scope} ${root})
+  target_link_libraries(zephra_${name} ${scope} ${arg_DEPENDS})
+  if(arg_STRICT AND sources)
+    target_compile_options(zephra_${name} PRIVATE -Wconversion)
+  endif()
+endfunction()

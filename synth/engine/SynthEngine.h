@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "common/Shared.h"
+#include "effects/DecimationStage.h"
+#include "effects/OutputStage.h"
+#include "engine/ControllerRows.h"
+#include "engine/EngineTargets.h"
+#include "engine/NoteQueue.h"
+#include "engine/Smoothers.h"
+#include "engine/VoiceAllocator.h"
+#include "voice/EngineValues.h"
+#include "voice/FilterBank.h"
+#include "voice/ToneSample.h"
+#include "voice/VoiceRack.h"
+
+#include <array>
+#include <memory>
+
+namespace zephra {
+
+/// All audio state of the instrument: eight voices at eight times the host rate, the filter over
+/// their streams, the way back to the host rate and the effects. Knows controls by id, but no
+/// presets and no host. [audio] unless marked otherwise; allocates only where it says so.
+class SynthEngine {
+public:
+    static constexpr int kSubBlock = 64; ///< host samples at most per renderBlock
+    static constexpr double kMinSampleRate = 44100.0;
+    static constexpr double kMaxSampleRate = 384000.0;
+
+    /// Starts at 44100 Hz and 120 beats per minute, with all controls at zero: the owner sends
+    /// every control, then snaps the smoothers.
+    SynthEngine();
+
+    // --- Settings ---
+    /// [!processing] Hz; rates out of range or not finite go to the nearest end. Silences
+    /// everything and rebuilds the tables of the rate; allocates. Afterwards all controls are to
+    /// be sent again.
+    void setSampleRate(double rate);
+    double sampleRate() const noexcept { return fs; }
+    /// [any], but polyphony [!processing], since that resets the voices. `value` is a control
+    /// value: continuous ones are limited to 0..1 (not a number: the default), stepped ones
+    /// saturate on conversion. An unknown id does nothing.
+    void setControl(int id, double value) noexcept;
+    /// [!processing] The host doubles the output volume; acts from the next volume control on.
+    void setVolumeDoubled(bool doubled) noexcept { volumeDoubled = doubled; }
+    /// [!processing] Every smoothed value jumps to its target.
+    void snapSmoothers() noexcept;
+    /// [!processing] Silences voices, filters, decimator and effects.
+    void resetVoicesAndEffects() noexcept;
+
+    // --- Notes ---
+    /// A note of the coming block. `note` is masked to 0..127.
+    void enqueueNote(int note, float velocity, bool isNoteOn, int sampleOffset,
+                     int channel) noexcept;
+    /// At once, between two stretches of samples.
+    void noteOn(int note, float velocity, int channel) noexcept;
+    void noteOff(int note, float velocity, int channel) noexcept;
+    /// [audio, !processing] Releases all voices, forgets all keys; silences nothing at once.
+    void allNotesOff() noexcept;
+
+    // --- Rendering ---
+    /// Renders `sampleCount` (0..64) samples at position `startOffset` of the host block to the
+    /// start of outputs[0] and outputs[1]. Without outputs nothing is copied out, all else
+    /// happens.
+    void renderBlock(float* const* outputs, int sampleCount, int startOffset) noexcept;
+
+    /// The channel values that performance controllers set, 0..1, and the mains of a host block.
+    struct Performance {
+        std::array<float, kMidiChannels> aftertouch {}, breath {}, expression {}, foot {}, timbre {};
+        double aftertouchLast = 0.0; ///< last channel pressure of any channel
+        double pedalValue = 0.0;
+        bool pedalUp = true;
+        double tempo = 120.0; ///< beats per minute, finite and above 0
+        float modWheelNow = 0.0f; ///< 0..1
+        std::array<float, kMidiChannels> pitchBendNow {}; ///< -1..1
+    };
+    Performance performance;
+    NoteQueue noteQueue;
+    ControllerRows rows;
+
+    /// For meters and tests. [any]
+    bool asleep() const noexcept { return tailCounter < 0; }
+    bool effectsRunning() const noexcept { return fxActive; }
+
+private:
+    void setPolyMode(PolyMode mode) noexcept;
+    void setEffectsActive(bool on) noexcept;
+    void renderVoices(int firstSample, int count) noexcept;
+    void renderSound(int sampleCount, int startOffset) noexcept;
+    void shareOscillator3() noexcept;
+    void stepSilence() noexcept;
+    void runEffects(int sampleCount) noexcept;
+    void flushSilentOutput() noexcept;
+    void stepEffectCountdown() noexcept;
+
+    double fs = 0.0; ///< host rate
+    double fs8 = 0.0; ///< voice rate
+    float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
+    bool volumeDoubled = false;
+
+    EngineTargets targets; ///< written [any], read once per sub-block
+    EngineValues values; ///< what the sound reads in this sub-block
+    VoiceRack rack;
+    VoiceAllocator allocator;
+    ToneSample toneSample;
+    std::unique_ptr<LaneBuffer> lanes;
+    FilterBank filterBank;
+    DecimationStage decimator;
+    OutputStage output;
+
+    std::array<float, 512> overL {}, overR {}; ///< voice-rate stereo of one sub-block
+    std::array<float, 64> outL {}, outR {}; ///< host-rate stereo; the effects work in place
+
+    int tailBlocks = 0; ///< silent sub-blocks rendered before the engine falls asleep
+    Shared<int> tailCounter { 1000 }; ///< below 0: asleep
+    Shared<bool> fxActive { false };
+    Shared<float> fxWet { 0.0f };
+    Shared<int> fxOffCountdown { 0 }; ///< sub-blocks until the effects are stopped and cleared
+};
+
+} // namespace zephra
