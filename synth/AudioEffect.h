@@ -40,10 +40,10 @@ constexpr std::int32_t fourCharacters(const char (&text)[5]) noexcept
 /// `text` points to at least 64 characters unless told otherwise; nullptr is harmless.
 class AudioEffect {
 public:
-    static constexpr std::size_t kMaxHostText = 63; ///< bytes besides the NUL
-    static constexpr std::size_t kMaxProgramName = 23; ///< likewise, of getProgramName
+    static constexpr std::size_t kMaxHostText = 63;     ///< bytes besides the NUL
+    static constexpr std::size_t kMaxProgramName = 23;  ///< likewise, of getProgramName
     static constexpr double kStartSampleRate = 44100.0; ///< until the host tells another
-    static constexpr int kStartBlockSize = 1024; ///< likewise
+    static constexpr int kStartBlockSize = 1024;        ///< likewise
 
     AudioEffect(HostPeer* hostPeer, const EffectIdentity& effectIdentity) noexcept
         : host(hostPeer), ownIdentity(effectIdentity)
@@ -64,7 +64,7 @@ public:
     virtual void setSampleRate(double rate) { rateInHz = rate; }
     /// [!processing, or audio between blocks] The largest block to come.
     virtual void setBlockSize(int size) { announcedBlockSize = size; }
-    double sampleRate() const noexcept { return rateInHz; } ///< [any]
+    double sampleRate() const noexcept { return rateInHz; }       ///< [any]
     int blockSize() const noexcept { return announcedBlockSize; } ///< [any]
 
     // --- Parameters. [any] ---
@@ -99,8 +99,8 @@ protected:
 
 private:
     EffectIdentity ownIdentity;
-    Shared<double> rateInHz { kStartSampleRate };
-    Shared<int> announcedBlockSize { kStartBlockSize };
+    Shared<double> rateInHz{kStartSampleRate};
+    Shared<int> announcedBlockSize{kStartBlockSize};
 };
 
 } // namespace zephra

@@ -14,7 +14,7 @@ struct PinProperties {
     static constexpr std::int32_t kIsActive = 1 << 0;
     static constexpr std::int32_t kIsStereo = 1 << 1;
 
-    std::array<char, 64> label {};
+    std::array<char, 64> label{};
     std::int32_t flags = 0;
 };
 

@@ -54,7 +54,7 @@ void AudioGate::resumeAudio() noexcept
     if (--depth > 0)
         return;
     audioPaused.exchange(0);
-    owner.store(std::thread::id {}); // last: the next owner raises the flag again
+    owner.store(std::thread::id{}); // last: the next owner raises the flag again
 }
 
 void AudioGate::waitForAudioIdle() noexcept { const Pause pause(*this); }

@@ -58,10 +58,10 @@ private:
     bool takeOwnership() noexcept;
     void raiseAndWait() noexcept;
 
-    std::atomic<int> isProcessing { 0 }; ///< 1 while a block is rendered
-    std::atomic<int> audioPaused { 0 };  ///< 1 while a writer holds the audio off
-    std::atomic<std::thread::id> owner;  ///< the writer; no thread: nobody
-    int depth = 0;                       ///< pauses of the owner, touched by it alone
+    std::atomic<int> isProcessing{0};   ///< 1 while a block is rendered
+    std::atomic<int> audioPaused{0};    ///< 1 while a writer holds the audio off
+    std::atomic<std::thread::id> owner; ///< the writer; no thread: nobody
+    int depth = 0;                      ///< pauses of the owner, touched by it alone
 
     static_assert(std::atomic<std::thread::id>::is_always_lock_free);
 };

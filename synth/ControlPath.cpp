@@ -83,7 +83,7 @@ void ControlPath::setControlInternal(int id, float value, Origin origin) noexcep
     case modulation_source_3:
         engine.setControl(id, value);
         timbreIsRouted = std::ranges::any_of(
-            std::array { modulation_source_1, modulation_source_2, modulation_source_3 },
+            std::array{modulation_source_1, modulation_source_2, modulation_source_3},
             [this](int source) {
                 return snapped(source, parameters.getValue(source)) == kTimbreSource;
             });

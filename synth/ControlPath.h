@@ -45,9 +45,9 @@ public:
     /// Shows a normalised value at an open editor's widget.
     void post(int tag, float normalised) noexcept;
 
-    Shared<float> modWheel { 0.0f }; ///< 0..1; reaches the engine with the next block
+    Shared<float> modWheel{0.0f}; ///< 0..1; reaches the engine with the next block
     std::array<Shared<float>, kMidiChannels> pitchBend; ///< -1..1, likewise
-    Shared<bool> timbreIsRouted { false }; ///< a modulation source is Timbre, which takes CC 74
+    Shared<bool> timbreIsRouted{false}; ///< a modulation source is Timbre, which takes CC 74
     EngineRequests requests;
 
 private:

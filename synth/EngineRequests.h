@@ -28,8 +28,8 @@ public:
 private:
     static constexpr int kNone = std::numeric_limits<int>::min();
 
-    std::atomic<int> polyphonyWanted { kNone }; ///< control value
-    std::atomic<bool> allNotesOffWanted { false };
+    std::atomic<int> polyphonyWanted{kNone}; ///< control value
+    std::atomic<bool> allNotesOffWanted{false};
 };
 
 } // namespace zephra

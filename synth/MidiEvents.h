@@ -22,17 +22,17 @@ struct HostEvent {
 struct MidiEvent : HostEvent {
     static constexpr std::int32_t kByteSize = 24;
 
-    MidiEvent() noexcept : HostEvent { kMidi, kByteSize, 0, 0 } {}
+    MidiEvent() noexcept : HostEvent{kMidi, kByteSize, 0, 0} {}
     MidiEvent(int sample, int status, int first, int second = 0) noexcept
-        : HostEvent { kMidi, kByteSize, sample, 0 },
-          data { static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first),
-                 static_cast<std::uint8_t>(second), 0 }
+        : HostEvent{kMidi, kByteSize, sample, 0}, data{static_cast<std::uint8_t>(status),
+                                                       static_cast<std::uint8_t>(first),
+                                                       static_cast<std::uint8_t>(second), 0}
     {
     }
 
-    std::int32_t noteLength = 0; ///< not read
-    std::int32_t noteOffset = 0; ///< not read
-    std::array<std::uint8_t, 4> data {}; ///< status and two data bytes; the fourth is not read
+    std::int32_t noteLength = 0;        ///< not read
+    std::int32_t noteOffset = 0;        ///< not read
+    std::array<std::uint8_t, 4> data{}; ///< status and two data bytes; the fourth is not read
     std::uint32_t detuneAndRelease = 0; ///< not read
 };
 static_assert(sizeof(HostEvent) == 16 && sizeof(MidiEvent) == 32);

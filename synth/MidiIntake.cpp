@@ -44,8 +44,7 @@ void MidiIntake::processEvents(const HostEvents* list) noexcept
     if (list && list->events && list->count <= HostEvents::kMost) {
         for (int i = 0; i < list->count; ++i) {
             const HostEvent* event = list->events[i];
-            if (event && event->type == HostEvent::kMidi
-                && event->byteSize >= MidiEvent::kByteSize)
+            if (event && event->type == HostEvent::kMidi && event->byteSize >= MidiEvent::kByteSize)
                 take(static_cast<const MidiEvent&>(*event));
         }
     }

@@ -4,6 +4,7 @@
 #include "common/Shared.h"
 #include "engine/SynthEngine.h"
 #include "synth/MidiEvents.h"
+#include "voice/Performance.h"
 
 #include <cstdint>
 
@@ -15,8 +16,8 @@ class PatchLibraryPeer;
 
 /// What the activity light of the editor reads. [any]
 struct MidiActivity {
-    Shared<int> seen { 0 };     ///< 1 after a MIDI event; the editor clears it
-    Shared<int> stampMs { 0 };  ///< the editor's clock when it saw the event, 0: not yet seen
+    Shared<int> seen{0};    ///< 1 after a MIDI event; the editor clears it
+    Shared<int> stampMs{0}; ///< the editor's clock when it saw the event, 0: not yet seen
 };
 
 /// Takes in the MIDI events of a block ahead of it: notes to the engine's queue, wheel movements
@@ -37,7 +38,7 @@ public:
 
     /// Channel values after the last event. The process entry hands them to the engine, so that a
     /// writer in its pause never meets a half-written one.
-    const SynthEngine::Performance& performance() const noexcept { return channelValues; }
+    const Performance& performance() const noexcept { return channelValues; }
 
     MidiActivity activity;
 
@@ -51,7 +52,7 @@ private:
     ControlPath& controls;
     MidiMap& map;
     PatchLibraryPeer* library;
-    SynthEngine::Performance channelValues;
+    Performance channelValues;
 };
 
 } // namespace zephra

@@ -47,13 +47,16 @@ public:
     void saveIfChanged(SettingsStore& settings);
 
 private:
-    static constexpr std::size_t index(int cc) noexcept { return static_cast<std::size_t>(cc & 127); }
+    static constexpr std::size_t index(int cc) noexcept
+    {
+        return static_cast<std::size_t>(cc & 127);
+    }
     void overlayCcOfControl() noexcept;
 
     std::array<Shared<std::uint16_t>, kControllers> controls; ///< control ids by controller
     std::array<Shared<std::uint16_t>, kNumControls> ccs;      ///< controllers by control id
-    Shared<int> midiLearnControl { -1 };
-    Shared<bool> midiMapDirty { false };
+    Shared<int> midiLearnControl{-1};
+    Shared<bool> midiMapDirty{false};
 };
 
 } // namespace zephra

@@ -7,7 +7,7 @@ namespace zephra {
 
 namespace {
 
-constexpr int kRowShift = 6; // 64 samples a row
+constexpr int kRowShift = 6;          // 64 samples a row
 constexpr int kShareWholeBlock = 100; // host blocks up to this many samples have no rows
 
 constexpr std::size_t at(int i) noexcept { return static_cast<std::size_t>(i); }
