@@ -23,16 +23,22 @@ std::string fixed(double x, int decimals)
     return {digits, end};
 }
 
+std::string withPlus(bool plus, const std::string& digits)
+{
+    std::string text(plus ? "+" : "");
+    return text.append(digits);
+}
+
 /// The offset of a bipolar knob: a plus sign right of its centre.
 std::string bipolar(double v, double factor, int decimals)
 {
-    return (v > 0.5 ? "+" : "") + fixed(factor * v - factor * 0.5, decimals);
+    return withPlus(v > 0.5, fixed(factor * v - factor * 0.5, decimals));
 }
 
 std::string octaves(double v)
 {
     const int octave = wholeStep(v) - 2;
-    return (octave > 0 ? "+" : "") + std::to_string(octave);
+    return withPlus(octave > 0, std::to_string(octave));
 }
 
 std::string row(std::span<const char* const> texts, double v, const char* other)
@@ -145,7 +151,7 @@ std::string controlText(int id, double v, const TextContext& context)
     case TextRule::Whole: return std::to_string(wholeStep(v));
     case TextRule::Hundredths: return hundredths(v);
     case TextRule::SpacedPercent: return hundredths(v) + " %";
-    case TextRule::MixPercent: return "Mix " + hundredths(v) + "%";
+    case TextRule::MixPercent: return std::string("Mix ").append(hundredths(v)) + "%";
     case TextRule::TwoWords: return control->texts[v == 1.0 ? 1 : 0];
     case TextRule::List: return nearestRow(control->texts, v);
     case TextRule::Waveform: return row(control->texts, v, "Saw");
