@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "common/FlushDenormals.h"
 #include "common/Maths.h"
+#include "common/FlushDenormals.h"
 #include "common/Random15.h"
 #include "common/Simd.h"
 

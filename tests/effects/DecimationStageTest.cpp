@@ -50,8 +50,7 @@ TEST(DecimationStage, ImpulseAtAnyOfTheEightPhasesMeetsItsTaps)
         stage.process(over.data(), zero.data(), 64, left.data(), right.data());
         for (int m = 0; m < 64; ++m) {
             const int n = 8 * m - phase;
-            const double tap
-                = n >= 0 && n < DecimationStage::kTaps ? DecimationStage::tap(n) : 0.0;
+            const double tap = n >= 0 && n < DecimationStage::kTaps ? DecimationStage::tap(n) : 0.0;
             EXPECT_NEAR(left[static_cast<std::size_t>(m)], tap, 1e-8) << "output " << m;
             EXPECT_EQ(right[static_cast<std::size_t>(m)], 0.0f);
         }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "controls/ControlTable.h"
 #include "engine/ControlMapping.h"
+#include "controls/ControlTable.h"
 #include "engine/Smoothers.h"
 
 #include <gtest/gtest.h>

@@ -9,8 +9,7 @@ namespace zephra::test {
 
 /// Amplitude and phase of one frequency (cycles per sample) in a signal, by a Hann-windowed sum
 /// in double: 1 for a sine of amplitude 1.
-template <class T>
-std::complex<double> component(std::span<const T> x, double frequency)
+template <class T> std::complex<double> component(std::span<const T> x, double frequency)
 {
     constexpr double kTau = 6.283185307179586;
     std::complex<double> sum;
@@ -23,8 +22,7 @@ std::complex<double> component(std::span<const T> x, double frequency)
     return 2.0 * sum / n;
 }
 
-template <class Range>
-double amplitude(const Range& x, double frequency)
+template <class Range> double amplitude(const Range& x, double frequency)
 {
     return std::abs(component(std::span(x), frequency));
 }

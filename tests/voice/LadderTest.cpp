@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "support/Spectrum.h"
 #include "voice/Ladder.h"
+#include "support/Spectrum.h"
 
 #include <gtest/gtest.h>
 
@@ -30,8 +30,7 @@ struct Linearised {
 };
 
 /// Level at a frequency in Hz for a small sine, against its input.
-template <class Filter>
-double gainAt(double hz, double cutoffHz, float k)
+template <class Filter> double gainAt(double hz, double cutoffHz, float k)
 {
     Filter filter;
     const auto g = static_cast<float>(std::tan(M_PI * cutoffHz / kFs8));
@@ -52,7 +51,8 @@ double gainAt(double hz, double cutoffHz, float k)
 /// lies far below the frequencies asked for.
 double fourPoles(double hz, double cutoffHz, double k)
 {
-    const std::complex<double> s(0.0, std::tan(M_PI * hz / kFs8) / std::tan(M_PI * cutoffHz / kFs8));
+    const std::complex<double> s(0.0,
+                                 std::tan(M_PI * hz / kFs8) / std::tan(M_PI * cutoffHz / kFs8));
     const auto open = 1.0 / std::pow(1.0 + s, 4);
     return std::abs(open / (1.0 + k * open));
 }
@@ -76,8 +76,7 @@ TEST(Ladder, SmallSignalsFollowTheLinearFourPoleTheory)
 }
 
 /// Period of a self-oscillation by its zero crossings, in Hz, and its peak.
-template <class Filter>
-std::pair<double, double> oscillation(double cutoffHz, float k)
+template <class Filter> std::pair<double, double> oscillation(double cutoffHz, float k)
 {
     Filter filter;
     const auto g = static_cast<float>(std::tan(M_PI * cutoffHz / kFs8));
@@ -192,9 +191,9 @@ TEST(Ladder, FourLanesAreFourFloats)
             ASSERT_EQ(y.y1[lane], reference.y1) << "sample " << i;
         }
         const auto equal = [](float v) { return Float4{v, v, v, v}; };
-        const auto newton = wideIterated.tick({equal(in.x[0]), equal(in.cutoff[0]),
-                                               equal(in.resonance[0] * 0.7f), equal(in.g[0])},
-                                              kIteratedHp, false);
+        const auto newton = wideIterated.tick(
+            {equal(in.x[0]), equal(in.cutoff[0]), equal(in.resonance[0] * 0.7f), equal(in.g[0])},
+            kIteratedHp, false);
         const auto reference = plainIterated.tick(
             {in.x[0], in.cutoff[0], in.resonance[0] * 0.7f, in.g[0]}, kIteratedHp, false);
         ASSERT_EQ(newton.y4[3], reference.y4) << "sample " << i;

@@ -19,9 +19,8 @@ std::vector<float> play(Wave wave, float inc, int n, std::size_t k = 0)
     OscillatorState state;
     std::vector<float> out;
     for (int i = 0; i < n; ++i)
-        out.push_back(oscillatorSample<kRevision>(state, k, wave, inc,
-                                                  pulseThreshold<kRevision>(k, wave), 0.0036f,
-                                                  shapeTables()));
+        out.push_back(oscillatorSample<kRevision>(
+            state, k, wave, inc, pulseThreshold<kRevision>(k, wave), 0.0036f, shapeTables()));
     return out;
 }
 
@@ -67,10 +66,10 @@ TEST(Oscillator, PulseIsLowUpToItsThreshold)
         double late, early; ///< part of the cycle that is low
     };
     constexpr Row kRows[] = {
-        {Wave::Pulse, 0, 0.49943751, 0.516},    {Wave::Wide, 0, 0.274, 0.6969},
-        {Wave::Narrow, 0, 0.128, 0.81257},      {Wave::Pulse, 1, 0.506, 0.506},
-        {Wave::Wide, 1, 0.2815, 0.2815},        {Wave::Narrow, 1, 0.13244376, 0.13244376},
-        {Wave::Pulse, 2, 0.4908125, 0.4908125}, {Wave::Wide, 2, 0.2703125, 0.2703125},
+        {Wave::Pulse, 0, 0.49943751, 0.516},     {Wave::Wide, 0, 0.274, 0.6969},
+        {Wave::Narrow, 0, 0.128, 0.81257},       {Wave::Pulse, 1, 0.506, 0.506},
+        {Wave::Wide, 1, 0.2815, 0.2815},         {Wave::Narrow, 1, 0.13244376, 0.13244376},
+        {Wave::Pulse, 2, 0.4908125, 0.4908125},  {Wave::Wide, 2, 0.2703125, 0.2703125},
         {Wave::Narrow, 2, 0.1260625, 0.1260625},
     };
     for (const Row& row : kRows) {
@@ -131,8 +130,8 @@ TEST(Pitch, EqualTemperamentAtSlopeTwoAndPivotAtNote102)
         int note;
         double cents; ///< off equal temperament
     };
-    const Row rows[] = {{2.0, 69, 0.01},         {2.0, 24, 0.01},
-                        {2.0011260, 69, -2.68},  {2.0011260, 60, -3.41},
+    const Row rows[] = {{2.0, 69, 0.01},          {2.0, 24, 0.01},
+                        {2.0011260, 69, -2.68},   {2.0011260, 60, -3.41},
                         {2.0056297779, 102, 0.0}, {1.99437022209, 69, 13.42}};
     for (const Row& row : rows) {
         EngineValues values;
@@ -152,8 +151,8 @@ TEST(Pitch, EveryPitchControlMovesItsOscillatorByItsInterval)
         EngineValues plain, changed;
         plain.oscRange = changed.oscRange = {3, 3, 3};
         change(changed);
-        return 1200.0 * std::log2(oscillatorBases(changed, 0, kFs8)[k] /
-                                  oscillatorBases(plain, 0, kFs8)[k]);
+        return 1200.0 *
+               std::log2(oscillatorBases(changed, 0, kFs8)[k] / oscillatorBases(plain, 0, kFs8)[k]);
     };
     EXPECT_NEAR(centsAgainstDefault([](auto& v) { v.oscSemi[1] = 7.0f; }, 1), 700.0, 1e-3);
     EXPECT_NEAR(centsAgainstDefault([](auto& v) { v.oscFine[2] = -0.5f; }, 2), -50.0, 1e-3);
@@ -205,8 +204,8 @@ TEST(Pitch, FixedRateOfOscillator3ByRangeAndTempo)
         values.osc3LoSync = false;
         EXPECT_NEAR(fixedOscillator3Increment(values) * kFs8, 2.0 * factor[range], 1e-3);
         values.osc3LoSync = true;
-        EXPECT_NEAR(fixedOscillator3Increment(values) * kFs8, range == 0 ? 5.0 : 2.0 * factor[range],
-                    1e-3);
+        EXPECT_NEAR(fixedOscillator3Increment(values) * kFs8,
+                    range == 0 ? 5.0 : 2.0 * factor[range], 1e-3);
     }
     values.oscRange[2] = 0;
     values.lfoIncrement = 1e6;
