@@ -80,7 +80,7 @@ TEST(SynthEngine, NotesStartAtTheirSample)
     // The first sound of a note comes later by exactly the difference of its offsets.
     const auto onset = [](int offset) {
         Engine e;
-        e.engine.setControl(mixer_osc_1, 1.0);
+        e.engine.setControl(opts_osc_1_phase, 0.25); // else each engine starts elsewhere
         e.note(100, true, offset);
         e.blocks(20);
         for (std::size_t i = 0; i < e.left.size(); ++i)
