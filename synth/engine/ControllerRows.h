@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/Performance.h"
+
 #include <array>
 #include <cstdint>
 #include <vector>
 
 namespace zephra {
-
-inline constexpr int kMidiChannels = 16;
 
 /// Mod wheel and pitch bend at a grain of 64 samples: row r holds the values for the samples
 /// 64r..64r+63 of the host block. Written by the MIDI intake before a block, read while it is
@@ -39,12 +39,12 @@ private:
     int lastRow() const noexcept { return static_cast<int>(modWheelRows.size()) - 1; }
 
     int size = 0;
-    std::vector<float> modWheelRows; ///< [row]
+    std::vector<float> modWheelRows;                             ///< [row]
     std::vector<std::array<float, kMidiChannels>> pitchBendRows; ///< [row][channel], -1..1
     bool modWheelRowsUsed = false;
-    std::array<bool, kMidiChannels> pitchRowsUsed {};
+    std::array<bool, kMidiChannels> pitchRowsUsed{};
     int nextModRow = 0;
-    std::array<int, kMidiChannels> nextBendRow {};
+    std::array<int, kMidiChannels> nextBendRow{};
 };
 
 } // namespace zephra

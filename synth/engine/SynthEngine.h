@@ -11,7 +11,8 @@
 #include "engine/VoiceAllocator.h"
 #include "voice/EngineValues.h"
 #include "voice/FilterBank.h"
-#include "voice/ToneSample.h"
+#include "voice/LaneBuffer.h"
+#include "voice/Performance.h"
 #include "voice/VoiceRack.h"
 
 #include <array>
@@ -65,16 +66,7 @@ public:
     /// happens.
     void renderBlock(float* const* outputs, int sampleCount, int startOffset) noexcept;
 
-    /// The channel values that performance controllers set, 0..1, and the mains of a host block.
-    struct Performance {
-        std::array<float, kMidiChannels> aftertouch {}, breath {}, expression {}, foot {}, timbre {};
-        double aftertouchLast = 0.0; ///< last channel pressure of any channel
-        double pedalValue = 0.0;
-        bool pedalUp = true;
-        double tempo = 120.0; ///< beats per minute, finite and above 0
-        float modWheelNow = 0.0f; ///< 0..1
-        std::array<float, kMidiChannels> pitchBendNow {}; ///< -1..1
-    };
+    // What a host call leaves for the next renderBlock.
     Performance performance;
     NoteQueue noteQueue;
     ControllerRows rows;
@@ -94,29 +86,28 @@ private:
     void flushSilentOutput() noexcept;
     void stepEffectCountdown() noexcept;
 
-    double fs = 0.0; ///< host rate
-    double fs8 = 0.0; ///< voice rate
+    double fs = 0.0;          ///< host rate
+    double fs8 = 0.0;         ///< voice rate
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 
     EngineTargets targets; ///< written [any], read once per sub-block
-    EngineValues values; ///< what the sound reads in this sub-block
+    EngineValues values;   ///< what the sound reads in this sub-block
     VoiceRack rack;
     VoiceAllocator allocator;
-    ToneSample toneSample;
     std::unique_ptr<LaneBuffer> lanes;
     FilterBank filterBank;
     DecimationStage decimator;
     OutputStage output;
 
-    std::array<float, 512> overL {}, overR {}; ///< voice-rate stereo of one sub-block
-    std::array<float, 64> outL {}, outR {}; ///< host-rate stereo; the effects work in place
+    std::array<float, 512> overL{}, overR{}; ///< voice-rate stereo of one sub-block
+    std::array<float, 64> outL{}, outR{};    ///< host-rate stereo; the effects work in place
 
-    int tailBlocks = 0; ///< silent sub-blocks rendered before the engine falls asleep
-    Shared<int> tailCounter { 1000 }; ///< below 0: asleep
-    Shared<bool> fxActive { false };
-    Shared<float> fxWet { 0.0f };
-    Shared<int> fxOffCountdown { 0 }; ///< sub-blocks until the effects are stopped and cleared
+    int tailBlocks = 0;            ///< silent sub-blocks rendered before the engine falls asleep
+    Shared<int> tailCounter{1000}; ///< below 0: asleep
+    Shared<bool> fxActive{false};
+    Shared<float> fxWet{0.0f};
+    Shared<int> fxOffCountdown{0}; ///< sub-blocks until the effects are stopped and cleared
 };
 
 } // namespace zephra
