@@ -127,9 +127,14 @@ EventList makeEventList(const Song& song, const RenderOptions& options)
         list.end = list.messages.back().sample;
     if (!list.automation.empty())
         list.end = std::max(list.end, list.automation.back().sample);
-    list.notes = static_cast<int>(std::ranges::count_if(
-        list.messages, [](const TimedMessage& event) { return event.message.isNoteOn(); }));
     return list;
+}
+
+std::int64_t EventList::notesBefore(std::int64_t sample) const
+{
+    return std::ranges::count_if(messages, [sample](const TimedMessage& event) {
+        return event.sample < sample && event.message.isNoteOn();
+    });
 }
 
 } // namespace zephra::render

@@ -32,7 +32,9 @@ struct EventList {
     std::vector<TimedSetting> automation;
     std::vector<TimedTempo> tempos; ///< the first at sample 0
     std::int64_t end = 0; ///< sample of the last message or setting
-    int notes = 0; ///< note-ons among the messages
+
+    /// Note-ons before `sample`.
+    std::int64_t notesBefore(std::int64_t sample) const;
 };
 
 /// Brings song and options together. At one sample controllers, bends, pressure and program
