@@ -16,6 +16,7 @@ std::vector<PlayedMessage> readByLibsmf(const Bytes& file)
     smf_t* song = smf_load_from_memory(file.data(), static_cast<int>(file.size()));
     if (!song)
         return {};
+    smf_rewind(song); // else the first message of each track may come late
     std::vector<PlayedMessage> messages;
     while (const smf_event_t* event = smf_get_next_event(song)) {
         if (smf_event_is_metadata(event) || smf_event_is_sysex(event))

@@ -52,7 +52,7 @@ TEST_F(WavWriterTest, HoldsTheSamplesInEachFormat)
         { SampleFormat::Int16, { 0, 0, 0, 0x20, 0xff, 0x7f, 0, 0x80 } },
     };
     for (const auto& row : rows) {
-        const fs::path path = folder / "x.wav";
+        const fs::path path = folder / (std::to_string(row.bytes.size()) + ".wav");
         WavWriter wav(path, 96000, row.format);
         wav.write(kLeft.data(), kRight.data(), 5);
         EXPECT_FALSE(fs::exists(path)) << "not before it is complete";
@@ -70,8 +70,8 @@ TEST_F(WavWriterTest, HoldsTheSamplesInEachFormat)
         EXPECT_EQ(info.channels, 2);
         EXPECT_EQ(info.frames, 5);
         sf_close(file);
-        EXPECT_EQ(files(), 1u);
     }
+    EXPECT_EQ(files(), 3u);
 }
 
 TEST_F(WavWriterTest, AnUnfinishedFileLeavesTheOldOne)
