@@ -18,13 +18,21 @@ void setControl(VstXSynth& synth, const ControlSetting& setting)
         synth.setControlInternal(setting.id, value); // the pitch wheel, which no preset holds
 }
 
+/// No settings of the user, no library, no editor: a render hangs on nothing but its arguments.
+VstXSynthOptions instrumentOn(HostPeer& host)
+{
+    VstXSynthOptions options;
+    options.host = &host;
+    return options;
+}
+
 } // namespace
 
 Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
     : block(options.block)
     , rate(options.rate)
     , events(eventList)
-    , synth({ .host = &transport })
+    , synth(instrumentOn(transport))
     , left(static_cast<std::size_t>(options.block))
     , right(static_cast<std::size_t>(options.block))
 {
