@@ -18,7 +18,7 @@ public:
     {
         Key& key = keys[static_cast<std::size_t>(message.channel() << 7 | message.data1)];
         if (key.sample != sample)
-            key = { sample, key.earlier + key.here, 0 };
+            key = {sample, key.earlier + key.here, 0};
         if (message.isNoteOn()) {
             ++key.here;
         } else if (key.earlier > 0) {
@@ -33,10 +33,10 @@ public:
 private:
     struct Key {
         std::int64_t sample = 0; ///< of the last message
-        int earlier = 0; ///< notes down that started before it
-        int here = 0; ///< notes down that started on it
+        int earlier = 0;         ///< notes down that started before it
+        int here = 0;            ///< notes down that started on it
     };
-    std::array<Key, 16 * 128> keys {}; ///< [channel, key]
+    std::array<Key, 16 * 128> keys{}; ///< [channel, key]
 };
 
 void addSong(const Song& song, double rate, std::vector<TimedMessage>& messages)
@@ -45,7 +45,7 @@ void addSong(const Song& song, double rate, std::vector<TimedMessage>& messages)
     for (const PlayedMessage& played : song.messages) {
         const std::int64_t sample = sampleAt(played.seconds, rate);
         const MidiMessage& message = played.message;
-        messages.push_back({ message.isNote() ? keysDown.place(message, sample) : sample, message });
+        messages.push_back({message.isNote() ? keysDown.place(message, sample) : sample, message});
     }
 }
 
@@ -53,15 +53,15 @@ void addOptions(const RenderOptions& options, std::vector<TimedMessage>& message
 {
     const double rate = options.rate;
     for (const PlayedMessage& played : options.controllers)
-        messages.push_back({ sampleAt(played.seconds, rate), played.message });
+        messages.push_back({sampleAt(played.seconds, rate), played.message});
     for (const PlayedNote& note : options.notes) {
         const auto channel = static_cast<std::uint8_t>(note.channel);
         const auto key = static_cast<std::uint8_t>(note.key);
         const auto velocity = static_cast<std::uint8_t>(note.velocity);
         const std::int64_t on = sampleAt(note.on, rate);
         const std::int64_t off = std::max(sampleAt(note.off, rate), on + 1);
-        messages.push_back({ on, { static_cast<std::uint8_t>(0x90 | channel), key, velocity } });
-        messages.push_back({ off, { static_cast<std::uint8_t>(0x80 | channel), key, 0 } });
+        messages.push_back({on, {static_cast<std::uint8_t>(0x90 | channel), key, velocity}});
+        messages.push_back({off, {static_cast<std::uint8_t>(0x80 | channel), key, 0}});
     }
 }
 
@@ -72,7 +72,7 @@ void putOffsFirst(std::span<TimedMessage> notes)
         std::size_t rank;
         TimedMessage note;
     };
-    std::array<std::size_t, 128> firstOn {}; ///< [key] place of the first note-on from 1, 0: none
+    std::array<std::size_t, 128> firstOn{}; ///< [key] place of the first note-on from 1, 0: none
     std::vector<Ranked> order;
     order.reserve(notes.size());
     for (std::size_t i = 0; i < notes.size(); ++i) {
@@ -81,7 +81,7 @@ void putOffsFirst(std::span<TimedMessage> notes)
         if (message.isNoteOn() && first == 0)
             first = i + 1;
         const bool overtakes = message.isNoteOff() && first != 0;
-        order.push_back({ overtakes ? 2 * first - 1 : 2 * (i + 1), notes[i] });
+        order.push_back({overtakes ? 2 * first - 1 : 2 * (i + 1), notes[i]});
     }
     std::ranges::stable_sort(order, {}, &Ranked::rank);
     std::ranges::transform(order, notes.begin(), &Ranked::note);
@@ -90,8 +90,7 @@ void putOffsFirst(std::span<TimedMessage> notes)
 void sortMessages(std::vector<TimedMessage>& messages)
 {
     std::ranges::stable_sort(messages, [](const TimedMessage& a, const TimedMessage& b) {
-        return a.sample != b.sample ? a.sample < b.sample
-                                    : a.message.isNote() < b.message.isNote();
+        return a.sample != b.sample ? a.sample < b.sample : a.message.isNote() < b.message.isNote();
     });
     for (auto first = messages.begin(); first != messages.end();) {
         const auto last = std::find_if(first, messages.end(), [first](const TimedMessage& event) {
@@ -100,7 +99,7 @@ void sortMessages(std::vector<TimedMessage>& messages)
         const auto notes = std::find_if(
             first, last, [](const TimedMessage& event) { return event.message.isNote(); });
         if (last - notes > 1)
-            putOffsFirst({ notes, last });
+            putOffsFirst({notes, last});
         first = last;
     }
 }
@@ -111,12 +110,12 @@ EventList makeEventList(const Song& song, const RenderOptions& options)
 {
     const double rate = options.rate;
     EventList list;
-    list.tempos.push_back({ 0, options.tempo });
+    list.tempos.push_back({0, options.tempo});
     for (const TempoChange& change : song.tempos)
-        list.tempos.push_back({ sampleAt(change.seconds, rate), change.beatsPerMinute });
+        list.tempos.push_back({sampleAt(change.seconds, rate), change.beatsPerMinute});
 
     for (const ControlChange& change : options.automation)
-        list.automation.push_back({ sampleAt(change.seconds, rate), change.setting });
+        list.automation.push_back({sampleAt(change.seconds, rate), change.setting});
     std::ranges::stable_sort(list.automation, {}, &TimedSetting::sample);
 
     addSong(song, rate, list.messages);

@@ -31,7 +31,7 @@ struct EventList {
     std::vector<TimedMessage> messages;
     std::vector<TimedSetting> automation;
     std::vector<TimedTempo> tempos; ///< the first at sample 0
-    std::int64_t end = 0; ///< sample of the last message or setting
+    std::int64_t end = 0;           ///< sample of the last message or setting
 
     /// Note-ons before `sample`.
     std::int64_t notesBefore(std::int64_t sample) const;

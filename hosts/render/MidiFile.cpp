@@ -36,14 +36,14 @@ Clock readClock(ByteReader& reader)
     if (division < 0x8000) {
         if (division == 0)
             reader.fail("the division is 0 ticks per beat");
-        return { static_cast<int>(division), 0.0 };
+        return {static_cast<int>(division), 0.0};
     }
     const int frames = 256 - static_cast<int>(division >> 8); // stored as a negative byte
     const int ticksPerFrame = static_cast<int>(division & 0xff);
     if ((frames != 24 && frames != 25 && frames != 29 && frames != 30) || ticksPerFrame == 0)
         reader.fail("the division names no SMPTE clock");
     const double framesPerSecond = frames == 29 ? 30000.0 / 1001.0 : frames; // 29: drop frame
-    return { 0, 1.0 / (framesPerSecond * ticksPerFrame) };
+    return {0, 1.0 / (framesPerSecond * ticksPerFrame)};
 }
 
 std::uint8_t dataByte(ByteReader& reader)
@@ -64,7 +64,7 @@ bool readMeta(ByteReader& reader, std::int64_t tick, std::vector<TickEvent>& eve
         if (body.left() != 3)
             body.fail("a tempo has " + std::to_string(body.left()) + " bytes, not 3");
         const std::uint32_t beat = body.number(3);
-        events.push_back({ tick, beat == 0 ? kDefaultBeat : beat, {} });
+        events.push_back({tick, beat == 0 ? kDefaultBeat : beat, {}});
     }
     return type != kEndOfTrack;
 }
@@ -92,7 +92,7 @@ void readTrack(ByteReader reader, std::vector<TickEvent>& events)
                 reader.fail("a message has no status");
             else
                 reader.stepBack();
-            TickEvent event { tick, 0, { running, dataByte(reader), 0 } };
+            TickEvent event{tick, 0, {running, dataByte(reader), 0}};
             if (event.message.kind() != 0xc0 && event.message.kind() != 0xd0)
                 event.message.data2 = dataByte(reader);
             events.push_back(event);
@@ -107,18 +107,18 @@ Song playTicks(const std::vector<TickEvent>& events, const Clock& clock, double 
 {
     Song song;
     double beat = kMicrosecondsPerMinute / startTempo; ///< [microseconds]
-    double tempoStart = 0.0; ///< [seconds] of the tick below
+    double tempoStart = 0.0;                           ///< [seconds] of the tick below
     std::int64_t tempoTick = 0;
     for (const TickEvent& event : events) {
         const auto ticks = static_cast<double>(event.tick - tempoTick);
         const double seconds = clock.ticksPerBeat == 0
-            ? static_cast<double>(event.tick) * clock.secondsPerTick
-            : tempoStart + ticks * beat / (1e6 * clock.ticksPerBeat);
+                                   ? static_cast<double>(event.tick) * clock.secondsPerTick
+                                   : tempoStart + ticks * beat / (1e6 * clock.ticksPerBeat);
         if (event.beatMicroseconds == 0) {
-            song.messages.push_back({ seconds, event.message });
+            song.messages.push_back({seconds, event.message});
         } else {
             if (seconds <= kLongestSeconds)
-                song.tempos.push_back({ seconds, kMicrosecondsPerMinute / event.beatMicroseconds });
+                song.tempos.push_back({seconds, kMicrosecondsPerMinute / event.beatMicroseconds});
             beat = event.beatMicroseconds;
             tempoStart = seconds;
             tempoTick = event.tick;
@@ -163,8 +163,8 @@ Song parseMidi(std::span<const std::uint8_t> bytes, double startTempo)
     ByteReader header = file.takePart(file.number(4)); // may be longer than we know
     const std::uint32_t format = header.number(2);
     if (format > 1)
-        throw std::runtime_error("only formats 0 and 1 can be played, this is format "
-                                 + std::to_string(format));
+        throw std::runtime_error("only formats 0 and 1 can be played, this is format " +
+                                 std::to_string(format));
     const std::uint32_t trackCount = header.number(2);
     const Clock clock = readClock(header);
     if (trackCount == 0)
@@ -173,8 +173,8 @@ Song parseMidi(std::span<const std::uint8_t> bytes, double startTempo)
     std::vector<TickEvent> events;
     for (std::uint32_t tracks = 0; tracks < trackCount;) {
         if (file.atEnd())
-            file.fail("the file ends after " + std::to_string(tracks) + " of "
-                      + std::to_string(trackCount) + " tracks");
+            file.fail("the file ends after " + std::to_string(tracks) + " of " +
+                      std::to_string(trackCount) + " tracks");
         const auto name = file.take(4);
         const ByteReader chunk = file.takePart(file.number(4));
         if (!hasName(name, "MTrk"))

@@ -23,7 +23,7 @@ struct Song {
     std::vector<TempoChange> tempos;
 };
 
-inline constexpr std::size_t kLargestMidiFile = std::size_t { 64 } << 20; ///< bytes
+inline constexpr std::size_t kLargestMidiFile = std::size_t{64} << 20; ///< bytes
 inline constexpr std::size_t kMostMidiEvents = 4'000'000; ///< messages and tempo changes
 
 /// Reads a file of format 0 or 1, with beats or SMPTE frames as its clock. `startTempo`, in beats

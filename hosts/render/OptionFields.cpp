@@ -16,7 +16,7 @@ std::string plain(double value)
 {
     char text[32];
     const auto result = std::to_chars(text, text + sizeof text, value);
-    return { text, result.ptr };
+    return {text, result.ptr};
 }
 
 } // namespace
@@ -26,7 +26,7 @@ bool readNumber(std::string_view text, double& value)
     if (text.starts_with('+') && !text.starts_with("+-"))
         text.remove_prefix(1);
     const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    return result.ec == std::errc {} && result.ptr == text.data() + text.size();
+    return result.ec == std::errc{} && result.ptr == text.data() + text.size();
 }
 
 OptionFields::OptionFields(std::string optionName, const std::string& text, const std::string& form,
@@ -46,12 +46,10 @@ double OptionFields::real(std::size_t field, const char* name, double low, doubl
     double value = 0.0;
     if (!readNumber(fields[field], value))
         throw usageFailure(option,
-                           std::string(name) + " \"" + fields[field]
-                               + "\" is not a number");
+                           std::string(name) + " \"" + fields[field] + "\" is not a number");
     if (!(value >= low && value <= high)) // also true for not-a-number
-        throw usageFailure(option,
-                           std::string(name) + " " + fields[field] + " is outside "
-                               + plain(low) + " to " + plain(high));
+        throw usageFailure(option, std::string(name) + " " + fields[field] + " is outside " +
+                                       plain(low) + " to " + plain(high));
     return value;
 }
 
@@ -60,8 +58,7 @@ int OptionFields::integer(std::size_t field, const char* name, int low, int high
     const double value = real(field, name, low, high);
     if (value != std::floor(value))
         throw usageFailure(option,
-                           std::string(name) + " " + fields[field]
-                               + " is not a whole number");
+                           std::string(name) + " " + fields[field] + " is not a whole number");
     return static_cast<int>(value);
 }
 

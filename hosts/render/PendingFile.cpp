@@ -32,12 +32,12 @@ void removeAndDie(int signal)
 void removeWhenInterrupted(const std::string& path)
 {
     const bool known = !path.empty() && path.size() < sizeof interruptedPath;
-    for (const int signal : { SIGINT, SIGTERM, SIGHUP })
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         std::signal(signal, SIG_DFL);
     if (!known)
         return;
     std::memcpy(interruptedPath, path.c_str(), path.size() + 1);
-    for (const int signal : { SIGINT, SIGTERM, SIGHUP })
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         std::signal(signal, removeAndDie);
 }
 
@@ -57,8 +57,7 @@ mode_t newFileMode()
 } // namespace
 
 PendingFile::PendingFile(const std::string& path)
-    : shownName(path == "-" ? "standard output" : path)
-    , target(path)
+    : shownName(path == "-" ? "standard output" : path), target(path)
 {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
@@ -71,7 +70,8 @@ PendingFile::PendingFile(const std::string& path)
             target = behindLinks;
     }
 
-    const fs::path folder = stream ? fs::temp_directory_path(error) : fs::path(target).parent_path();
+    const fs::path folder =
+        stream ? fs::temp_directory_path(error) : fs::path(target).parent_path();
     std::string place = (folder.empty() ? fs::path(".") : folder) / ".zephra-render-XXXXXX";
     fd = ::mkstemp(place.data());
     if (fd < 0)
@@ -97,8 +97,8 @@ PendingFile::~PendingFile()
 void PendingFile::commit()
 {
     if (stream) {
-        const int out
-            = target == "-" ? ::dup(STDOUT_FILENO) : ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
+        const int out =
+            target == "-" ? ::dup(STDOUT_FILENO) : ::open(target.c_str(), O_WRONLY | O_CLOEXEC);
         if (out < 0)
             throw systemFailure(shownName);
         copyTo(out);
@@ -121,8 +121,8 @@ void PendingFile::copyTo(int out)
         if (count < 0)
             throw systemFailure(shownName);
         for (ssize_t written = 0; written < count;) {
-            const ssize_t step
-                = ::write(out, part + written, static_cast<std::size_t>(count - written));
+            const ssize_t step =
+                ::write(out, part + written, static_cast<std::size_t>(count - written));
             if (step < 0 && errno != EINTR) {
                 const int error = errno;
                 ::close(out);

@@ -27,9 +27,9 @@ private:
     void copyTo(int target);
 
     std::string shownName;
-    std::string target; ///< path behind links
+    std::string target;  ///< path behind links
     bool stream = false; ///< the target takes bytes, not a new name
-    std::string aside; ///< path of the file while it has one of its own, else empty
+    std::string aside;   ///< path of the file while it has one of its own, else empty
     int fd = -1;
 };
 

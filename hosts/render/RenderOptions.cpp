@@ -23,7 +23,7 @@ ControlSetting readSetting(const std::string& option, const std::string& text)
     const std::size_t equals = text.find('=');
     if (equals == text.npos)
         throw usageFailure(option, "\"" + text + "\" is not of the form NAME=VALUE");
-    ControlSetting setting { controlNamed(option, text.substr(0, equals)).id, 0.0 };
+    ControlSetting setting{controlNamed(option, text.substr(0, equals)).id, 0.0};
     if (!readNumber(text.substr(equals + 1), setting.value))
         throw usageFailure(option, "\"" + text.substr(equals + 1) + "\" is not a number");
     return setting;
@@ -36,14 +36,14 @@ ControlChange readChange(const std::string& option, const std::string& text)
     if (at == text.npos)
         throw usageFailure(option, "\"" + text + "\" is not of the form NAME=VALUE@TIME");
     const OptionFields time(option, text.substr(at + 1), "NAME=VALUE@TIME", 1, 1);
-    return { readSetting(option, text.substr(0, at)), time.time(0, "TIME") };
+    return {readSetting(option, text.substr(0, at)), time.time(0, "TIME")};
 }
 
 PlayedNote readNote(const std::string& option, const std::string& text)
 {
     const OptionFields fields(option, text, "KEY,VELOCITY,ON,OFF[,CHANNEL]", 4, 5);
-    const PlayedNote note { fields.integer(0, "KEY", 0, 127), fields.integer(1, "VELOCITY", 1, 127),
-                            fields.time(2, "ON"), fields.time(3, "OFF"), fields.channel(4) };
+    const PlayedNote note{fields.integer(0, "KEY", 0, 127), fields.integer(1, "VELOCITY", 1, 127),
+                          fields.time(2, "ON"), fields.time(3, "OFF"), fields.channel(4)};
     if (note.off <= note.on)
         throw usageFailure(option, "\"" + text + "\" ends before it starts");
     return note;
@@ -51,9 +51,9 @@ PlayedNote readNote(const std::string& option, const std::string& text)
 
 PlayedMessage played(double seconds, int kind, int channel, int data1, int data2)
 {
-    return { seconds,
-             { static_cast<std::uint8_t>(kind | channel), static_cast<std::uint8_t>(data1),
-               static_cast<std::uint8_t>(data2) } };
+    return {seconds,
+            {static_cast<std::uint8_t>(kind | channel), static_cast<std::uint8_t>(data1),
+             static_cast<std::uint8_t>(data2)}};
 }
 
 PlayedMessage readController(const std::string& option, const std::string& text)
@@ -117,9 +117,9 @@ public:
             throw Failure(error.what(), kUsageStatus);
         }
         if (const auto extras = app.remaining(); !extras.empty())
-            throw usageFailure(extras.front(),
-                               extras.front().starts_with('-') ? "there is no such option"
-                                                               : "only one song can be played");
+            throw usageFailure(extras.front(), extras.front().starts_with('-')
+                                                   ? "there is no such option"
+                                                   : "only one song can be played");
         check();
         return options;
     }
@@ -174,8 +174,8 @@ private:
              });
         take("--block", "N", "host block size in samples, 1..8192 [512]",
              [this](const std::string& option, const std::string& text) {
-                 options.block
-                     = OptionFields(option, text, "N", 1, 1).integer(0, "N", 1, kLargestBlock);
+                 options.block =
+                     OptionFields(option, text, "N", 1, 1).integer(0, "N", 1, kLargestBlock);
              });
         take("--seconds", "S", "exact length of the file [until 0.5 s of silence]",
              [this](const std::string& option, const std::string& text) {
@@ -197,8 +197,8 @@ private:
         const auto refuse = [](const std::string& option, const std::string&) {
             throw usageFailure(option, "this version cannot read or write patches yet");
         };
-        for (const char* name : { "--patch", "--library", "--program", "--list-patches", "--dump",
-                                  "--dump-xml", "--save-patch" })
+        for (const char* name : {"--patch", "--library", "--program", "--list-patches", "--dump",
+                                 "--dump-xml", "--save-patch"})
             take(name, "...", "not available yet", refuse);
     }
 
@@ -215,7 +215,7 @@ private:
 
     RenderOptions options;
     bool noSnap = false;
-    CLI::App app { "Renders a song and notes with The Zephra into a WAV file.", "zephra-render" };
+    CLI::App app{"Renders a song and notes with The Zephra into a WAV file.", "zephra-render"};
 };
 
 } // namespace

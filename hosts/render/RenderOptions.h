@@ -24,23 +24,23 @@ struct ControlChange {
 };
 
 struct PlayedNote {
-    int key = 60; ///< 0..127
-    int velocity = 100; ///< 1..127
+    int key = 60;               ///< 0..127
+    int velocity = 100;         ///< 1..127
     double on = 0.0, off = 0.0; ///< seconds, on < off
-    int channel = 0; ///< 0..15
+    int channel = 0;            ///< 0..15
 };
 
 /// A checked command line: every number is finite, in its range, and every control is known.
 struct RenderOptions {
-    std::string song; ///< path, empty for none
-    std::string out; ///< path, "-" for standard output
+    std::string song;                     ///< path, empty for none
+    std::string out;                      ///< path, "-" for standard output
     std::vector<ControlSetting> settings; ///< in command-line order, as all lists here
     std::vector<ControlChange> automation;
     std::vector<PlayedNote> notes;
     std::vector<PlayedMessage> controllers; ///< controllers, bends and pressure
-    double tempo = 120.0; ///< beats per minute before the first tempo event of the song
-    int rate = 48000; ///< Hz, 44100..384000
-    int block = 512; ///< samples, 1..8192
+    double tempo = 120.0;          ///< beats per minute before the first tempo event of the song
+    int rate = 48000;              ///< Hz, 44100..384000
+    int block = 512;               ///< samples, 1..8192
     std::optional<double> seconds; ///< exact length; else the tail decides
     SampleFormat format = SampleFormat::Float32;
     bool snap = true;

@@ -29,12 +29,8 @@ VstXSynthOptions instrumentOn(HostPeer& host)
 } // namespace
 
 Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
-    : block(options.block)
-    , rate(options.rate)
-    , events(eventList)
-    , synth(instrumentOn(transport))
-    , left(static_cast<std::size_t>(options.block))
-    , right(static_cast<std::size_t>(options.block))
+    : block(options.block), rate(options.rate), events(eventList), synth(instrumentOn(transport)),
+      left(static_cast<std::size_t>(options.block)), right(static_cast<std::size_t>(options.block))
 {
     synth.setSampleRate(options.rate);
     synth.setBlockSize(options.block);
@@ -49,7 +45,7 @@ Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
     const auto started = std::chrono::steady_clock::now();
     Summary summary;
     summary.rate = rate;
-    float* outputs[] = { left.data(), right.data() };
+    float* outputs[] = {left.data(), right.data()};
     for (std::int64_t start = 0; !tail.finished(); start += block) {
         startBlock(start);
         synth.processReplacing(nullptr, outputs, block);
@@ -61,8 +57,8 @@ Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
     }
     synth.close();
     summary.notes = events.notesBefore(summary.samples);
-    summary.elapsedSeconds
-        = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    summary.elapsedSeconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     return summary;
 }
 
@@ -106,8 +102,7 @@ void Renderer::sendMessages(std::int64_t start, std::span<const TimedMessage> me
                                     event.message.data1, event.message.data2);
         for (const MidiEvent& event : midiEvents)
             midiPointers.push_back(&event);
-        const HostEvents list { static_cast<std::int32_t>(midiPointers.size()),
-                                midiPointers.data() };
+        const HostEvents list{static_cast<std::int32_t>(midiPointers.size()), midiPointers.data()};
         synth.processEvents(&list);
     } while (!messages.empty());
 }

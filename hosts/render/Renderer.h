@@ -33,7 +33,7 @@ private:
     /// The host's side: tells the tempo.
     class Transport : public HostPeer {
     public:
-        HostTime time(std::uint32_t) noexcept override { return { tempo, HostTime::kTempoValid }; }
+        HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
 
         double tempo = 120.0; ///< beats per minute
     };
@@ -43,7 +43,7 @@ private:
     void sendMessages(std::int64_t start, std::span<const TimedMessage> messages);
 
     const int block; ///< samples
-    const int rate; ///< Hz
+    const int rate;  ///< Hz
     const EventList& events;
     Transport transport;
     VstXSynth synth;
@@ -53,8 +53,8 @@ private:
     std::size_t nextSetting = 0;
     std::size_t nextMessage = 0;
 
-    std::vector<float> left, right; ///< [block]
-    std::vector<MidiEvent> midiEvents; ///< of one call
+    std::vector<float> left, right;             ///< [block]
+    std::vector<MidiEvent> midiEvents;          ///< of one call
     std::vector<const HostEvent*> midiPointers; ///< to them
 };
 

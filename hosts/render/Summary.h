@@ -23,9 +23,9 @@ private:
 /// What there is to tell about a finished render.
 struct Summary {
     std::int64_t samples = 0; ///< per channel
-    int rate = 48000; ///< Hz
+    int rate = 48000;         ///< Hz
     LevelMeter levels;
-    std::int64_t notes = 0; ///< note-ons played
+    std::int64_t notes = 0;      ///< note-ons played
     double elapsedSeconds = 0.0; ///< of the clock on the wall
 
     double seconds() const noexcept { return static_cast<double>(samples) / rate; }

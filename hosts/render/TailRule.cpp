@@ -9,18 +9,17 @@
 namespace zephra::render {
 
 TailRule::TailRule(std::int64_t lastEvent, double rate, std::optional<std::int64_t> exactLength)
-    : lastEventSample(lastEvent)
-    , silentNeeded(sampleAt(kSilentSeconds, rate))
-    , longestLength(exactLength.value_or(lastEvent + sampleAt(kLongestTailSeconds, rate)))
-    , exact(exactLength.has_value())
-    , done(longestLength == 0)
+    : lastEventSample(lastEvent), silentNeeded(sampleAt(kSilentSeconds, rate)),
+      longestLength(exactLength.value_or(lastEvent + sampleAt(kLongestTailSeconds, rate))),
+      exact(exactLength.has_value()), done(longestLength == 0)
 {
 }
 
 int TailRule::take(const float* left, const float* right, int count) noexcept
 {
     if (exact) {
-        const auto taken = static_cast<int>(std::min<std::int64_t>(count, longestLength - position));
+        const auto taken =
+            static_cast<int>(std::min<std::int64_t>(count, longestLength - position));
         position += taken;
         done = position == longestLength;
         return taken;

@@ -30,7 +30,7 @@ private:
     std::int64_t silentNeeded; ///< samples
     std::int64_t longestLength;
     bool exact;
-    std::int64_t position = 0; ///< samples taken
+    std::int64_t position = 0;  ///< samples taken
     std::int64_t silentRun = 0; ///< silent samples up to here since the last event
     bool done = false;
 };

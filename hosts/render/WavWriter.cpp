@@ -42,11 +42,9 @@ int quantised(float sample, int bits) noexcept
 } // namespace
 
 WavWriter::WavWriter(const std::string& path, int rate, SampleFormat format)
-    : file(path)
-    , bits(bitsOf(format))
-    , sound(nullptr, &sf_close)
+    : file(path), bits(bitsOf(format)), sound(nullptr, &sf_close)
 {
-    SF_INFO info {};
+    SF_INFO info{};
     info.samplerate = rate;
     info.channels = 2;
     info.format = SF_FORMAT_WAV | codecOf(format);

@@ -23,9 +23,8 @@ std::vector<PlayedMessage> readByLibsmf(const Bytes& file)
             continue;
         const unsigned char* bytes = event->midi_buffer;
         messages.push_back(
-            { event->time_seconds,
-              { bytes[0], bytes[1],
-                event->midi_buffer_length > 2 ? bytes[2] : std::uint8_t { 0 } } });
+            {event->time_seconds,
+             {bytes[0], bytes[1], event->midi_buffer_length > 2 ? bytes[2] : std::uint8_t{0}}});
     }
     smf_delete(song);
     return messages;
@@ -46,13 +45,13 @@ Bytes randomSong(unsigned seed)
                 events.push_back(static_cast<std::uint8_t>(0x80 | below(8)));
             events.push_back(below(128));
             if (t == 0 && below(4) == 0)
-                events.insert(events.end(), { 0xff, 0x51, 3, below(16), below(255), 1 });
+                events.insert(events.end(), {0xff, 0x51, 3, below(16), below(255), 1});
             else if (below(4) == 0)
-                events.insert(events.end(), { static_cast<std::uint8_t>(0xc0 | 16 * below(2)),
-                                              below(128) });
+                events.insert(events.end(),
+                              {static_cast<std::uint8_t>(0xc0 | 16 * below(2)), below(128)});
             else
-                events.insert(events.end(), { static_cast<std::uint8_t>(0x80 + 16 * below(4)),
-                                              below(128), below(128) });
+                events.insert(events.end(), {static_cast<std::uint8_t>(0x80 + 16 * below(4)),
+                                             below(128), below(128)});
         }
         const Bytes whole = track(events);
         file.insert(file.end(), whole.begin(), whole.end());

@@ -28,24 +28,23 @@ inline Bytes bigEndian(std::uint32_t value, int bytes)
 
 inline Bytes chunk(std::string_view name, const Bytes& body)
 {
-    return join({ Bytes(name.begin(), name.end()),
-                  bigEndian(static_cast<std::uint32_t>(body.size()), 4), body });
+    return join({Bytes(name.begin(), name.end()),
+                 bigEndian(static_cast<std::uint32_t>(body.size()), 4), body});
 }
 
 inline Bytes header(int format, int tracks, int division)
 {
-    return chunk("MThd",
-                 join({ bigEndian(static_cast<std::uint32_t>(format), 2),
-                        bigEndian(static_cast<std::uint32_t>(tracks), 2),
-                        bigEndian(static_cast<std::uint32_t>(division), 2) }));
+    return chunk("MThd", join({bigEndian(static_cast<std::uint32_t>(format), 2),
+                               bigEndian(static_cast<std::uint32_t>(tracks), 2),
+                               bigEndian(static_cast<std::uint32_t>(division), 2)}));
 }
 
-inline const Bytes kEndOfTrack { 0x00, 0xff, 0x2f, 0x00 };
+inline const Bytes kEndOfTrack{0x00, 0xff, 0x2f, 0x00};
 
 /// A track of these bytes and an end mark.
-inline Bytes track(const Bytes& events) { return chunk("MTrk", join({ events, kEndOfTrack })); }
+inline Bytes track(const Bytes& events) { return chunk("MTrk", join({events, kEndOfTrack})); }
 
 /// A file of one track at 100 ticks a beat.
-inline Bytes oneTrack(const Bytes& events) { return join({ header(0, 1, 100), track(events) }); }
+inline Bytes oneTrack(const Bytes& events) { return join({header(0, 1, 100), track(events)}); }
 
 } // namespace zephra::render::test

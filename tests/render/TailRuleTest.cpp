@@ -35,15 +35,15 @@ TEST(TailRule, EndsHalfASecondAfterSoundAndLastEvent)
         int lastEvent, soundEnd, click;
         std::int64_t length;
     } rows[] = {
-        { "nothing at all", 0, 0, -1, 500 },
-        { "silence before the last event does not count", 2000, 100, -1, 2500 },
-        { "sound after the last event", 2000, 3210, -1, 3710 },
-        { "click in one channel within the half second", 2000, 2000, 2499, 3000 },
-        { "click behind the half second", 2000, 2000, 2500, 2500 },
-        { "sound without end", 2000, 1 << 30, -1, 32000 },
+        {"nothing at all", 0, 0, -1, 500},
+        {"silence before the last event does not count", 2000, 100, -1, 2500},
+        {"sound after the last event", 2000, 3210, -1, 3710},
+        {"click in one channel within the half second", 2000, 2000, 2499, 3000},
+        {"click behind the half second", 2000, 2000, 2500, 2500},
+        {"sound without end", 2000, 1 << 30, -1, 32000},
     };
     for (const auto& row : rows) {
-        for (const int block : { 1, 63, 512, 8192 })
+        for (const int block : {1, 63, 512, 8192})
             EXPECT_EQ(lengthOf(TailRule(row.lastEvent, kRate, {}), row.soundEnd, row.click, block),
                       row.length)
                 << row.what << ", block " << block;
@@ -58,7 +58,7 @@ TEST(TailRule, SilenceIsBelowMinusHundredDecibels)
 
 TEST(TailRule, ExactLengthHoldsWhateverSounds)
 {
-    for (const int block : { 1, 64, 8192 }) {
+    for (const int block : {1, 64, 8192}) {
         EXPECT_EQ(lengthOf(TailRule(2000, kRate, 1234), 1 << 30, -1, block), 1234);
         EXPECT_EQ(lengthOf(TailRule(2000, kRate, 40000), 0, -1, block), 40000);
         EXPECT_EQ(lengthOf(TailRule(2000, kRate, 0), 0, -1, block), 0);

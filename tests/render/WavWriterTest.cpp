@@ -32,14 +32,14 @@ protected:
     std::string read(const fs::path& path) const
     {
         std::ifstream file(path, std::ios::binary);
-        return { std::istreambuf_iterator<char>(file), {} };
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     fs::path folder;
 };
 
-constexpr std::array kLeft { 0.0f, 1.0f, -1.0f, 0.5f, 2.0f };
-constexpr std::array kRight { 0.25f, -2.0f, 1e-9f, -0.5f, std::numeric_limits<float>::infinity() };
+constexpr std::array kLeft{0.0f, 1.0f, -1.0f, 0.5f, 2.0f};
+constexpr std::array kRight{0.25f, -2.0f, 1e-9f, -0.5f, std::numeric_limits<float>::infinity()};
 
 TEST_F(WavWriterTest, HoldsTheSamplesInEachFormat)
 {
@@ -47,9 +47,9 @@ TEST_F(WavWriterTest, HoldsTheSamplesInEachFormat)
         SampleFormat format;
         std::vector<int> bytes; ///< the first two frames
     } rows[] = {
-        { SampleFormat::Float32, { 0, 0, 0, 0, 0, 0, 0x80, 0x3e, 0, 0, 0x80, 0x3f, 0, 0, 0, 0xc0 } },
-        { SampleFormat::Int24, { 0, 0, 0, 0, 0, 0x20, 0xff, 0xff, 0x7f, 0, 0, 0x80 } },
-        { SampleFormat::Int16, { 0, 0, 0, 0x20, 0xff, 0x7f, 0, 0x80 } },
+        {SampleFormat::Float32, {0, 0, 0, 0, 0, 0, 0x80, 0x3e, 0, 0, 0x80, 0x3f, 0, 0, 0, 0xc0}},
+        {SampleFormat::Int24, {0, 0, 0, 0, 0, 0x20, 0xff, 0xff, 0x7f, 0, 0, 0x80}},
+        {SampleFormat::Int16, {0, 0, 0, 0x20, 0xff, 0x7f, 0, 0x80}},
     };
     for (const auto& row : rows) {
         const fs::path path = folder / (std::to_string(row.bytes.size()) + ".wav");
@@ -64,7 +64,7 @@ TEST_F(WavWriterTest, HoldsTheSamplesInEachFormat)
         ASSERT_EQ(bytes.size() - data, 5 * row.bytes.size() / 2);
         for (std::size_t i = 0; i < row.bytes.size(); ++i)
             EXPECT_EQ(static_cast<unsigned char>(bytes[data + i]), row.bytes[i]) << "byte " << i;
-        SF_INFO info {};
+        SF_INFO info{};
         SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
         EXPECT_EQ(info.samplerate, 96000);
         EXPECT_EQ(info.channels, 2);
@@ -101,7 +101,7 @@ TEST_F(WavWriterTest, ALinkStaysALink)
 TEST_F(WavWriterTest, UnwritablePlacesAreNamed)
 {
     const fs::path missing = folder / "missing" / "x.wav";
-    for (const std::string& path : { missing.string(), folder.string() }) {
+    for (const std::string& path : {missing.string(), folder.string()}) {
         try {
             WavWriter wav(path, 48000, SampleFormat::Float32);
             ADD_FAILURE() << path;
@@ -118,7 +118,7 @@ TEST_F(WavWriterTest, UnwritablePlacesAreNamed)
 
 TEST(WavWriter, SizesStayWithin32Bits)
 {
-    EXPECT_LT(WavWriter::mostFrames(SampleFormat::Float32) * 8, std::int64_t { 1 } << 32);
+    EXPECT_LT(WavWriter::mostFrames(SampleFormat::Float32) * 8, std::int64_t{1} << 32);
     EXPECT_GT(WavWriter::mostFrames(SampleFormat::Int16),
               WavWriter::mostFrames(SampleFormat::Int24));
 }

@@ -26,9 +26,9 @@ TailRule tailOf(const RenderOptions& options, const EventList& events)
     const TailRule tail(events.end, options.rate, exactLength);
     if (tail.longest() > WavWriter::mostFrames(options.format))
         throw fileFailure(options.out,
-                          "a WAV file holds no more than "
-                              + std::to_string(WavWriter::mostFrames(options.format) / options.rate)
-                              + " seconds at this rate and format");
+                          "a WAV file holds no more than " +
+                              std::to_string(WavWriter::mostFrames(options.format) / options.rate) +
+                              " seconds at this rate and format");
     return tail;
 }
 
@@ -42,8 +42,7 @@ void report(const RenderOptions& options, const Summary& summary)
 
 void render(const RenderOptions& options)
 {
-    const Song song
-        = options.song.empty() ? Song {} : readMidiFile(options.song, options.tempo);
+    const Song song = options.song.empty() ? Song{} : readMidiFile(options.song, options.tempo);
     const EventList events = makeEventList(song, options);
     const TailRule tail = tailOf(options, events);
     WavWriter wav(options.out, options.rate, options.format);
