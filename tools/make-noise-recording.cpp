@@ -21,7 +21,7 @@ constexpr int kLength = 335257;           ///< samples of the loop
 constexpr double kLevel = 0.22 * 32768.0; ///< RMS
 constexpr std::uint32_t kSeed = 1;        ///< chosen for a peak below full scale at that level
 
-/// -3 dB per octave from 10 Hz to 20 kHz, within 0.8 dB, at 48 kHz: one-poles with corners two
+/// -3 dB per octave from 20 Hz to 20 kHz, within 0.8 dB, at 48 kHz: one-poles with corners two
 /// octaves apart, amplitudes one octave apart, and a share of the white noise at the top.
 class PinkFilter {
 public:
