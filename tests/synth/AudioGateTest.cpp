@@ -57,32 +57,39 @@ TEST(AudioGate, WaitingForIdleOutlastsTheRunningBlock)
     EXPECT_TRUE(gate.enterProcessing());
 }
 
-// One audio thread that never rests and three writers share a plain counter: a lost increment, or
-// a data race under the thread sanitizer, shows that two were in at once.
+// One audio thread that never rests and three writers share a plain counter. A writer found
+// inside by the audio thread, a lost increment, or a data race under the thread sanitizer shows
+// that two were in at once.
 TEST(AudioGate, RenderingAndWritingNeverOverlap)
 {
     AudioGate gate;
     long touched = 0; // plain on purpose
+    std::atomic<int> writersInside{0};
     std::atomic<bool> stop{false};
-    long rendered = 0;
+    long rendered = 0, met = 0;
     std::thread audio([&] {
         while (!stop) {
             if (!gate.enterProcessing())
                 continue;
             ++touched;
             ++rendered;
+            met += writersInside.load(std::memory_order_relaxed);
             gate.leaveProcessing();
         }
     });
 
-    constexpr int kWriters = 3, kRounds = 40;
+    constexpr int kWriters = 3, kRounds = 200;
     std::vector<std::thread> writers;
     for (int w = 0; w < kWriters; ++w) {
         writers.emplace_back([&] {
             for (int i = 0; i < kRounds; ++i) {
                 const AudioGate::Pause outer(gate);
                 const AudioGate::Pause inner(gate);
+                EXPECT_EQ(writersInside.fetch_add(1, std::memory_order_relaxed), 0);
                 ++touched;
+                for (int wait = 0; wait < 100; ++wait) // gives the audio thread time to come in
+                    std::atomic_signal_fence(std::memory_order_seq_cst);
+                writersInside.fetch_sub(1, std::memory_order_relaxed);
             }
         });
     }
@@ -90,6 +97,7 @@ TEST(AudioGate, RenderingAndWritingNeverOverlap)
         writer.join();
     stop = true;
     audio.join();
+    EXPECT_EQ(met, 0);
     EXPECT_EQ(touched, rendered + kWriters * kRounds);
 }
 
