@@ -94,6 +94,9 @@ public:
             });
     }
 
+    /// It was rendered, and something plays.
+    bool lastBlockSounds() const noexcept { return left[0] != 0.0f; }
+
 private:
     /// An editor that is always open, so that every value is shown.
     struct Screen : PluginEditor {
