@@ -96,8 +96,7 @@ TEST(MidiControllers, LightTheActivityLampUnlessTheyMeanNothing)
     };
     Plugin plugin;
     for (int cc = 0; cc < 128; ++cc) {
-        const bool silent =
-            cc == 0 || cc == 32 || cc == 100 || cc == 101 || cc == 120 || cc == 121;
+        const bool silent = cc == 0 || cc == 32 || cc == 100 || cc == 101 || cc == 120 || cc == 121;
         EXPECT_EQ(lamp(plugin, {0, 0xb0, cc, 1}), !silent) << "controller " << cc;
     }
     EXPECT_TRUE(lamp(plugin, {0, 0x90, 60, 1}));
@@ -150,9 +149,10 @@ TEST(PitchBend, FourteenBitsCoverMinusOneToOne)
     const struct {
         int low, high;
         float wheel, bend;
-    } kCases[] = {
-        {0, 0, 0.0f, -1.0f}, {0, 64, 0.5f, 0.0f}, {127, 127, 16383.0f / 16384.0f, 0.99987793f},
-        {1, 64, 0.5f + 1.0f / 16384.0f, 1.0f / 8192.0f}};
+    } kCases[] = {{0, 0, 0.0f, -1.0f},
+                  {0, 64, 0.5f, 0.0f},
+                  {127, 127, 16383.0f / 16384.0f, 0.99987793f},
+                  {1, 64, 0.5f + 1.0f / 16384.0f, 1.0f / 8192.0f}};
     for (const auto& test : kCases) {
         Plugin plugin;
         plugin.send({{0, 0xe9, test.low, test.high}});
@@ -209,11 +209,10 @@ TEST(MidiLearn, ScalesToTheControl)
     const struct {
         int id, data;
         float stored;
-    } kCases[] = {
-        {osc_1_waveform, 127, 6},   {osc_1_waveform, 64, 3}, {fx_del_time, 127, 14},
-        {pb_range_up, 127, 48},     {osc_1_active, 63, 0},   {osc_1_active, 64, 1},
-        {polyphony, 127, 3},        {polyphony, 126, 2},     {volume, 127, 1},
-        {modulation_source_2, 0, 0}};
+    } kCases[] = {{osc_1_waveform, 127, 6},   {osc_1_waveform, 64, 3}, {fx_del_time, 127, 14},
+                  {pb_range_up, 127, 48},     {osc_1_active, 63, 0},   {osc_1_active, 64, 1},
+                  {polyphony, 127, 3},        {polyphony, 126, 2},     {volume, 127, 1},
+                  {modulation_source_2, 0, 0}};
     for (const auto& test : kCases) {
         Plugin plugin;
         plugin.synth->startMidiLearn(test.id);
@@ -230,7 +229,8 @@ TEST(MidiLearn, ControllersWithAMeaningOfTheirOwnKeepIt)
         plugin.synth->startMidiLearn(volume);
         plugin.send({{0, 0xb0, cc, 127}});
         EXPECT_EQ(plugin.synth->ccOfControl(volume), cc) << "the map has it";
-        EXPECT_EQ(plugin.synth->getControlValue(volume), 0.5f) << "and never sees controller " << cc;
+        EXPECT_EQ(plugin.synth->getControlValue(volume), 0.5f)
+            << "and never sees controller " << cc;
     }
 }
 

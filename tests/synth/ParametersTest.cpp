@@ -49,10 +49,14 @@ TEST(Parameters, ValuesComeToTheirGrid)
         int id;
         float sent, stored;
     } kCases[] = {
-        {osc_1_active, 0.49f, 0},  {osc_1_active, 0.5f, 1},
-        {osc_1_active, -3, 0},     {polyphony, 1.5f, 1},
-        {polyphony, 2.99995f, 3},  {osc_1_range, 4.7f, 4},
-        {volume, 1.7f, 1.7f},      {volume, -0.2f, -0.2f}, // stored as sent, limited in the engine
+        {osc_1_active, 0.49f, 0},
+        {osc_1_active, 0.5f, 1},
+        {osc_1_active, -3, 0},
+        {polyphony, 1.5f, 1},
+        {polyphony, 2.99995f, 3},
+        {osc_1_range, 4.7f, 4},
+        {volume, 1.7f, 1.7f},
+        {volume, -0.2f, -0.2f}, // stored as sent, limited in the engine
         {opts_osc_3_lo_sync, 0.7f, 0.7f},
     };
     Plugin plugin;
@@ -191,7 +195,7 @@ TEST(Wheels, WildValuesEndInsideTheirRange)
 {
     const struct {
         float sent, wheel, bend;
-    } kCases[] = {{0.25f, 0.25f, -0.5f}, {7.0f, 1.0f, 1.0f},       {-1.0f, 0.0f, -1.0f},
+    } kCases[] = {{0.25f, 0.25f, -0.5f}, {7.0f, 1.0f, 1.0f},      {-1.0f, 0.0f, -1.0f},
                   {kNaN, 0.0f, 0.0f},    {kInfinity, 1.0f, 1.0f}, {-kInfinity, 0.0f, -1.0f}};
     Plugin plugin;
     for (const auto& test : kCases) {
@@ -211,6 +215,7 @@ TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
     VstXSynth& synth = *plugin.synth;
     synth.setControlInternal(pitch_wheel, 1.0f);
     plugin.send({{0, 0xe3, 0, 0}});
+    plugin.run(64);
     synth.parameters().setValue(modwheel, 0.75f);
     synth.applyCurrentPatch();
     plugin.run(64);
@@ -219,6 +224,7 @@ TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
         EXPECT_EQ(bend, 0.0f);
 
     plugin.send({{0, 0xe3, 0, 0}});
+    plugin.run(64);
     synth.setControlValue(modwheel, 0.3f, false);
     synth.setBlockSize(256);
     plugin.run(64);
