@@ -12,8 +12,6 @@ namespace {
 // What the plug-in's threads may do at once. These tests look for what the thread sanitizer
 // reports, and for hangs; without it they show only that the sound stays sane.
 
-constexpr int kBlocks = 1000;
-
 /// What any thread but the audio thread may ask for, at random.
 void useGenericEditor(VstXSynth& plugin, Random15& random)
 {
@@ -97,8 +95,8 @@ TEST(Threads, EditorsWhileTheHostRendersAutomatesAndChangesItsRate)
 
     constexpr std::array kRates = {44100.0, 48000.0, 96000.0};
     bool sane = true;
-    int rendered = 0;
-    for (int block = 0; block < kBlocks; ++block) {
+    int sounding = 0; // most blocks fall into a pause
+    for (int block = 0; sounding < 300; ++block) {
         const int frames = 1 + host.below(128);
         if (block % 40 == 39) // between two blocks
             plugin.setSampleRate(kRates[static_cast<std::size_t>(host.below(kRates.size()))]);
@@ -109,14 +107,12 @@ TEST(Threads, EditorsWhileTheHostRendersAutomatesAndChangesItsRate)
         host.addAnyEvents(frames);
         host.play(frames);
         sane = sane && host.soundIsSane(frames);
-        rendered += host.lastBlockSounds();
+        sounding += host.lastBlockSounds();
     }
     playing = false;
     editor.join();
     genericEditor.join();
     EXPECT_TRUE(sane);
-    std::printf("rendered %d\n",rendered);
-    EXPECT_GT(rendered, kBlocks / 10) << "hardly a block between the pauses";
 }
 
 TEST(Threads, HostStopsTheSoundToChangeTheRateFromItsOwnThread)
