@@ -35,8 +35,8 @@ void moveEveryControl(BusyHost& host, Offences& seen)
         if (control.id >= kNumControls)
             continue; // the pitch wheel, which is moved by bends alone
         const float before = plugin.getControlValue(control.id);
-        for (int step = 0; step <= 4; ++step) {
-            const float normalised = static_cast<float>(step) / 4.0f;
+        for (int step = 0; step <= 2; ++step) {
+            const float normalised = static_cast<float>(step) / 2.0f;
             const RealtimeWatch watch(seen);
             if (control.isAutomatable()) {
                 plugin.setParameter(control.hostIndex, normalised);
@@ -45,15 +45,15 @@ void moveEveryControl(BusyHost& host, Offences& seen)
                 plugin.setControlValue(control.id, normalised * control.scale, true);
                 plugin.setControlSilently(control.id, (1.0f - normalised) * control.scale);
             }
-            host.add(0, 0x90, 36 + 7 * step, 100);
+            host.add(0, 0x90, 36 + 14 * step, 100);
             host.play(64);
         }
 
         plugin.startMidiLearn(control.id);
-        for (int step = 0; step <= 4; ++step) {
+        for (int step = 0; step <= 2; ++step) {
             const RealtimeWatch watch(seen);
-            host.add(0, 0x90, 36 + 7 * step, 100);
-            host.add(17, 0xb0, BusyHost::kLearntCc, std::min(32 * step, 127));
+            host.add(0, 0x90, 36 + 14 * step, 100);
+            host.add(17, 0xb0, BusyHost::kLearntCc, std::min(64 * step, 127));
             host.play(64);
         }
         if (control.isStored()) {
@@ -100,7 +100,7 @@ TEST_F(RealtimeTest, BlocksFullOfEventsAtEveryRateAndBlockSize)
         plugin.setSampleRate(rate);
         for (const int frames : kBlockSizes) {
             plugin.setBlockSize(frames);
-            for (int round = 0; round < 16; ++round) {
+            for (int round = 0; round < 8; ++round) {
                 // Controller 20 moves the mode in every other round, any control in the rest.
                 const std::size_t any = static_cast<std::size_t>(host.below(kControls.size()));
                 plugin.startMidiLearn(round % 2 ? kControls[any].id : polyphony);
@@ -134,7 +134,7 @@ TEST_F(RealtimeTest, FallingAsleepStoppingTheEffectsAndWakingUp)
         play(0x90, 50);
         play(0x80, 100);
         plugin.setControlSilently(fx_active, 0.0f);
-        play(0, 500);
+        play(0, 250);
         EXPECT_TRUE(plugin.engine().asleep());
         EXPECT_FALSE(plugin.engine().effectsRunning());
         play(0x90, 50);

@@ -19,7 +19,7 @@ void useGenericEditor(VstXSynth& plugin, Random15& random)
     const int index = below(kNumHostParameters);
     const float value = static_cast<float>(below(128)) / 127.0f;
     char text[64];
-    switch (below(40)) {
+    switch (below(200)) {
     case 0: plugin.applyCurrentPatch(); break;
     case 1: plugin.setControlSilently(polyphony, static_cast<float>(below(4))); break;
     case 2: plugin.getParameterDisplay(index, text); break;
@@ -36,7 +36,7 @@ void useEditor(VstXSynth& plugin, Random15& random)
     const ControlInfo& control = kControls[static_cast<std::size_t>(below(kControls.size()))];
     const float value = static_cast<float>(below(128)) / 127.0f * control.scale;
     char text[64];
-    switch (below(100)) {
+    switch (below(300)) {
     case 0: plugin.applyCurrentPatch(); break;
     case 1: plugin.snapSmoothers(); break;
     case 2: plugin.resetVoicesAndEffects(); break;
@@ -96,11 +96,11 @@ TEST(Threads, EditorsWhileTheHostRendersAutomatesAndChangesItsRate)
     constexpr std::array kRates = {44100.0, 48000.0, 96000.0};
     bool sane = true;
     int sounding = 0; // most blocks fall into a pause
-    for (int block = 0; sounding < 300; ++block) {
+    for (int block = 0; sounding < 400; ++block) {
         const int frames = 1 + host.below(128);
-        if (block % 40 == 39) // between two blocks
+        if (block % 300 == 299) // between two blocks
             plugin.setSampleRate(kRates[static_cast<std::size_t>(host.below(kRates.size()))]);
-        if (block % 40 == 19)
+        if (block % 300 == 149)
             plugin.setBlockSize(128 + host.below(2));
         plugin.setParameterAutomated(host.below(kNumHostParameters), host.normalised());
         plugin.setParameter(host.below(kNumHostParameters), host.normalised());
