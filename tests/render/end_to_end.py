@@ -218,6 +218,12 @@ class EndToEnd(unittest.TestCase):
         cutoff = next(row for row in rows if "filter_cutoff" in row)
         self.assertEqual(cutoff.split(), ["71", "filter_cutoff", "34", "0.5", "841", "Hz"])
 
+    def test_demo_sound(self):
+        lines = SONG.with_suffix(".settings").read_text().splitlines()
+        settings = " ".join(line for line in lines if not line.startswith("#")).split()
+        _, samples = read_wav(self.render(*settings, SONG, "--seconds", "1"))
+        self.assertTrue(0.05 < max(map(abs, samples)) < 1)
+
     def test_demo_song_is_made_from_its_score(self):
         made = self.folder / "made.mid"
         subprocess.run([sys.executable, ROOT / "tools/make_song.py", SCORE, made], check=True)
