@@ -97,6 +97,7 @@ enum ControlId : int {
     opts_osc_3_phase = 152,
     opts_osc_3_lo_sync = 153,
     pitch_wheel = 201,
+    empty_parameter = 9999, ///< placeholder of widgets without a control
 };
 
 /// Ids at and above this are not accepted by the plug-in's interface by id.

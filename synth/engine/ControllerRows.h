@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/Performance.h"
+
 #include <array>
 #include <cstdint>
 #include <vector>
 
 namespace zephra {
-
-inline constexpr int kMidiChannels = 16;
 
 /// Mod wheel and pitch bend at a grain of 64 samples: row r holds the values for the samples
 /// 64r..64r+63 of the host block. Written by the MIDI intake before a block, read while it is

@@ -11,6 +11,8 @@
 #include "engine/VoiceAllocator.h"
 #include "voice/EngineValues.h"
 #include "voice/FilterBank.h"
+#include "voice/LaneBuffer.h"
+#include "voice/Performance.h"
 #include "voice/ToneSample.h"
 #include "voice/VoiceRack.h"
 
@@ -65,16 +67,7 @@ public:
     /// happens.
     void renderBlock(float* const* outputs, int sampleCount, int startOffset) noexcept;
 
-    /// The channel values that performance controllers set, 0..1, and the mains of a host block.
-    struct Performance {
-        std::array<float, kMidiChannels> aftertouch {}, breath {}, expression {}, foot {}, timbre {};
-        double aftertouchLast = 0.0; ///< last channel pressure of any channel
-        double pedalValue = 0.0;
-        bool pedalUp = true;
-        double tempo = 120.0; ///< beats per minute, finite and above 0
-        float modWheelNow = 0.0f; ///< 0..1
-        std::array<float, kMidiChannels> pitchBendNow {}; ///< -1..1
-    };
+    // What a host call leaves for the next renderBlock.
     Performance performance;
     NoteQueue noteQueue;
     ControllerRows rows;

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "common/Random15.h"
+
+#include <cmath>
+
+namespace zephra {
+
+/// Two walkers that move in straight segments between random targets in 0..1. Pitch follows the
+/// first in oscillator 1 and the second in oscillators 2 and 3. They run at any depth.
+struct DriftState {
+    double drift1 = 0.0, drift2 = 0.0; ///< positions
+    double driftTarget1 = 0.0, driftTarget2 = 0.0;
+
+    /// One control tick; `step` is the way of a tick.
+    void tick(Random15& random, double step) noexcept
+    {
+        if (hasArrived(drift1, driftTarget1, step))
+            driftTarget1 = (random.next() + 1) / 32767.0;
+        else
+            drift1 += drift1 < driftTarget1 ? step : -step;
+
+        if (hasArrived(drift2, driftTarget2, step))
+            driftTarget2 = random.next() / 32767.0;
+        else
+            drift2 += drift2 < driftTarget2 ? step : -step;
+    }
+
+private:
+    static bool hasArrived(double position, double target, double step) noexcept
+    {
+        return std::fabs(position - target) <= step;
+    }
+};
+
+} // namespace zephra

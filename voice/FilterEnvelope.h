@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cmath>
+
+namespace zephra {
+
+/// Only the amplifier envelope has a sustain stage.
+enum class EnvelopeStage : int { Attack = 0, Decay = 1, Sustain = 3, Release = 4 };
+
+/// What the filter envelope reads in one stretch.
+struct FilterEnvelopeRates {
+    double attack; ///< factor per voice-rate sample
+    double release; ///< factor per voice-rate sample
+    double decayOhms; ///< R through which the capacitor charges
+    double sustain; ///< S, level it charges to
+    double droopStart; ///< droopTime at the start of the decay
+    double fs8; ///< voice rate
+};
+
+/// The filter envelope: a capacitor charged through a resistor toward the sustain level and, in
+/// its decay, discharged by a second resistor that grows with time. The attack ends at half the
+/// range: the scale in the cutoff sum brings that to nearly full.
+struct FilterEnvelope {
+    static constexpr double kFarads = 1e-5;
+
+    EnvelopeStage fltState = EnvelopeStage::Release;
+    double fltCharge = 0.0; ///< distance left in the attack, 1 falling
+    double fltLevel = 0.0; ///< level in attack and decay
+    double fltOut = 0.0; ///< the output
+    double fltStart = 0.0, fltScale = 1.0; ///< offset and scale of the attack
+    double droopTime = 132.0; ///< running time of the decay, in 1/192000 s; never 0
+
+    /// Conductance of the droop resistor, 1 / (1.62 t^1.4).
+    double droopConductance() const noexcept { return 1.0 / (1.62 * std::pow(droopTime, 1.4)); }
+
+    /// One voice-rate sample; `droop` is the conductance of this tick.
+    void tick(const FilterEnvelopeRates& rate, double& droop) noexcept
+    {
+        switch (fltState) {
+        case EnvelopeStage::Attack:
+            fltCharge *= rate.attack;
+            fltLevel = 1.0 - fltCharge;
+            if (fltLevel > 0.5) {
+                fltState = EnvelopeStage::Decay;
+                droopTime = rate.droopStart;
+                droop = droopConductance();
+                fltLevel = fltOut; // the value already reached
+            } else {
+                fltOut = fltLevel * fltScale + fltStart;
+            }
+            break;
+        case EnvelopeStage::Decay:
+            fltLevel += ((rate.sustain - fltLevel) / rate.decayOhms - droop * fltLevel)
+                / (rate.fs8 * kFarads);
+            fltOut = fltLevel;
+            break;
+        case EnvelopeStage::Sustain: break;
+        case EnvelopeStage::Release: fltOut *= rate.release; break;
+        }
+    }
+
+    /// A new note. With a long release and a quick attack the attack goes on from the running
+    /// output, over a shortened way; else the charge starts at what the output has reached.
+    void start(bool keepsRunningOutput) noexcept
+    {
+        if (keepsRunningOutput) {
+            fltStart = fltOut;
+            fltScale = fltOut < 1.05 ? std::exp(-3.0 * fltOut) : 0.0;
+            fltCharge = 1.0;
+        } else {
+            fltStart = 0.0;
+            fltScale = 1.0;
+            fltCharge = 1.0 - fltOut;
+        }
+        fltState = EnvelopeStage::Attack;
+    }
+};
+
+} // namespace zephra

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "voice/EngineValues.h"
+#include "voice/VoiceRates.h"
+
+#include <array>
+
+namespace zephra {
+
+/// What is fixed for a stretch: increment of oscillator k = oscBase[k] * slope^(pitch / 12), with
+/// pitch a note number with a fraction.
+std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, double fs8) noexcept;
+
+/// Increment of oscillator 3 while it ignores the keyboard, in cycles per voice-rate sample.
+float fixedOscillator3Increment(const EngineValues& values) noexcept;
+
+/// Glide, one control tick: upward twice as fast as downward.
+double glided(double pitch, double target, double step) noexcept;
+
+} // namespace zephra
