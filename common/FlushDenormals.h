@@ -22,7 +22,7 @@ private:
     FlushDenormals() noexcept
     {
         asm volatile("mrs %0, fpcr" : "=r"(saved));
-        const std::uint64_t flushing = saved | (std::uint64_t { 1 } << 24);
+        const std::uint64_t flushing = saved | (std::uint64_t{1} << 24);
         asm volatile("msr fpcr, %0" ::"r"(flushing));
     }
     ~FlushDenormals() { asm volatile("msr fpcr, %0" ::"r"(saved)); }

@@ -11,33 +11,28 @@ inline constexpr double kLn10 = 2.30258509299404568402;
 
 /// The only tanh of the sound path: the [5/4] Pade form of tanh. Within 5e-4 up to |v| = 3; no
 /// limiter: it passes 1 above 3.65 and rises as v / 15. For float and Float4.
-template <class T>
-inline T th(T v) noexcept
+template <class T> inline T th(T v) noexcept
 {
     const T v2 = v * v;
     return v * (945.0f + 105.0f * v2 + v2 * v2) / (945.0f + 420.0f * v2 + 15.0f * (v2 * v2));
 }
 
 /// th(v) / v, computed so that it is 1 at v = 0.
-template <class T>
-inline T ra(T v) noexcept
+template <class T> inline T ra(T v) noexcept
 {
     const T v2 = v * v;
     return (945.0f + 105.0f * v2 + v2 * v2) / (945.0f + 420.0f * v2 + 15.0f * (v2 * v2));
 }
 
 /// Geometric map of x in 0..1 to a..b.
-inline double geometricMap(double x, double a, double b) noexcept
-{
-    return a * std::pow(b / a, x);
-}
+inline double geometricMap(double x, double a, double b) noexcept { return a * std::pow(b / a, x); }
 
 /// The geometric map of controls: the quotient in single precision, the rest in double.
 inline float expMap(double x, float lo, float hi) noexcept
 {
     const float quotient = hi / lo;
-    return static_cast<float>(static_cast<double>(lo)
-                              * std::exp(x * std::log(static_cast<double>(quotient))));
+    return static_cast<float>(static_cast<double>(lo) *
+                              std::exp(x * std::log(static_cast<double>(quotient))));
 }
 
 /// Coefficient c of the one-pole form state += (x - state) * c, for a corner in Hz.

@@ -7,8 +7,7 @@ namespace zephra {
 
 /// A word that one thread writes and another reads: a lock-free relaxed atomic, a plain aligned
 /// store without the data race. It orders nothing. Read it once per sub-block into a local.
-template <class T>
-class Shared {
+template <class T> class Shared {
     static_assert(std::atomic<T>::is_always_lock_free);
 
 public:
@@ -27,7 +26,7 @@ public:
     }
 
 private:
-    std::atomic<T> word {};
+    std::atomic<T> word{};
 };
 
 } // namespace zephra

@@ -12,14 +12,14 @@ using Int4 = int __attribute__((vector_size(16)));
 // for one plain float as well: that form is the reference in the tests.
 
 inline float splat(float x, float /*like*/) noexcept { return x; }
-inline Float4 splat(float x, Float4 /*like*/) noexcept { return Float4 { x, x, x, x }; }
+inline Float4 splat(float x, Float4 /*like*/) noexcept { return Float4{x, x, x, x}; }
 
 /// The first choice where the mask holds, else the second.
 inline float select(bool mask, float yes, float no) noexcept { return mask ? yes : no; }
 inline Float4 select(Int4 mask, Float4 yes, Float4 no) noexcept
 {
-    return reinterpret_cast<Float4>((mask & reinterpret_cast<Int4>(yes))
-                                    | (~mask & reinterpret_cast<Int4>(no)));
+    return reinterpret_cast<Float4>((mask & reinterpret_cast<Int4>(yes)) |
+                                    (~mask & reinterpret_cast<Int4>(no)));
 }
 
 /// Whether the mask holds in every lane.

@@ -10,8 +10,8 @@ namespace {
 /// Four-term Nuttall window over x = 0..1.
 double nuttall(double x) noexcept
 {
-    return 0.355768 - 0.487396 * std::cos(kTwoPi * x) + 0.144232 * std::cos(2.0 * kTwoPi * x)
-        - 0.012604 * std::cos(3.0 * kTwoPi * x);
+    return 0.355768 - 0.487396 * std::cos(kTwoPi * x) + 0.144232 * std::cos(2.0 * kTwoPi * x) -
+           0.012604 * std::cos(3.0 * kTwoPi * x);
 }
 
 } // namespace
@@ -41,8 +41,8 @@ void DecimationStage::reset() noexcept
     ringPos = 0;
 }
 
-void DecimationStage::process(const float* overLeft, const float* overRight, int count,
-                              float* left, float* right) noexcept
+void DecimationStage::process(const float* overLeft, const float* overRight, int count, float* left,
+                              float* right) noexcept
 {
     constexpr unsigned kMask = kEntries - 1;
     for (int i = 0; i < count; ++i) {
@@ -56,7 +56,7 @@ void DecimationStage::process(const float* overLeft, const float* overRight, int
             odd[3] = *overRight++;
         }
         // The newest sample that counts is the first of this group of eight.
-        Float4 acc {};
+        Float4 acc{};
         for (unsigned j = 0; j < kWalked; ++j)
             acc += ring[(p - 60 + j) & kMask] * coef[60 - j];
         left[i] = acc[0] + acc[2];

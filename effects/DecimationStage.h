@@ -28,9 +28,9 @@ private:
 
     /// Left and right of an even voice-rate sample in lanes 0 and 1, of the odd sample before it
     /// in lanes 2 and 3: one four-lane multiply serves two taps of both channels.
-    std::array<Float4, kEntries> ring {};
-    std::array<Float4, kEntries> coef {}; ///< even taps in lanes 0 and 1, odd ones in 2 and 3
-    unsigned ringPos = 0; ///< masked on use
+    std::array<Float4, kEntries> ring{};
+    std::array<Float4, kEntries> coef{}; ///< even taps in lanes 0 and 1, odd ones in 2 and 3
+    unsigned ringPos = 0;                ///< masked on use
 };
 
 } // namespace zephra

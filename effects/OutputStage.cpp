@@ -48,7 +48,7 @@ void OutputStage::process(float* left, float* right, int frames, float volumeTar
         right[i] = (right[i] + treble(treblePulse[1], right[i]) * hum) * outVolume;
     }
     for (TreblePulse& pulse : treblePulse) {
-        for (float* state : { &pulse.hpIn, &pulse.hpOut })
+        for (float* state : {&pulse.hpIn, &pulse.hpOut})
             if (std::fabs(*state) < 1e-6f)
                 *state = 0.0f;
     }

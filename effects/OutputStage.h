@@ -10,7 +10,8 @@ namespace zephra {
 class OutputStage {
 public:
     void setSampleRate(double fs) noexcept; ///< clears phase and filters; volume stays
-    void process(float* left, float* right, int frames, float volumeTarget, bool mains50Hz) noexcept;
+    void process(float* left, float* right, int frames, float volumeTarget,
+                 bool mains50Hz) noexcept;
     void jumpToVolume(float target) noexcept { outVolume = target; }
 
 private:
@@ -23,9 +24,9 @@ private:
 
     double rate = 44100.0;
     float hpA = 0.0f, hpB = 0.0f; ///< feedback and gain of the high-passes
-    float mainsPhase = 0.0f; ///< 0..1
-    float outVolume = 0.25f; ///< follows its target by 0.001 a sample
-    std::array<TreblePulse, 2> treblePulse {};
+    float mainsPhase = 0.0f;      ///< 0..1
+    float outVolume = 0.25f;      ///< follows its target by 0.001 a sample
+    std::array<TreblePulse, 2> treblePulse{};
 };
 
 } // namespace zephra

@@ -10,15 +10,15 @@ namespace zephra {
 /// What the amplifier envelope reads in one stretch.
 struct AmpEnvelopeRates {
     double attack, decay, release; ///< factors per voice-rate sample
-    double linearFall; ///< way of the linear release per voice-rate sample
-    bool linearRelease; ///< the shortest releases fall in a straight line
+    double linearFall;             ///< way of the linear release per voice-rate sample
+    bool linearRelease;            ///< the shortest releases fall in a straight line
 };
 
 /// The amplifier envelope: multiplicative stages, and a linear release beside the multiplicative
 /// one.
 struct AmpEnvelope {
     EnvelopeStage ampState = EnvelopeStage::Release;
-    double ampLevel = 0.0; ///< 0..1
+    double ampLevel = 0.0;  ///< 0..1
     double ampLinear = 0.0; ///< follows ampLevel, falls in a straight line in the release
 
     /// One voice-rate sample: the level 0..1 that goes to the AmpCurve. `toPeak` is 1 - ampLevel

@@ -14,7 +14,7 @@ namespace {
 struct Tap {
     float y1, y2, y3, y4, comp;
 };
-constexpr float kComp = 0.7692308f; // 1 / 1.3
+constexpr float kComp = 0.7692308f;           // 1 / 1.3
 constexpr float kBandPass24Comp = 1.5384616f; // 2 / 1.3
 // clang-format off
 constexpr Tap kTaps[2][2] = {                               // [24 dB][band pass]
@@ -38,8 +38,8 @@ struct PanGains {
 PanGains panAt(double position) noexcept
 {
     if (position > 0.5)
-        return { static_cast<float>(2.0 - 2.0 * position), 1.0f };
-    return { 1.0f, static_cast<float>(2.0 * position) };
+        return {static_cast<float>(2.0 - 2.0 * position), 1.0f};
+    return {1.0f, static_cast<float>(2.0 * position)};
 }
 
 PanGains panOfLane(const EngineValues& values, int lane) noexcept
@@ -51,10 +51,7 @@ PanGains panOfLane(const EngineValues& values, int lane) noexcept
     return panAt(lane % 2 == 0 ? s : 1.0 - s);
 }
 
-Float4 load(const float* lanes) noexcept
-{
-    return Float4 { lanes[0], lanes[1], lanes[2], lanes[3] };
-}
+Float4 load(const float* lanes) noexcept { return Float4{lanes[0], lanes[1], lanes[2], lanes[3]}; }
 
 const float* stream(const float* frame, Stream which, int lanes) noexcept
 {
@@ -66,7 +63,7 @@ const float* stream(const float* frame, Stream which, int lanes) noexcept
 struct FilterBank::Stretch {
     float drive;
     float asym; ///< bias of the ladder
-    float sat; ///< gain into the amplifier's clipper
+    float sat;  ///< gain into the amplifier's clipper
     float fbGain;
     Tap tap;
     bool mono; ///< the first lane decides alone
@@ -79,12 +76,11 @@ void FilterBank::setSampleRate(double fs)
 {
     const double fs8 = fs * 8.0;
     const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
-    lateCoeffs = { at(12.0), at(20.0), at(24.4) };
-    earlyCoeffs = { at(8.0), at(12.0), at(16.0) };
+    lateCoeffs = {at(12.0), at(20.0), at(24.4)};
+    earlyCoeffs = {at(8.0), at(12.0), at(16.0)};
     lateResonanceHp = at(29.04);
-    earlyResonancePath = ResonancePath { at(9.0), at(15.0) };
+    earlyResonancePath = ResonancePath{at(9.0), at(15.0)};
     tables.setSampleRate(fs);
-    reset();
 }
 
 void FilterBank::reset() noexcept { groups = {}; }
@@ -103,7 +99,7 @@ Float4 FilterBank::tick(Group& group, const Stretch& s, Float4 signal, Float4 cu
     Float4 g;
     for (int lane = 0; lane < 4; ++lane)
         g[lane] = s.cutoffTable[static_cast<int>(cutoff[lane] * CutoffTables::kTopEntry)];
-    const LadderInput<Float4> input { x, cutoff, resonance, g };
+    const LadderInput<Float4> input{x, cutoff, resonance, g};
     LadderStages<Float4> y;
     if constexpr (kIterated)
         y = group.iterated.tick(input, lateResonanceHp, s.mono);
@@ -133,9 +129,10 @@ void FilterBank::processFour(const Stretch& s, const LaneBuffer& buffer, int cou
     Group group = groups[0];
     for (int i = 0; i < count; ++i) {
         const float* frame = &buffer.four[i][0][0];
-        const Float4 r = tick<kIterated>(
-            group, s, load(stream(frame, Stream::Signal, 4)), load(stream(frame, Stream::Cutoff, 4)),
-            load(stream(frame, Stream::Amplitude, 4)), load(stream(frame, Stream::Resonance, 4)));
+        const Float4 r = tick<kIterated>(group, s, load(stream(frame, Stream::Signal, 4)),
+                                         load(stream(frame, Stream::Cutoff, 4)),
+                                         load(stream(frame, Stream::Amplitude, 4)),
+                                         load(stream(frame, Stream::Resonance, 4)));
         if (s.mono) {
             const float both = 2.0f * r[0];
             left[i] = right[i] = std::fabs(both) < 1e-6f ? 0.0f : both;
@@ -146,7 +143,7 @@ void FilterBank::processFour(const Stretch& s, const LaneBuffer& buffer, int cou
     }
     // Only this state is flushed; the caller's flush-to-zero mode looks after the rest.
     const Int4 silent = (group.amHp <= 1e-9f) & (group.amHp >= -1e-9f);
-    group.amHp = select(silent, Float4 {}, group.amHp);
+    group.amHp = select(silent, Float4{}, group.amHp);
     groups[0] = group;
 }
 
@@ -174,12 +171,12 @@ void FilterBank::processEight(const Stretch& s, const LaneBuffer& buffer, int co
 /// A lane whose state is no longer finite starts again from silence.
 void FilterBank::clearBroken(Group& group) noexcept
 {
-    const auto mend = [](Float4& x) { x = select(x - x == Float4 {}, x, Float4 {}); };
+    const auto mend = [](Float4& x) { x = select(x - x == Float4{}, x, Float4{}); };
     IteratedLadder<Float4>& n = group.iterated;
     LinearisedLadder<Float4>& l = group.linearised;
     for (Float4* state :
-         { &n.y.y1, &n.y.y2, &n.y.y3, &n.y.y4, &n.d1, &n.d2, &n.d3, &n.d4, &n.loopLp, &l.i1, &l.i2,
-           &l.i3, &l.i4, &l.s1, &l.s2, &group.fbState, &group.inHp, &group.outLp, &group.amHp })
+         {&n.y.y1, &n.y.y2, &n.y.y3, &n.y.y4, &n.d1, &n.d2, &n.d3, &n.d4, &n.loopLp, &l.i1, &l.i2,
+          &l.i3, &l.i4, &l.s1, &l.s2, &group.fbState, &group.inHp, &group.outLp, &group.amHp})
         mend(*state);
 }
 
@@ -188,7 +185,7 @@ void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, i
 {
     const bool eightLanes = values.polyMode == PolyMode::Poly8;
     const bool iterated = !eightLanes && values.revision == Revision::Late;
-    Stretch s {
+    Stretch s{
         .drive = values.drive + 0.325f,
         .asym = biased(values.symmetry),
         .sat = 2.0f * values.saturation + 2.0f,

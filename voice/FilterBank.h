@@ -34,10 +34,10 @@ private:
     struct Group {
         IteratedLadder<Float4> iterated;
         LinearisedLadder<Float4> linearised;
-        Float4 fbState {}; ///< output of the last sample times the feedback gain
-        Float4 inHp {}; ///< low-pass under the input high-pass
-        Float4 outLp {}; ///< low-pass under the DC removal before the amplifier
-        Float4 amHp {}; ///< low-pass under the DC removal after it
+        Float4 fbState{}; ///< output of the last sample times the feedback gain
+        Float4 inHp{};    ///< low-pass under the input high-pass
+        Float4 outLp{};   ///< low-pass under the DC removal before the amplifier
+        Float4 amHp{};    ///< low-pass under the DC removal after it
     };
     /// Constants of the one-poles at one rate: tan(pi * Hz / fs8), used directly.
     struct Coefficients {
@@ -62,7 +62,7 @@ private:
     CutoffTables tables;
     Coefficients lateCoeffs, earlyCoeffs;
     float lateResonanceHp = 0.0f; ///< constant of the 29.04 Hz high-pass
-    ResonancePath earlyResonancePath { 0.0f, 0.0f };
+    ResonancePath earlyResonancePath{0.0f, 0.0f};
 };
 
 } // namespace zephra

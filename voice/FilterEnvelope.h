@@ -10,12 +10,12 @@ enum class EnvelopeStage : int { Attack = 0, Decay = 1, Sustain = 3, Release = 4
 
 /// What the filter envelope reads in one stretch.
 struct FilterEnvelopeRates {
-    double attack; ///< factor per voice-rate sample
-    double release; ///< factor per voice-rate sample
-    double decayOhms; ///< R through which the capacitor charges
-    double sustain; ///< S, level it charges to
+    double attack;     ///< factor per voice-rate sample
+    double release;    ///< factor per voice-rate sample
+    double decayOhms;  ///< R through which the capacitor charges
+    double sustain;    ///< S, level it charges to
     double droopStart; ///< droopTime at the start of the decay
-    double fs8; ///< voice rate
+    double fs8;        ///< voice rate
 };
 
 /// The filter envelope: a capacitor charged through a resistor toward the sustain level and, in
@@ -25,11 +25,11 @@ struct FilterEnvelope {
     static constexpr double kFarads = 1e-5;
 
     EnvelopeStage fltState = EnvelopeStage::Release;
-    double fltCharge = 0.0; ///< distance left in the attack, 1 falling
-    double fltLevel = 0.0; ///< level in attack and decay
-    double fltOut = 0.0; ///< the output
+    double fltCharge = 0.0;                ///< distance left in the attack, 1 falling
+    double fltLevel = 0.0;                 ///< level in attack and decay
+    double fltOut = 0.0;                   ///< the output
     double fltStart = 0.0, fltScale = 1.0; ///< offset and scale of the attack
-    double droopTime = 132.0; ///< running time of the decay, in 1/192000 s; never 0
+    double droopTime = 132.0;              ///< running time of the decay, in 1/192000 s; never 0
 
     /// Conductance of the droop resistor, 1 / (1.62 t^1.4).
     double droopConductance() const noexcept { return 1.0 / (1.62 * std::pow(droopTime, 1.4)); }
@@ -51,8 +51,8 @@ struct FilterEnvelope {
             }
             break;
         case EnvelopeStage::Decay:
-            fltLevel += ((rate.sustain - fltLevel) / rate.decayOhms - droop * fltLevel)
-                / (rate.fs8 * kFarads);
+            fltLevel += ((rate.sustain - fltLevel) / rate.decayOhms - droop * fltLevel) /
+                        (rate.fs8 * kFarads);
             fltOut = fltLevel;
             break;
         case EnvelopeStage::Sustain: break;

@@ -12,27 +12,24 @@ namespace zephra {
 // runs four voices a vector; one float is the reference of the tests.
 
 /// What both solvers read in one sample.
-template <class T>
-struct LadderInput {
-    T x; ///< driven input
-    T cutoff; ///< 0..1, sets the tolerance of the iteration
+template <class T> struct LadderInput {
+    T x;         ///< driven input
+    T cutoff;    ///< 0..1, sets the tolerance of the iteration
     T resonance; ///< loop gain, 0..6
-    T g; ///< tan(pi * cutoff frequency / voice rate)
+    T g;         ///< tan(pi * cutoff frequency / voice rate)
 };
 
 /// Outputs of the four stages.
-template <class T>
-struct LadderStages {
-    T y1 {}, y2 {}, y3 {}, y4 {};
+template <class T> struct LadderStages {
+    T y1{}, y2{}, y3{}, y4{};
 };
 
 /// Iterated ladder. With y0 the driven input minus the resonance path and t_k = th(y_k), each
 /// stage is y_k[n] = y_k[n-1] + g ((t_(k-1)[n] - t_k[n]) + d_k[n-1]), d_k = t_(k-1) - t_k.
-template <class T>
-struct IteratedLadder {
-    LadderStages<T> y; ///< of the last sample
-    T d1 {}, d2 {}, d3 {}, d4 {}; ///< stage differences of the last sample
-    T loopLp {}; ///< low-pass under the high-pass of the resonance path
+template <class T> struct IteratedLadder {
+    LadderStages<T> y;        ///< of the last sample
+    T d1{}, d2{}, d3{}, d4{}; ///< stage differences of the last sample
+    T loopLp{};               ///< low-pass under the high-pass of the resonance path
 
     static constexpr int kEvaluations = 6;
 
@@ -44,7 +41,7 @@ struct IteratedLadder {
         const T tolerance = 1e-7f + 1e-5f * in.cutoff * in.cutoff;
         const float loopGain = 1.0f / (1.0f + w);
         T y1 = y.y1, y2 = y.y2, y3 = y.y3, y4 = y.y4;
-        T tu {};
+        T tu{};
         for (int i = 0; i < kEvaluations; ++i) {
             const T h = (w * y4 + loopLp) * loopGain;
             tu = th(in.x - in.resonance * (y4 - h));
@@ -54,15 +51,15 @@ struct IteratedLadder {
             const T f3 = (y.y3 - y3) + in.g * (t2 - t3 + d3);
             const T f4 = (y.y4 - y4) + in.g * (t3 - t4 + d4);
 
-            const auto converged
-                = (f4 < tolerance) & (f4 > -tolerance) & (f1 < tolerance) & (f1 > -tolerance);
+            const auto converged =
+                (f4 < tolerance) & (f4 > -tolerance) & (f1 < tolerance) & (f1 > -tolerance);
             if (firstLaneOnly ? firstLane(converged) : all(converged)) {
                 d1 = tu - t1;
                 d2 = t1 - t2;
                 d3 = t2 - t3;
                 d4 = t3 - t4;
                 loopLp = h + w * (y4 - h);
-                y = { y1, y2, y3, y4 };
+                y = {y1, y2, y3, y4};
                 return y;
             }
 
@@ -87,8 +84,8 @@ struct IteratedLadder {
             y4 -= e4;
         }
         y = {};
-        loopLp = d2 = d3 = d4 = T {};
-        d1 = select(tu - tu == T {}, tu, T {}); // the last drive, where it is finite
+        loopLp = d2 = d3 = d4 = T{};
+        d1 = select(tu - tu == T{}, tu, T{}); // the last drive, where it is finite
         return y;
     }
 };
@@ -102,10 +99,9 @@ struct ResonancePath {
 
 /// Linearised ladder: each tanh is replaced by its gain at the last sample's state, and the
 /// delay-free loop is then solved in closed form.
-template <class T>
-struct LinearisedLadder {
-    T i1 {}, i2 {}, i3 {}, i4 {}; ///< integrators; i4 is the resonance tap as well
-    T s1 {}, s2 {}; ///< integrators of the high-passes in the resonance path
+template <class T> struct LinearisedLadder {
+    T i1{}, i2{}, i3{}, i4{}; ///< integrators; i4 is the resonance tap as well
+    T s1{}, s2{};             ///< integrators of the high-passes in the resonance path
 
     LadderStages<T> tick(const LadderInput<T>& in, const ResonancePath& path) noexcept
     {
@@ -124,8 +120,8 @@ struct LinearisedLadder {
         const T gt2 = gt3 * (g * e3 * t2);
         const T gt1 = gt2 * (g * e2 * t1);
         const T loop = gt1 * (g * e1 * t0);
-        const T numerator = loop * (x + k * (s2 * p2 + s1 * (p1 * q))) + i4 * e4 + gt3 * e3 * i3
-            + gt2 * e2 * i2 + gt1 * e1 * i1;
+        const T numerator = loop * (x + k * (s2 * p2 + s1 * (p1 * q))) + i4 * e4 + gt3 * e3 * i3 +
+                            gt2 * e2 * i2 + gt1 * e1 * i1;
         const T y4 = numerator / (1.0f - loop * (p1 * w1 * q - 1.0f) * k);
 
         const T h1 = s1 * p1;
@@ -145,7 +141,7 @@ struct LinearisedLadder {
         i4 += g2 * (v3 - v4);
         s1 += 2.0f * w1 * (y4 - h1);
         s2 += 2.0f * w2 * (y4 - h1 - h2);
-        return { y1, y2, y3, y4 };
+        return {y1, y2, y3, y4};
     }
 };
 

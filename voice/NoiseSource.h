@@ -18,10 +18,10 @@ inline float whiteNoise(std::uint32_t seed) noexcept
 /// colourings as sound and as modulation.
 struct NoiseState {
     float pinkLp1 = 0.0f, pinkLp2 = 0.0f; ///< 100 Hz low-passes of pink noise as modulation
-    float whiteLp = 0.0f; ///< 80 Hz low-pass that white noise is freed of
-    float pinkLow = 0.0f; ///< the slow noise, held between ticks
-    float slowNoise = 0.0f; ///< its 10 Hz part
-    int tonePos = 0; ///< read position in the recording
+    float whiteLp = 0.0f;                 ///< 80 Hz low-pass that white noise is freed of
+    float pinkLow = 0.0f;                 ///< the slow noise, held between ticks
+    float slowNoise = 0.0f;               ///< its 10 Hz part
+    int tonePos = 0;                      ///< read position in the recording
 
     /// One control tick.
     void tick(const ToneSample& tone, const VoiceRates& rates) noexcept
@@ -42,12 +42,12 @@ struct NoiseState {
     {
         pinkLp1 += (1.2f * pinkLow - pinkLp1) * rates.pinkLp;
         pinkLp2 += (pinkLp1 - pinkLp2) * rates.pinkLp;
-        return { 1.75f * pinkLow, pinkLp2 };
+        return {1.75f * pinkLow, pinkLp2};
     }
     Sample white(float w, const VoiceRates& rates) noexcept
     {
         whiteLp += (w - whiteLp) * rates.whiteLp;
-        return { 2.75f * (w - whiteLp), 0.5f * pinkLow };
+        return {2.75f * (w - whiteLp), 0.5f * pinkLow};
     }
 };
 

@@ -8,10 +8,10 @@ namespace zephra {
 
 /// State of one oscillator of one voice.
 struct OscillatorState {
-    float phase = 0.0f; ///< 0 up to 1, cycles
+    float phase = 0.0f;    ///< 0 up to 1, cycles
     float heldNext = 0.0f; ///< ramp or pulse value of the next sample, with its step correction
-    float triLow = 0.0f; ///< 200 Hz low-pass under the Late triangle
-    int pulseHigh = 0; ///< 0 before the pulse threshold in the cycle, 1 after it
+    float triLow = 0.0f;   ///< 200 Hz low-pass under the Late triangle
+    int pulseHigh = 0;     ///< 0 before the pulse threshold in the cycle, 1 after it
 };
 
 /// A step of height 1 that happens at time t of two samples' width 0..2 is spread over both by an

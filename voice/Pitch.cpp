@@ -11,18 +11,18 @@ namespace zephra {
 namespace {
 
 /// Semitones of the ranges "LO", "32'", "16'", "8'", "4'", "2'".
-constexpr std::array<double, 6> kRangeSemitones = { -48, -24, -12, 0, 12, 24 };
+constexpr std::array<double, 6> kRangeSemitones = {-48, -24, -12, 0, 12, 24};
 
 /// The same as factors on the fixed rate of oscillator 3. Kept: 520 at the top, not 512.
-constexpr std::array<double, 6> kFixedRateFactor = { 1, 32, 64, 128, 256, 520 };
+constexpr std::array<double, 6> kFixedRateFactor = {1, 32, 64, 128, 256, 520};
 
 /// Constant detune of the oscillators in semitones, [voice][oscillator]: no two voices of the
 /// instrument are tuned alike.
 constexpr double kSpread[8][3] = {
-    { 0, 0.0011, -0.0015 },         { -0.00251, -0.00201, 0.001392 },
-    { 0.00221, 0.0022317, 0.001291 }, { -0.002711, 0.002212, -0.0002391 },
-    { 0.0001, 0.0012, -0.00105 },   { -0.0025, 0.002, 0.001392 },
-    { 0.0022, 0.00123143, 0.001271 }, { -0.002411, -0.0002211, -0.0002391 },
+    {0, 0.0011, -0.0015},           {-0.00251, -0.00201, 0.001392},
+    {0.00221, 0.0022317, 0.001291}, {-0.002711, 0.002212, -0.0002391},
+    {0.0001, 0.0012, -0.00105},     {-0.0025, 0.002, 0.001392},
+    {0.0022, 0.00123143, 0.001271}, {-0.002411, -0.0002211, -0.0002391},
 };
 
 /// Unison: lanes 0 and 1 lie around the pitch, lanes 2 and 3 about twice as far, unevenly.
@@ -51,14 +51,14 @@ std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, doub
     // there is a factor 1.000006.
     const double slope = values.oscKeytrackSlope;
     const double unit = 440.0 / fs8 * unisonFactor(values, lane);
-    const double base = (440.0 * std::pow(slope, -2.75) / 65.406) * unit * values.coarseFactor
-        * values.fineFactor;
+    const double base =
+        (440.0 * std::pow(slope, -2.75) / 65.406) * unit * values.coarseFactor * values.fineFactor;
 
-    std::array<double, 3> bases {};
+    std::array<double, 3> bases{};
     for (std::size_t k = 0; k < 3; ++k) {
-        const double semitones = static_cast<double>(values.oscSemi[k])
-            + kRangeSemitones[static_cast<std::size_t>(values.oscRange[k])]
-            + static_cast<double>(values.oscFine[k]) + kSpread[lane][k] - 69.0;
+        const double semitones = static_cast<double>(values.oscSemi[k]) +
+                                 kRangeSemitones[static_cast<std::size_t>(values.oscRange[k])] +
+                                 static_cast<double>(values.oscFine[k]) + kSpread[lane][k] - 69.0;
         bases[k] = base * std::pow(slope, semitones / 12.0);
     }
     return bases;
@@ -67,9 +67,10 @@ std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, doub
 float fixedOscillator3Increment(const EngineValues& values) noexcept
 {
     const int range = values.oscRange[2];
-    const double increment = range == 0 && values.osc3LoSync
-        ? values.lfoIncrement
-        : values.osc3FixedRate * kFixedRateFactor[static_cast<std::size_t>(range)];
+    const double increment =
+        range == 0 && values.osc3LoSync
+            ? values.lfoIncrement
+            : values.osc3FixedRate * kFixedRateFactor[static_cast<std::size_t>(range)];
     return static_cast<float>(std::min(increment, kMaxIncrement));
 }
 

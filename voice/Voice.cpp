@@ -24,7 +24,7 @@ void Voice::reset(int toneLength) noexcept
 
     const std::size_t l = laneIndex();
     for (OscillatorLanes& oscillator : lanes->oscillators)
-        oscillator.store(l, { std::min(static_cast<float>(random.next()) / 32767.0f, 0.99f) });
+        oscillator.store(l, {std::min(static_cast<float>(random.next()) / 32767.0f, 0.99f)});
     NoiseState noise;
     noise.tonePos = lane * toneLength / kVoices;
     lanes->noise.store(l, noise);
@@ -63,8 +63,7 @@ void Voice::startNote(const EngineValues& values, bool resetNextVoice, int newNo
                 lanes->oscillators[k].phase[l] = 0.999f * values.oscStartPhase[k];
 
         FilterEnvelope filterEnvelope = lanes->filterEnvelope.load(l);
-        filterEnvelope.start(values.filterReleaseNorm > 0.3f
-                             && values.filterAttackSeconds < 0.015);
+        filterEnvelope.start(values.filterReleaseNorm > 0.3f && values.filterAttackSeconds < 0.015);
         lanes->filterEnvelope.store(l, filterEnvelope);
         lanes->ampEnvelope.ampState[l] = EnvelopeStage::Attack;
     }

@@ -27,11 +27,11 @@ public:
 
     int note = 60;
     float velocity = 0.0f; ///< 0..1
-    int channel = 0; ///< 0..15
-    int lane = 0; ///< 0..7
-    bool gate = false; ///< a note was started
-    bool released = true; ///< key up; free for the allocation even under the pedal
-    bool ended = false; ///< silent: its lane is filled, not rendered
+    int channel = 0;       ///< 0..15
+    int lane = 0;          ///< 0..7
+    bool gate = false;     ///< a note was started
+    bool released = true;  ///< key up; free for the allocation even under the pedal
+    bool ended = false;    ///< silent: its lane is filled, not rendered
 
     // Performance controllers as this voice follows them, 0..1
     float smoothAftertouch = 0.0f;
@@ -40,7 +40,7 @@ public:
     float smoothFoot = 0.0f;
     float smoothTimbre = 0.0f;
 
-    Random15 random; ///< start phases and drift
+    Random15 random;             ///< start phases and drift
     VoiceLanes* lanes = nullptr; ///< owned by the rack, as this voice is
 
 private:

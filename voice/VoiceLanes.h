@@ -13,19 +13,18 @@ namespace zephra {
 
 inline constexpr int kVoices = 8;
 
-template <class T>
-using Lanes = std::array<T, kVoices>;
+template <class T> using Lanes = std::array<T, kVoices>;
 
 // State that changes per sample or per tick, eight voices side by side, so that one kernel can
 // move all lanes at once. A stretch takes a lane's state to locals and puts it back at its end.
 
 struct OscillatorLanes {
-    Lanes<float> phase {}, heldNext {}, triLow {};
-    Lanes<int> pulseHigh {};
+    Lanes<float> phase{}, heldNext{}, triLow{};
+    Lanes<int> pulseHigh{};
 
     OscillatorState load(std::size_t lane) const noexcept
     {
-        return { phase[lane], heldNext[lane], triLow[lane], pulseHigh[lane] };
+        return {phase[lane], heldNext[lane], triLow[lane], pulseHigh[lane]};
     }
     void store(std::size_t lane, const OscillatorState& s) noexcept
     {
@@ -37,13 +36,13 @@ struct OscillatorLanes {
 };
 
 struct NoiseLanes {
-    Lanes<float> pinkLp1 {}, pinkLp2 {}, whiteLp {}, slowNoise {}, pinkLow {};
-    Lanes<int> tonePos {};
+    Lanes<float> pinkLp1{}, pinkLp2{}, whiteLp{}, slowNoise{}, pinkLow{};
+    Lanes<int> tonePos{};
 
     NoiseState load(std::size_t lane) const noexcept
     {
-        return { pinkLp1[lane], pinkLp2[lane],  whiteLp[lane],
-                 pinkLow[lane], slowNoise[lane], tonePos[lane] };
+        return {pinkLp1[lane], pinkLp2[lane],   whiteLp[lane],
+                pinkLow[lane], slowNoise[lane], tonePos[lane]};
     }
     void store(std::size_t lane, const NoiseState& s) noexcept
     {
@@ -57,11 +56,11 @@ struct NoiseLanes {
 };
 
 struct DriftLanes {
-    Lanes<double> drift1 {}, drift2 {}, driftTarget1 {}, driftTarget2 {};
+    Lanes<double> drift1{}, drift2{}, driftTarget1{}, driftTarget2{};
 
     DriftState load(std::size_t lane) const noexcept
     {
-        return { drift1[lane], drift2[lane], driftTarget1[lane], driftTarget2[lane] };
+        return {drift1[lane], drift2[lane], driftTarget1[lane], driftTarget2[lane]};
     }
     void store(std::size_t lane, const DriftState& s) noexcept
     {
@@ -73,8 +72,8 @@ struct DriftLanes {
 };
 
 struct FilterEnvelopeLanes {
-    Lanes<EnvelopeStage> fltState {};
-    Lanes<double> fltCharge {}, fltLevel {}, fltOut {}, fltStart {}, fltScale {}, droopTime {};
+    Lanes<EnvelopeStage> fltState{};
+    Lanes<double> fltCharge{}, fltLevel{}, fltOut{}, fltStart{}, fltScale{}, droopTime{};
 
     FilterEnvelope load(std::size_t lane) const noexcept
     {
@@ -101,12 +100,12 @@ struct FilterEnvelopeLanes {
 };
 
 struct AmpEnvelopeLanes {
-    Lanes<EnvelopeStage> ampState {};
-    Lanes<double> ampLevel {}, ampLinear {};
+    Lanes<EnvelopeStage> ampState{};
+    Lanes<double> ampLevel{}, ampLinear{};
 
     AmpEnvelope load(std::size_t lane) const noexcept
     {
-        return { ampState[lane], ampLevel[lane], ampLinear[lane] };
+        return {ampState[lane], ampLevel[lane], ampLinear[lane]};
     }
     void store(std::size_t lane, const AmpEnvelope& e) noexcept
     {
@@ -123,20 +122,20 @@ struct VoiceLanes {
     FilterEnvelopeLanes filterEnvelope;
     AmpEnvelopeLanes ampEnvelope;
 
-    Lanes<double> glidePitch {}; ///< sounding pitch, note number with a fraction
-    Lanes<double> bendSmooth {}; ///< semitones
-    Lanes<float> modAmount {}; ///< smoothed modulation depth, 0..1
-    Lanes<float> modSignal {}; ///< modulation source of the last sample
+    Lanes<double> glidePitch{}; ///< sounding pitch, note number with a fraction
+    Lanes<double> bendSmooth{}; ///< semitones
+    Lanes<float> modAmount{};   ///< smoothed modulation depth, 0..1
+    Lanes<float> modSignal{};   ///< modulation source of the last sample
 
     // Ramped across each stretch, from the end of the last one
-    std::array<Lanes<float>, 3> gain {}; ///< oscillator level times its wave's factor
-    Lanes<float> cutBase {};
-    Lanes<float> envSum {};
-    Lanes<float> volMod {}; ///< 0..1, 1 at start
-    Lanes<double> sustainRamp {}; ///< 0..0.8
+    std::array<Lanes<float>, 3> gain{}; ///< oscillator level times its wave's factor
+    Lanes<float> cutBase{};
+    Lanes<float> envSum{};
+    Lanes<float> volMod{};       ///< 0..1, 1 at start
+    Lanes<double> sustainRamp{}; ///< 0..0.8
 
-    Lanes<float> cutNoise {}; ///< 9 Hz wobble of the cutoff
-    Lanes<float> cutoff {}; ///< the last cutoff value, 0..1
+    Lanes<float> cutNoise{}; ///< 9 Hz wobble of the cutoff
+    Lanes<float> cutoff{};   ///< the last cutoff value, 0..1
 };
 
 } // namespace zephra

@@ -60,7 +60,7 @@ void VoiceRack::render(const EngineValues& values, const Performance& performanc
             fillIdle(voice, eightLanes, buffer, firstSample, count);
             continue;
         }
-        const VoiceContext context { values, performance, rates, tone, noiseSeed };
+        const VoiceContext context{values, performance, rates, tone, noiseSeed};
         LaneWriter out(buffer, eightLanes, firstSample, i);
         if (values.revision == Revision::Early)
             VoiceRendererEarly(voice, context).render(out, count);

@@ -36,8 +36,8 @@ float modulationOf(Wave wave, float o3) noexcept
 
 /// Brings the half-range attack of the filter envelope to nearly full.
 template <Revision kRevision>
-constexpr double kFilterEnvelopeScale
-    = 0.98293781 * (kRevision == Revision::Early ? 0.93 : 0.88) * 2.0;
+constexpr double kFilterEnvelopeScale = 0.98293781 * (kRevision == Revision::Early ? 0.93 : 0.88) *
+                                        2.0;
 
 /// Kept: the Early cutoff sits 1.1 semitones lower at half travel, which its table takes back.
 template <Revision kRevision>
@@ -47,16 +47,12 @@ constexpr float kCutoffScale = kRevision == Revision::Early ? 0.982f : 1.0f;
 
 template <Revision kRevision>
 VoiceRenderer<kRevision>::VoiceRenderer(Voice& playedVoice, const VoiceContext& stretch) noexcept
-    : voice(playedVoice)
-    , context(stretch)
-    , values(stretch.values)
-    , lanes(*playedVoice.lanes)
-    , lane(static_cast<std::size_t>(playedVoice.lane))
+    : voice(playedVoice), context(stretch), values(stretch.values), lanes(*playedVoice.lanes),
+      lane(static_cast<std::size_t>(playedVoice.lane))
 {
 }
 
-template <Revision kRevision>
-void VoiceRenderer<kRevision>::followControllers() noexcept
+template <Revision kRevision> void VoiceRenderer<kRevision>::followControllers() noexcept
 {
     constexpr float kStep = 0.08f; // per stretch, however long
     const auto c = static_cast<std::size_t>(voice.channel);
@@ -83,8 +79,7 @@ float VoiceRenderer<kRevision>::sourceValue(ModSource source) const noexcept
     return 0.0f;
 }
 
-template <Revision kRevision>
-auto VoiceRenderer<kRevision>::sumSlots() const noexcept -> SlotSums
+template <Revision kRevision> auto VoiceRenderer<kRevision>::sumSlots() const noexcept -> SlotSums
 {
     SlotSums sums;
     for (const ModSlot& slot : values.modSlots) {
@@ -160,8 +155,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
 
     // Oscillators
     std::array<OscillatorState, 3> osc;
-    std::array<float, 3> inc {};
-    std::array<float, 3> threshold {};
+    std::array<float, 3> inc{};
+    std::array<float, 3> threshold{};
     for (std::size_t k = 0; k < 3; ++k) {
         osc[k] = lanes.oscillators[k].load(lane);
         threshold[k] = pulseThreshold<kRevision>(k, values.oscWave[k]);
@@ -187,8 +182,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
     FilterEnvelope filterEnvelope = lanes.filterEnvelope.load(lane);
     const FilterEnvelopeRates filterRates = filterEnvelopeRates();
     double droop = 0.0;
-    const float cutoffTarget
-        = values.cutoff * values.cutoffRangeFactor * kCutoffScale<kRevision> + sums.cutoff;
+    const float cutoffTarget =
+        values.cutoff * values.cutoffRangeFactor * kCutoffScale<kRevision> + sums.cutoff;
     Ramp<float> cutBase(lanes.cutBase[lane], cutoffTarget, count);
     Ramp<float> envSum(lanes.envSum[lane], sums.env, count);
     const double keytrack = static_cast<double>(values.keytrack) * kCutoffPerSemitone;
@@ -212,8 +207,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
 
             double pitch = glidePitch + bendSmooth;
             if (values.modOscOn)
-                pitch += static_cast<double>(modSignal) * kModSemitones
-                    * static_cast<double>(modAmount) * static_cast<double>(values.modPitchRange);
+                pitch += static_cast<double>(modSignal) * kModSemitones *
+                         static_cast<double>(modAmount) * static_cast<double>(values.modPitchRange);
             const double f = std::pow(values.oscKeytrackSlope, pitch / 12.0);
             const double drift1 = drift.drift1 * values.oscDrift;
             const double drift2 = drift.drift2 * values.oscDrift;
@@ -238,8 +233,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
         float mix = o[0] * gain1.next() + o[1] * gain2.next() + o[2] * gain3.next();
         const float white = whiteNoise(context.noiseSeed);
         context.noiseSeed = nextSeed(context.noiseSeed);
-        const NoiseState::Sample n
-            = values.noiseIsPink ? noise.pink(rates) : noise.white(white, rates);
+        const NoiseState::Sample n =
+            values.noiseIsPink ? noise.pink(rates) : noise.white(white, rates);
         modSignal = modulationOf(values.oscWave[2], o[2]);
         modSignal += (n.modulation - modSignal) * values.modulationMix;
         mix += n.sound * values.noiseLevel;

@@ -22,14 +22,10 @@ struct VoiceContext {
 };
 
 /// A value that walks linearly from where the last stretch left it to this stretch's target.
-template <class T>
-class Ramp {
+template <class T> class Ramp {
 public:
-    Ramp(T& state, T target, int count) noexcept
-        : state(state)
-        , value(state)
-        , target(target)
-        , step((target - state) / static_cast<T>(count))
+    Ramp(T& carried, T end, int count) noexcept
+        : state(carried), value(carried), target(end), step((end - carried) / static_cast<T>(count))
     {
     }
     ~Ramp() { state = target; } // exactly, whatever the sum of the steps
@@ -47,8 +43,7 @@ private:
 
 /// Plays one voice over one stretch between two note events: oscillators, mixer, noise and both
 /// envelopes, one sample after the other. Made anew for each stretch.
-template <Revision kRevision>
-class VoiceRenderer {
+template <Revision kRevision> class VoiceRenderer {
 public:
     VoiceRenderer(Voice& voice, const VoiceContext& context) noexcept;
 

@@ -11,15 +11,13 @@ namespace zephra {
 inline constexpr double kMaxIncrement = 0.05;
 
 /// Gain of a wave in the mixer, by Wave. Rev Saw is the saw at negative gain.
-inline constexpr std::array<float, 7> kWaveLevel
-    = { 1.07f, 0.631f, 1.05f, -1.05f, 1.0f, 1.0f, 1.0f };
+inline constexpr std::array<float, 7> kWaveLevel = {1.07f, 0.631f, 1.05f, -1.05f, 1.0f, 1.0f, 1.0f};
 
 constexpr bool isTableWave(Wave wave) noexcept { return wave <= Wave::Shark; }
 constexpr bool isPulseWave(Wave wave) noexcept { return wave >= Wave::Pulse; }
 
 /// Pulse threshold of oscillator k = 0..2. No two oscillators of a voice share a duty cycle.
-template <Revision kRevision>
-constexpr float pulseThreshold(std::size_t k, Wave wave) noexcept
+template <Revision kRevision> constexpr float pulseThreshold(std::size_t k, Wave wave) noexcept
 {
     // clang-format off
     constexpr float kThresholds[2][3][3] = { // [revision][oscillator][Pulse, Wide, Narrow]
@@ -28,8 +26,8 @@ constexpr float pulseThreshold(std::size_t k, Wave wave) noexcept
     };
     // clang-format on
     const auto width = isPulseWave(wave)
-        ? static_cast<std::size_t>(wave) - static_cast<std::size_t>(Wave::Pulse)
-        : 0;
+                           ? static_cast<std::size_t>(wave) - static_cast<std::size_t>(Wave::Pulse)
+                           : 0;
     return kThresholds[static_cast<std::size_t>(kRevision)][k][width];
 }
 
@@ -43,7 +41,8 @@ inline float earlySawBend(float a) noexcept
 /// One voice-rate sample of oscillator k = 0..2; about -1..1.
 template <Revision kRevision>
 inline float oscillatorSample(OscillatorState& s, std::size_t k, Wave wave, float inc,
-                              float threshold, float triLowCoeff, const ShapeTables& shapes) noexcept
+                              float threshold, float triLowCoeff,
+                              const ShapeTables& shapes) noexcept
 {
     if (isTableWave(wave)) {
         if constexpr (kRevision == Revision::Late) {

@@ -41,16 +41,16 @@ double attackSeconds(double v) noexcept
     struct Knot {
         double x, seconds;
     };
-    constexpr std::array<Knot, 10> kKnots = { { { 0, 0.0009 },
-                                                { 0.15, 0.01 },
-                                                { 0.3, 0.086 },
-                                                { 0.4, 0.212 },
-                                                { 0.5, 0.6 },
-                                                { 0.6276, 1.5 },
-                                                { 0.75, 3.54 },
-                                                { 0.87, 8.1 },
-                                                { 0.999, 12.0 },
-                                                { 1.01, 12.0 } } };
+    constexpr std::array<Knot, 10> kKnots = {{{0, 0.0009},
+                                              {0.15, 0.01},
+                                              {0.3, 0.086},
+                                              {0.4, 0.212},
+                                              {0.5, 0.6},
+                                              {0.6276, 1.5},
+                                              {0.75, 3.54},
+                                              {0.87, 8.1},
+                                              {0.999, 12.0},
+                                              {1.01, 12.0}}};
     std::size_t i = kKnots.size() - 2;
     while (i > 0 && kKnots[i].x > v)
         --i;

@@ -21,10 +21,10 @@ void mapControl(EngineTargets& targets, int id, double v, const ControlRates& ra
                 bool volumeDoubled) noexcept;
 
 // Control value 0..1 to engine value. Anchors stand beside the bodies.
-double attackSeconds(double v) noexcept; ///< filter envelope attack
-double decaySeconds(double v) noexcept; ///< filter envelope decay and release
+double attackSeconds(double v) noexcept;              ///< filter envelope attack
+double decaySeconds(double v) noexcept;               ///< filter envelope decay and release
 double ampAttackCoeff(double v, double fs8) noexcept; ///< factor per voice-rate sample
-double ampDecayCoeff(double v, double fs8) noexcept; ///< the same for decay and release
-float resonanceOf(double v) noexcept; ///< 0..1
+double ampDecayCoeff(double v, double fs8) noexcept;  ///< the same for decay and release
+float resonanceOf(double v) noexcept;                 ///< 0..1
 
 } // namespace zephra

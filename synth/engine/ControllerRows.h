@@ -39,12 +39,12 @@ private:
     int lastRow() const noexcept { return static_cast<int>(modWheelRows.size()) - 1; }
 
     int size = 0;
-    std::vector<float> modWheelRows; ///< [row]
+    std::vector<float> modWheelRows;                             ///< [row]
     std::vector<std::array<float, kMidiChannels>> pitchBendRows; ///< [row][channel], -1..1
     bool modWheelRowsUsed = false;
-    std::array<bool, kMidiChannels> pitchRowsUsed {};
+    std::array<bool, kMidiChannels> pitchRowsUsed{};
     int nextModRow = 0;
-    std::array<int, kMidiChannels> nextBendRow {};
+    std::array<int, kMidiChannels> nextBendRow{};
 };
 
 } // namespace zephra

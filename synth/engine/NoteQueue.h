@@ -10,7 +10,7 @@ namespace zephra {
 struct NoteEvent {
     int note = 0;
     float velocity = 0.0f; ///< 0..1
-    int sampleOffset = 0; ///< in the host block
+    int sampleOffset = 0;  ///< in the host block
     std::uint8_t isNoteOn = 0;
     int channel = 0; ///< 0..15
 };
@@ -46,7 +46,7 @@ public:
 private:
     static constexpr std::size_t index(int i) noexcept { return static_cast<std::size_t>(i); }
 
-    std::array<NoteEvent, kCapacity> entries {};
+    std::array<NoteEvent, kCapacity> entries{};
     int count = 0;
 };
 

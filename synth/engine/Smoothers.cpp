@@ -10,8 +10,7 @@ namespace zephra {
 namespace {
 
 /// An integer code from outside, limited to the enum's range 0..last.
-template <class E>
-E limited(int code, int last) noexcept
+template <class E> E limited(int code, int last) noexcept
 {
     return static_cast<E>(std::clamp(code, 0, last));
 }
@@ -35,8 +34,8 @@ void copyStepped(EngineValues& v, const EngineTargets& t) noexcept
         v.oscRange[k] = std::clamp(t.oscRange[k].get(), 0, 5);
         v.oscFine[k] = t.oscFine[k];
         v.oscStartPhase[k] = t.oscStartPhase[k];
-        v.modSlots[k] = { limited<ModSource>(t.modSlots[k].source, 6), t.modSlots[k].amount,
-                          limited<ModTarget>(t.modSlots[k].target, 4) };
+        v.modSlots[k] = {limited<ModSource>(t.modSlots[k].source, 6), t.modSlots[k].amount,
+                         limited<ModTarget>(t.modSlots[k].target, 4)};
     }
     v.osc3KeyTrack = t.osc3KeyTrack;
     v.osc3LoSync = t.osc3LoSync;
@@ -120,9 +119,9 @@ void snapSmoothedValues(EngineValues& values, EngineTargets& targets,
                         double aftertouchLast) noexcept
 {
     for (Shared<double>* target :
-         { &targets.filterAttack, &targets.filterDecay, &targets.filterSustain,
-           &targets.filterRelease, &targets.ampAttack, &targets.ampDecay, &targets.ampSustain,
-           &targets.ampRelease })
+         {&targets.filterAttack, &targets.filterDecay, &targets.filterSustain,
+          &targets.filterRelease, &targets.ampAttack, &targets.ampDecay, &targets.ampSustain,
+          &targets.ampRelease})
         if (*target <= 1e-7)
             *target = 0.0;
     copyStepped(values, targets);

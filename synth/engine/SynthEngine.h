@@ -13,7 +13,6 @@
 #include "voice/FilterBank.h"
 #include "voice/LaneBuffer.h"
 #include "voice/Performance.h"
-#include "voice/ToneSample.h"
 #include "voice/VoiceRack.h"
 
 #include <array>
@@ -87,29 +86,28 @@ private:
     void flushSilentOutput() noexcept;
     void stepEffectCountdown() noexcept;
 
-    double fs = 0.0; ///< host rate
-    double fs8 = 0.0; ///< voice rate
+    double fs = 0.0;          ///< host rate
+    double fs8 = 0.0;         ///< voice rate
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 
     EngineTargets targets; ///< written [any], read once per sub-block
-    EngineValues values; ///< what the sound reads in this sub-block
+    EngineValues values;   ///< what the sound reads in this sub-block
     VoiceRack rack;
     VoiceAllocator allocator;
-    ToneSample toneSample;
     std::unique_ptr<LaneBuffer> lanes;
     FilterBank filterBank;
     DecimationStage decimator;
     OutputStage output;
 
-    std::array<float, 512> overL {}, overR {}; ///< voice-rate stereo of one sub-block
-    std::array<float, 64> outL {}, outR {}; ///< host-rate stereo; the effects work in place
+    std::array<float, 512> overL{}, overR{}; ///< voice-rate stereo of one sub-block
+    std::array<float, 64> outL{}, outR{};    ///< host-rate stereo; the effects work in place
 
-    int tailBlocks = 0; ///< silent sub-blocks rendered before the engine falls asleep
-    Shared<int> tailCounter { 1000 }; ///< below 0: asleep
-    Shared<bool> fxActive { false };
-    Shared<float> fxWet { 0.0f };
-    Shared<int> fxOffCountdown { 0 }; ///< sub-blocks until the effects are stopped and cleared
+    int tailBlocks = 0;            ///< silent sub-blocks rendered before the engine falls asleep
+    Shared<int> tailCounter{1000}; ///< below 0: asleep
+    Shared<bool> fxActive{false};
+    Shared<float> fxWet{0.0f};
+    Shared<int> fxOffCountdown{0}; ///< sub-blocks until the effects are stopped and cleared
 };
 
 } // namespace zephra

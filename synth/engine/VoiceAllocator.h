@@ -12,7 +12,7 @@ namespace zephra {
 /// `released` flags are all it remembers: no voice list, no ages. [audio, !processing]
 class VoiceAllocator {
 public:
-    explicit VoiceAllocator(VoiceRack& rack) noexcept : rack(rack) {}
+    explicit VoiceAllocator(VoiceRack& voices) noexcept : rack(voices) {}
 
     /// `note` is masked to 0..127, velocity 0..1; a channel below 0 keeps the voice's.
     void noteOn(const EngineValues& values, int note, float velocity, int channel) noexcept;
@@ -39,10 +39,10 @@ private:
 
     VoiceRack& rack;
     int lastNote = 0, prevNote = 0; ///< last note given to a voice, and the one before it
-    int nextVoice = 0; ///< rotation, 0..7
-    std::array<bool, kKeys> keyDown {};
-    std::array<float, kKeys> keyVelocity {}; ///< of each key's last press, 0..1
-    bool resetNextVoice = true; ///< the next note resets oscillators and envelopes
+    int nextVoice = 0;              ///< rotation, 0..7
+    std::array<bool, kKeys> keyDown{};
+    std::array<float, kKeys> keyVelocity{}; ///< of each key's last press, 0..1
+    bool resetNextVoice = true;             ///< the next note resets oscillators and envelopes
 };
 
 } // namespace zephra

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "engine/SynthEngine.h"
+
+#include "common/Maths.h"
+#include "controls/ControlIds.h"
+#include "controls/SyncCycles.h"
+#include "engine/ControlMapping.h"
+#include "voice/AmpCurve.h"
+#include "voice/ShapeTables.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+namespace zephra {
+
+namespace {
+
+constexpr double kSmoothingHz = 640.0;
+constexpr double kTailSeconds = 2.0;
+constexpr int kIntakeTail = 1400; ///< sub-blocks that a note on its way keeps the engine awake
+
+std::uint32_t countEngine() noexcept
+{
+    static std::atomic<std::uint32_t> built{0};
+    return built.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Mode of a polyphony control value: "Unison", "Poly-4", "Mono", "Poly-8".
+PolyMode polyModeOf(double value) noexcept
+{
+    constexpr std::array<PolyMode, 4> kModes = {PolyMode::Unison, PolyMode::Poly4, PolyMode::Mono,
+                                                PolyMode::Poly8};
+    return value >= 0.0 && value < 4.0 ? kModes[static_cast<std::size_t>(value)] : PolyMode::Mono;
+}
+
+} // namespace
+
+SynthEngine::SynthEngine()
+    : rack(countEngine()), allocator(rack), lanes(std::make_unique<LaneBuffer>())
+{
+    shapeTables(); // built here, never first on the audio thread
+    ampCurve();
+    setSampleRate(kMinSampleRate);
+}
+
+void SynthEngine::setSampleRate(double rate)
+{
+    fs = std::isfinite(rate) ? std::clamp(rate, kMinSampleRate, kMaxSampleRate) : kMinSampleRate;
+    fs8 = fs * 8.0;
+    smoothCoeff = static_cast<float>(onePoleCoeff(kSmoothingHz, fs));
+    tailBlocks = static_cast<int>(kTailSeconds * fs) / kSubBlock;
+
+    rack.setSampleRate(fs);
+    filterBank.setSampleRate(fs);
+    decimator.reset();
+    output.setSampleRate(fs);
+    allocator.startAfresh();
+}
+
+void SynthEngine::resetVoicesAndEffects() noexcept
+{
+    rack.reset();
+    decimator.reset();
+    allocator.startAfresh();
+}
+
+void SynthEngine::setControl(int id, double value) noexcept
+{
+    const double v = intake(id, value);
+    switch (id) {
+    case polyphony: setPolyMode(polyModeOf(v)); break;
+    case fx_active: setEffectsActive(v != 0.0); break;
+    default: mapControl(targets, id, v, {fs, fs8}, volumeDoubled); break;
+    }
+}
+
+/// Held keys stay down and sound no more until they are pressed again.
+void SynthEngine::setPolyMode(PolyMode mode) noexcept
+{
+    if (mode == values.polyMode)
+        return;
+    rack.reset();
+    filterBank.reset();
+    allocator.startAfresh();
+    allocator.startRotation();
+    values.polyMode = mode;
+    tailCounter = tailBlocks / 4;
+}
+
+void SynthEngine::setEffectsActive(bool on) noexcept
+{
+    constexpr int kTailBlocks = 500; // while the effects fade out, per 44.1 kHz of rate
+    if (on) {
+        fxActive = true;
+        fxOffCountdown = 0;
+        fxWet = 1.0f;
+    } else {
+        fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
+        fxWet = 0.0f;
+    }
+}
+
+void SynthEngine::snapSmoothers() noexcept
+{
+    snapSmoothedValues(values, targets, performance.aftertouchLast);
+}
+
+void SynthEngine::enqueueNote(int note, float velocity, bool isNoteOn, int sampleOffset,
+                              int channel) noexcept
+{
+    noteQueue.insert({note, velocity, sampleOffset, static_cast<std::uint8_t>(isNoteOn), channel});
+    if (isNoteOn)
+        tailCounter = kIntakeTail;
+}
+
+void SynthEngine::noteOn(int note, float velocity, int channel) noexcept
+{
+    tailCounter = tailBlocks;
+    allocator.noteOn(values, note, velocity, channel);
+}
+
+void SynthEngine::noteOff(int note, float /*velocity*/, int /*channel*/) noexcept
+{
+    allocator.noteOff(values, note);
+    if (!allocator.noKeysHeld)
+        tailCounter = tailBlocks;
+}
+
+void SynthEngine::allNotesOff() noexcept { allocator.allNotesOff(); }
+
+void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startOffset) noexcept
+{
+    stepSmoothers(values, targets, performance.aftertouchLast, smoothCoeff);
+    values.lfoIncrement =
+        performance.tempo /
+        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) / fs8;
+    shareOscillator3();
+
+    if (asleep()) {
+        output.jumpToVolume(targets.outVolume);
+        outL.fill(0.0f);
+        outR.fill(0.0f);
+    } else {
+        renderSound(sampleCount, startOffset);
+        stepSilence();
+    }
+    runEffects(sampleCount);
+    if (asleep())
+        flushSilentOutput();
+    stepEffectCountdown();
+
+    if (outputs != nullptr) {
+        std::copy_n(outL.data(), sampleCount, outputs[0]);
+        std::copy_n(outR.data(), sampleCount, outputs[1]);
+    }
+}
+
+/// Oscillator 3 as common low-frequency oscillator: in range "LO", off the keyboard, and with
+/// more than one voice.
+void SynthEngine::shareOscillator3() noexcept
+{
+    if (values.oscRange[2] == 0 && !values.osc3KeyTrack && values.polyMode != PolyMode::Mono)
+        rack.shareOscillator3();
+}
+
+/// Voices in stretches between the notes, then filter, decimator and output stage.
+void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
+{
+    int done = 0; // samples rendered in this call
+    int now = startOffset;
+    for (const NoteEvent& event : noteQueue) {
+        if (event.sampleOffset < now)
+            continue;
+        if (event.sampleOffset >= startOffset + sampleCount)
+            break;
+        if (event.sampleOffset > now) {
+            renderVoices(done * kTick, (event.sampleOffset - now) * kTick);
+            done += event.sampleOffset - now;
+            now = event.sampleOffset;
+        }
+        if (event.isNoteOn)
+            noteOn(event.note, event.velocity, event.channel);
+        else
+            noteOff(event.note, event.velocity, event.channel);
+    }
+    if (done < sampleCount)
+        renderVoices(done * kTick, (sampleCount - done) * kTick);
+
+    filterBank.process(values, *lanes, sampleCount * kTick, overL.data(), overR.data());
+    decimator.process(overL.data(), overR.data(), sampleCount, outL.data(), outR.data());
+    output.process(outL.data(), outR.data(), sampleCount, targets.outVolume, values.mains50Hz);
+}
+
+void SynthEngine::renderVoices(int firstSample, int count) noexcept
+{
+    rack.render(values, performance, *lanes, firstSample, count);
+}
+
+/// Two seconds of silence after the last key put the engine to sleep. All 64 entries count,
+/// whatever the length of the sub-block.
+void SynthEngine::stepSilence() noexcept
+{
+    constexpr float kSilence = 4e-6f;
+    const auto audible = [](float x) { return std::fabs(x) > kSilence; };
+    if (!allocator.noKeysHeld || std::ranges::any_of(outL, audible) ||
+        std::ranges::any_of(outR, audible))
+        tailCounter = tailBlocks;
+    else
+        tailCounter = tailCounter - 1;
+}
+
+void SynthEngine::runEffects(int /*sampleCount*/) noexcept {}
+
+/// What is left of the effects' tails on a sleeping engine. The right side is flushed only after
+/// a left side without anything to hear.
+void SynthEngine::flushSilentOutput() noexcept
+{
+    constexpr float kFlush = 4e-8f;
+    for (std::array<float, kSubBlock>* side : {&outL, &outR}) {
+        bool allFlushed = true;
+        for (float& x : *side) {
+            if (std::fabs(x) < kFlush)
+                x = 0.0f;
+            else
+                allFlushed = false;
+        }
+        if (!allFlushed)
+            return;
+    }
+}
+
+void SynthEngine::stepEffectCountdown() noexcept
+{
+    constexpr int kStop = 25;
+    const int left = fxOffCountdown;
+    if (left <= 0)
+        return;
+    if (left == kStop)
+        fxActive = false;
+    fxOffCountdown = left - 1;
+}
+
+} // namespace zephra
