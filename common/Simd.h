@@ -8,11 +8,8 @@ namespace zephra {
 using Float4 = float __attribute__((vector_size(16)));
 using Int4 = int __attribute__((vector_size(16)));
 
-// A kernel written as a template over its value type uses these four alone, so that it compiles
-// for one plain float as well: that form is the reference in the tests.
-
-inline float splat(float x, float /*like*/) noexcept { return x; }
-inline Float4 splat(float x, Float4 /*like*/) noexcept { return Float4{x, x, x, x}; }
+// A kernel written as a template over its value type chooses and asks through these, so that it
+// compiles for one plain float as well: that form is the reference in the tests.
 
 /// The first choice where the mask holds, else the second.
 inline float select(bool mask, float yes, float no) noexcept { return mask ? yes : no; }

@@ -14,9 +14,8 @@ struct OscillatorState {
     int pulseHigh = 0;     ///< 0 before the pulse threshold in the cycle, 1 after it
 };
 
-/// A step of height 1 that happens at time t of two samples' width 0..2 is spread over both by an
-/// order-4 polynomial: `stepNow(t)` is its share of the sample that was due, with t = 0..1 the
-/// part of a sample that has passed since the step.
+/// A step of height 1 is spread over the two samples around it by an order-4 polynomial. With t the
+/// part of a sample that has passed since the step, `stepNow(t)` is what the sample before gets.
 inline float stepNow(float t) noexcept
 {
     if (t < 0.0f)
@@ -24,7 +23,7 @@ inline float stepNow(float t) noexcept
     return t < 1.0f ? t * t * t * (1.0f - 0.5f * t) : 1.0f;
 }
 
-/// The correction of the sample after the step.
+/// What the sample after the step lacks of the full height.
 inline float stepNext(float t) noexcept { return -stepNow(1.0f - t); }
 
 /// One voice-rate sample of a pulse (low up to `threshold`, then high) or of a rising ramp,

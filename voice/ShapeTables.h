@@ -12,13 +12,15 @@ struct ShapeTables {
     static constexpr int kSteps = 32768; ///< entries of one cycle
     using Table = std::array<float, kSteps + 1>;
 
-    Table triangleShapeLate{};
-    Table triangleShapeEarly{};
-    Table sharkShapeEarly{}; ///< Early triangle less 0.025 of the second harmonic
+    ShapeTables() noexcept;
+
+    Table triangleShapeLate;
+    Table triangleShapeEarly;
+    Table sharkShapeEarly; ///< Early triangle less 0.025 of the second harmonic
 };
 
-/// The tables of this process, built at the first call, which allocates. [any] after that; make
-/// the first call when an engine is built, not on the audio thread.
+/// The tables of this process. [any], but the first call builds them: make it when an engine is
+/// built, not on the audio thread.
 const ShapeTables& shapeTables() noexcept;
 
 } // namespace zephra

@@ -4,6 +4,7 @@
 #include "controls/ControlIds.h"
 #include "controls/ControlLists.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string_view>
@@ -232,11 +233,17 @@ float defaultValue(int id) noexcept;
 bool isSwitch(int id) noexcept;
 bool isStepped(int id) noexcept;
 
-/// The control value as it is stored: a switch becomes 0 (below 0.5) or 1, a stepped control
-/// trunc(value + 1e-4), limited to plus or minus 1e9 so that it fits an int and a float; the
-/// default for either if the value is not a number. Continuous controls and unknown ids pass
-/// unchanged, whatever the value. The 1e-4 takes back what a normalised value loses by its
-/// rounding: hosts keep single precision or six digits.
+/// The whole step that `value`, a number, has reached: truncated after adding 1e-4, which takes
+/// back what the rounding of single precision or of six digits in a host has lost. Limited to plus
+/// or minus 1e9, which an int and a float hold.
+constexpr int wholeStep(double value) noexcept
+{
+    return static_cast<int>(std::clamp(value + 1e-4, -1e9, 1e9));
+}
+
+/// The control value as it is stored: a switch becomes 0 (below 0.5) or 1, a stepped control its
+/// whole step, either of them its default if the value is not a number. Continuous controls and
+/// unknown ids pass unchanged, whatever the value.
 double snapped(int id, double value) noexcept;
 
 } // namespace zephra

@@ -72,6 +72,7 @@ public:
     Shared<int> currentPreset{0}; ///< index of the preset in use
 
 private:
+    /// nullptr if there is no such preset or page.
     const PatchRecord* findPreset(int page, int preset) const noexcept;
     PatchRecord* findPreset(int page, int preset) noexcept;
     void write(PatchRecord& record, std::size_t row, float value) noexcept;

@@ -36,8 +36,11 @@ PolyMode polyModeOf(double value) noexcept
 
 } // namespace
 
-SynthEngine::SynthEngine()
-    : rack(countEngine()), allocator(rack), lanes(std::make_unique<LaneBuffer>())
+SynthEngine::SynthEngine() : SynthEngine(countEngine()) {}
+
+SynthEngine::SynthEngine(std::uint32_t engineNumber)
+    : rack(engineNumber), allocator(rack), lanes(std::make_unique<LaneBuffer>()),
+      reverb(engineSeed(engineNumber, kVoices))
 {
     shapeTables(); // built here, never first on the audio thread
     ampCurve();
@@ -55,6 +58,10 @@ void SynthEngine::setSampleRate(double rate)
     filterBank.setSampleRate(fs);
     decimator.reset();
     output.setSampleRate(fs);
+    delay.reset();
+    reverb.reset();
+    delay.setSampleRate(fs);
+    reverb.setSampleRate(fs);
     allocator.startAfresh();
 }
 
@@ -62,6 +69,8 @@ void SynthEngine::resetVoicesAndEffects() noexcept
 {
     rack.reset();
     decimator.reset();
+    delay.reset();
+    reverb.reset();
     allocator.startAfresh();
 }
 
@@ -71,6 +80,14 @@ void SynthEngine::setControl(int id, double value) noexcept
     switch (id) {
     case polyphony: setPolyMode(polyModeOf(v)); break;
     case fx_active: setEffectsActive(v != 0.0); break;
+    case fx_del_time: delay.setTime(static_cast<int>(v)); break;
+    case fx_del_feedback: delay.setFeedback(static_cast<float>(v)); break;
+    case fx_del_dry_wet: delay.setDryWet(static_cast<float>(v)); break;
+    case fx_del_width: delay.setWidth(static_cast<float>(v)); break;
+    case fx_rev_time: reverb.setTime(static_cast<float>(v)); break;
+    case fx_rev_color: reverb.setColor(static_cast<float>(v)); break;
+    case fx_rev_width: reverb.setWidth(static_cast<float>(v)); break;
+    case fx_rev_dry_wet: reverb.setDryWet(static_cast<float>(v)); break;
     default: mapControl(targets, id, v, {fs, fs8}, volumeDoubled); break;
     }
 }
@@ -210,7 +227,15 @@ void SynthEngine::stepSilence() noexcept
         tailCounter = tailCounter - 1;
 }
 
-void SynthEngine::runEffects(int /*sampleCount*/) noexcept {}
+/// In place on the sub-block, the reverb before the delay; on zeros while the voices sleep.
+void SynthEngine::runEffects(int sampleCount) noexcept
+{
+    if (!fxActive)
+        return;
+    const float fade = fxWet;
+    reverb.process(outL.data(), outR.data(), sampleCount, fade);
+    delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fade);
+}
 
 /// What is left of the effects' tails on a sleeping engine. The right side is flushed only after
 /// a left side without anything to hear.
@@ -230,15 +255,19 @@ void SynthEngine::flushSilentOutput() noexcept
     }
 }
 
+/// Effects that were switched off fade, stop and are cleared one after the other, so that no tail
+/// comes back with them.
 void SynthEngine::stepEffectCountdown() noexcept
 {
-    constexpr int kStop = 25;
     const int left = fxOffCountdown;
-    if (left <= 0)
-        return;
-    if (left == kStop)
-        fxActive = false;
-    fxOffCountdown = left - 1;
+    switch (left) {
+    case 25: fxActive = false; break;
+    case 20: delay.reset(); break;
+    case 1: reverb.reset(); break;
+    default: break;
+    }
+    if (left > 0)
+        fxOffCountdown = left - 1;
 }
 
 } // namespace zephra

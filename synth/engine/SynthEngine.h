@@ -3,7 +3,9 @@
 
 #include "common/Shared.h"
 #include "effects/DecimationStage.h"
+#include "effects/DelayLine.h"
 #include "effects/OutputStage.h"
+#include "effects/PlateReverb.h"
 #include "engine/ControllerRows.h"
 #include "engine/EngineTargets.h"
 #include "engine/NoteQueue.h"
@@ -16,6 +18,7 @@
 #include "voice/VoiceRack.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 
 namespace zephra {
@@ -32,6 +35,8 @@ public:
     /// Starts at 44100 Hz and 120 beats per minute, with all controls at zero: the owner sends
     /// every control, then snaps the smoothers.
     SynthEngine();
+    SynthEngine(const SynthEngine&) = delete;
+    SynthEngine& operator=(const SynthEngine&) = delete;
 
     // --- Settings ---
     /// [!processing] Hz; rates out of range or not finite go to the nearest end. Silences
@@ -76,6 +81,8 @@ public:
     bool effectsRunning() const noexcept { return fxActive; }
 
 private:
+    explicit SynthEngine(std::uint32_t engineNumber);
+
     void setPolyMode(PolyMode mode) noexcept;
     void setEffectsActive(bool on) noexcept;
     void renderVoices(int firstSample, int count) noexcept;
@@ -99,6 +106,8 @@ private:
     FilterBank filterBank;
     DecimationStage decimator;
     OutputStage output;
+    PlateReverb reverb;
+    DelayLine delay;
 
     std::array<float, 512> overL{}, overR{}; ///< voice-rate stereo of one sub-block
     std::array<float, 64> outL{}, outR{};    ///< host-rate stereo; the effects work in place

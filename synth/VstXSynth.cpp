@@ -1,0 +1,370 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "synth/VstXSynth.h"
+
+#include "common/FlushDenormals.h"
+#include "controls/ControlTable.h"
+#include "controls/ControlText.h"
+#include "synth/PatchLibraryPeer.h"
+#include "synth/SettingsStore.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+namespace zephra {
+
+namespace {
+
+constexpr const char* kProduct = "The Zephra";
+constexpr const char* kVendor = "Quillon Audio";
+constexpr const char* kNoName = "-/-";
+constexpr double kUsualTempo = 120.0; // beats per minute
+constexpr int kLargestBlock = 1 << 20;
+constexpr std::size_t kKeptProgramName = 31; // bytes
+
+constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
+                                      1,
+                                      kNumHostParameters,
+                                      0,
+                                      2,
+                                      EffectIdentity::kIsInstrument |
+                                          EffectIdentity::kCanReplacing |
+                                          EffectIdentity::kProgramsAreChunks};
+
+} // namespace
+
+// --- Life -----------------------------------------------------------------------------------
+
+VstXSynth::VstXSynth(VstXSynthOptions options)
+    : AudioEffectX(options.host, kIdentity), settings(options.settings), library(options.library),
+      controls(parameterStore, soundEngine, gate), midi(soundEngine, controls, map, library)
+{
+    if (settings)
+        map.load(*settings);
+    adaptToHost(); // ahead of the first volume
+    setSampleRate(kStartSampleRate);
+    setBlockSize(kStartBlockSize);
+    soundEngine.snapSmoothers(); // whatever the host: nothing can glide in from nowhere
+
+    if (options.editorFactory) {
+        ownEditor = options.editorFactory(*this, kNumControls);
+        if (ownEditor)
+            setFlag(EffectIdentity::kHasEditor);
+        controls.attachEditor(ownEditor.get());
+    }
+}
+
+VstXSynth::~VstXSynth()
+{
+    if (settings)
+        map.saveIfChanged(*settings);
+}
+
+void VstXSynth::adaptToHost()
+{
+    const std::string vendor = host ? host->vendor() : std::string();
+    hostIsOwn = vendor == kVendor;
+    hostKeepsSmoothers = vendor == "Cockos" || vendor == "Zynewave";
+    programListHidden = !hostIsOwn;
+    soundEngine.setVolumeDoubled(hostIsOwn);
+}
+
+void VstXSynth::close()
+{
+    const AudioGate::Pause pause(gate);
+    soundEngine.allNotesOff();
+}
+
+// --- Sound ----------------------------------------------------------------------------------
+
+void VstXSynth::process(float**, float** outputs, int sampleFrames) noexcept
+{
+    render(outputs, sampleFrames);
+}
+
+void VstXSynth::processReplacing(float**, float** outputs, int sampleFrames) noexcept
+{
+    if (render(outputs, sampleFrames) || !outputs)
+        return;
+    for (int channel = 0; channel < kIdentity.numOutputs; ++channel)
+        std::fill_n(outputs[channel], std::max(sampleFrames, 0), 0.0f);
+}
+
+int VstXSynth::processEvents(const HostEvents* events) noexcept
+{
+    midi.processEvents(events);
+    return 1;
+}
+
+/// One host block. False if a writer holds the audio off: nothing was written then.
+bool VstXSynth::render(float** outputs, int sampleFrames) noexcept
+{
+    const FlushDenormals flushing;
+    carryOutSettings();
+    const double tempo = hostTempo();
+
+    if (!gate.enterProcessing()) {
+        soundEngine.noteQueue.moveToStart(); // no note-off may get lost
+        soundEngine.rows.clearFlags();
+        return false;
+    }
+
+    controls.requests.carryOut(soundEngine);
+    Performance& now = soundEngine.performance;
+    now = midi.performance();
+    now.tempo = tempo;
+    now.modWheelNow = controls.modWheel;
+    std::ranges::copy(controls.pitchBend, now.pitchBendNow.begin());
+
+    float* position[2] = {};
+    int pos = 0;
+    const int end = std::max(sampleFrames, 0);
+    do { // an empty block is a block of 0 samples
+        const int count = std::min(end - pos, SynthEngine::kSubBlock);
+        if (outputs) {
+            position[0] = outputs[0] + pos;
+            position[1] = outputs[1] + pos;
+        }
+        soundEngine.rows.feed(pos, now.modWheelNow, now.pitchBendNow);
+        soundEngine.renderBlock(outputs ? position : nullptr, count, pos);
+        pos += count;
+    } while (pos < end);
+
+    soundEngine.noteQueue.clear();
+    soundEngine.rows.clearFlags();
+    gate.leaveProcessing();
+    return true;
+}
+
+double VstXSynth::hostTempo() const noexcept
+{
+    if (!host)
+        return kUsualTempo;
+    const HostTime time = host->time(HostTime::kTempoValid);
+    const bool valid =
+        (time.flags & HostTime::kTempoValid) && std::isfinite(time.tempo) && time.tempo > 0.0;
+    return valid ? time.tempo : kUsualTempo;
+}
+
+void VstXSynth::setSampleRate(double rate)
+{
+    rate = std::isfinite(rate)
+               ? std::clamp(rate, SynthEngine::kMinSampleRate, SynthEngine::kMaxSampleRate)
+               : SynthEngine::kMinSampleRate;
+    AudioEffectX::setSampleRate(rate);
+    sampleRateWanted = rate;
+    carryOutSettings();
+}
+
+void VstXSynth::setBlockSize(int size)
+{
+    size = std::clamp(size, 1, kLargestBlock);
+    AudioEffectX::setBlockSize(size);
+    blockSizeWanted = size;
+    carryOutSettings();
+}
+
+/// Rate and block size, unless a writer holds the audio off: then the next block will see to it.
+void VstXSynth::carryOutSettings()
+{
+    if (sampleRateWanted.load() == 0.0 && blockSizeWanted.load() == 0)
+        return;
+    if (!gate.tryPauseAudio())
+        return;
+    if (const double rate = sampleRateWanted.exchange(0.0); rate != 0.0) {
+        soundEngine.setSampleRate(rate);
+        controls.applyAllControls();
+    }
+    if (const int size = blockSizeWanted.exchange(0); size != 0) {
+        soundEngine.rows.setBlockSize(size);
+        for (auto& bend : controls.pitchBend)
+            bend = 0.0f;
+    }
+    gate.resumeAudio();
+}
+
+// --- Whole patches --------------------------------------------------------------------------
+
+void VstXSynth::applyAllControls()
+{
+    const AudioGate::Pause pause(gate);
+    controls.applyAllControls();
+}
+
+void VstXSynth::applyCurrentPatch()
+{
+    {
+        const AudioGate::Pause pause(gate);
+        soundEngine.resetVoicesAndEffects();
+        soundEngine.allNotesOff();
+        controls.applyAllControls();
+        if (!hostKeepsSmoothers)
+            soundEngine.snapSmoothers();
+    }
+    // Others are told when the sound goes on: nobody outside may hold it up.
+    if (host)
+        host->updateDisplay();
+    if (ownEditor)
+        ownEditor->requestRefresh();
+    if (host)
+        host->refreshParameters();
+}
+
+void VstXSynth::snapSmoothers()
+{
+    const AudioGate::Pause pause(gate);
+    soundEngine.snapSmoothers();
+}
+
+void VstXSynth::resetVoicesAndEffects()
+{
+    const AudioGate::Pause pause(gate);
+    soundEngine.resetVoicesAndEffects();
+}
+
+// --- Parameters by host index ---------------------------------------------------------------
+
+void VstXSynth::setParameter(int index, float value)
+{
+    if (index == parameterBeingEdited)
+        return;
+    if (const int id = parameterStore.controlOfIndex(index); id != NoParameter)
+        setControlValue(id, value * controlScale(id), true);
+}
+
+void VstXSynth::setParameterAutomated(int index, float value)
+{
+    if (const int id = parameterStore.controlOfIndex(index); id != NoParameter)
+        setControlSilently(id, value * controlScale(id));
+}
+
+float VstXSynth::getParameter(int index) const
+{
+    const int id = parameterStore.controlOfIndex(index);
+    return id == NoParameter ? 0.0f : parameterStore.getValue(id) / controlScale(id);
+}
+
+void VstXSynth::getParameterName(int index, char* text) const
+{
+    std::string name;
+    if (!parameterStore.nameOfIndex(index, name))
+        name = kNoName;
+    copyText(text, name, kMaxHostText);
+}
+
+void VstXSynth::getParameterDisplay(int index, char* text) const
+{
+    copyText(text, formatParameter(index, getParameter(index)), kMaxHostText);
+}
+
+void VstXSynth::getParameterLabel(int, char* text) const { copyText(text, {}, kMaxHostText); }
+
+// --- Controls by id -------------------------------------------------------------------------
+
+void VstXSynth::setControlValue(int id, float value, bool notifyEditor)
+{
+    controls.setControlValue(id, value, notifyEditor);
+}
+
+void VstXSynth::setControlSilently(int id, float value) { controls.setControlSilently(id, value); }
+
+void VstXSynth::setControlInternal(int id, float value) { controls.setControlInternal(id, value); }
+
+float VstXSynth::getControlValue(int id) const noexcept { return parameterStore.getValue(id); }
+
+std::string VstXSynth::controlText(int id, float value) const
+{
+    return zephra::controlText(id, value,
+                               {getControlValue(osc_3_range), getControlValue(opts_osc_3_lo_sync)});
+}
+
+std::string VstXSynth::formatControl(int id) const { return controlText(id, getControlValue(id)); }
+
+std::string VstXSynth::formatParameter(int index, float normalised) const
+{
+    const int id = parameterStore.controlOfIndex(index);
+    return id == NoParameter ? kNoName : controlText(id, normalised * controlScale(id));
+}
+
+std::string VstXSynth::controlName(int id) const
+{
+    std::string name;
+    return parameterStore.nameOfIndex(parameterStore.indexOfControl(id), name) ? name : kNoName;
+}
+
+void VstXSynth::notifyHostAutomate(int id)
+{
+    const int index = parameterStore.indexOfControl(id);
+    if (host && index != NoParameter)
+        host->automate(index, getParameter(index));
+}
+
+// --- Programs -------------------------------------------------------------------------------
+
+int VstXSynth::getProgram() const
+{
+    return library && !programListHidden ? library->currentProgram() : 0;
+}
+
+/// A host that sees one program only re-selects what plays already.
+void VstXSynth::setProgram(int program)
+{
+    if (library && !programListHidden)
+        library->selectProgram(program);
+}
+
+void VstXSynth::setProgramName(const char* name)
+{
+    nameOfProgram = std::string_view(name ? name : "").substr(0, kKeptProgramName);
+    parameterStore.getPreset(parameterStore.currentPreset)->setName(nameOfProgram);
+}
+
+void VstXSynth::getProgramName(char* text) const { copyText(text, nameOfProgram, kMaxProgramName); }
+
+// --- What the plug-in is --------------------------------------------------------------------
+
+bool VstXSynth::getOutputProperties(int index, PinProperties& properties) const
+{
+    if (index < 0 || index >= kIdentity.numOutputs)
+        return false;
+    std::snprintf(properties.label.data(), properties.label.size(), "Vstx %1d", index + 1);
+    properties.flags = PinProperties::kIsActive | PinProperties::kIsStereo;
+    return true;
+}
+
+bool VstXSynth::getEffectName(char* text) const
+{
+    copyText(text, kProduct, kMaxHostText);
+    return true;
+}
+
+bool VstXSynth::getVendorString(char* text) const
+{
+    copyText(text, kVendor, kMaxHostText);
+    return true;
+}
+
+bool VstXSynth::getProductString(char* text) const { return getEffectName(text); }
+
+int VstXSynth::canDo(const char* ability) const
+{
+    constexpr std::string_view kAbilities[] = {"receiveVstEvents", "receiveVstMidiEvent",
+                                               "receiveVstTimeInfo"};
+    return ability && std::ranges::find(kAbilities, ability) != std::end(kAbilities) ? 1 : -1;
+}
+
+std::intptr_t VstXSynth::vendorSpecific(std::int32_t first, std::intptr_t second, void*,
+                                        float value)
+{
+    constexpr std::int32_t kHostTag = fourCharacters("stCA");
+    constexpr std::int32_t kWheel = fourCharacters("Whee");
+    // The maker's own host leaves the first tag out.
+    const bool isWheel = (first == kHostTag && second == kWheel) || (first == kWheel && hostIsOwn);
+    return isWheel && ownEditor && ownEditor->isOpen() && ownEditor->onWheel(value) ? 1 : 0;
+}
+
+const char* VstXSynth::versionString() noexcept { return ZEPHRA_VERSION; }
+
+} // namespace zephra

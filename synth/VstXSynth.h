@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "controls/PluginParameters.h"
+#include "engine/SynthEngine.h"
+#include "synth/AudioEffectX.h"
+#include "synth/AudioGate.h"
+#include "synth/ControlPath.h"
+#include "synth/MidiIntake.h"
+#include "synth/MidiMap.h"
+#include "synth/PluginEditor.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace zephra {
+
+class PatchLibraryPeer;
+class SettingsStore;
+
+/// What a plug-in object may lean on; each may be missing. All outlive it.
+struct VstXSynthOptions {
+    SettingsStore* settings = nullptr;   ///< none: nothing is read or kept
+    HostPeer* host = nullptr;            ///< none: 120 beats per minute, nobody to tell
+    PatchLibraryPeer* library = nullptr; ///< none: program changes do nothing
+    EditorFactory editorFactory;         ///< none: no editor
+};
+
+/// The plug-in object: a software instrument without inputs and with two outputs. Turns one host
+/// call into sub-blocks of at most 64 samples, and every setting into a control by id. Host
+/// bindings, the editor and the patch code reach the engine only through it.
+///
+/// Two kinds of thread come here: the host's audio thread with processEvents, process and
+/// processReplacing, and user-interface threads with all else.
+class VstXSynth : public AudioEffectX {
+public:
+    explicit VstXSynth(VstXSynthOptions options = {});
+    ~VstXSynth() override; ///< keeps a learned MIDI map
+
+    // --- Sound ---
+    /// As processReplacing, but a block that cannot be rendered leaves the outputs as they are.
+    void process(float** inputs, float** outputs, int sampleFrames) noexcept override;
+    /// Overwrites both outputs. A block during a pause is silent; its notes wait for the next one.
+    /// A negative length counts as 0, which still is a block.
+    void processReplacing(float** inputs, float** outputs, int sampleFrames) noexcept override;
+    int processEvents(const HostEvents* events) noexcept override;
+    /// Hz, 44100..384000; others go to the nearest end, not a number to 44100. Silences
+    /// everything. On the audio thread, while a writer holds the pause, it is done with the next
+    /// block, and allocates there.
+    void setSampleRate(double rate) override;
+    /// 1..2^20; likewise. Bends return to the centre.
+    void setBlockSize(int size) override;
+    void close() override;
+
+    // --- Parameters by host index, normalised ---
+    void setParameter(int index, float value) override;
+    void setParameterAutomated(int index, float value) override;
+    float getParameter(int index) const override;
+    void getParameterName(int index, char* text) const override;
+    void getParameterDisplay(int index, char* text) const override;
+    void getParameterLabel(int index, char* text) const override;
+
+    /// Host index that the editor is moving, else -1: the host's echo of that gesture is dropped.
+    Shared<int> parameterBeingEdited{-1};
+
+    // --- Controls by id, control values; ids outside 0..153 read 0 and do nothing ---
+    /// [any] With notifyEditor an open editor shows the value.
+    void setControlValue(int id, float value, bool notifyEditor);
+    void setControlSilently(int id, float value); ///< [any]
+    /// [!audio] To the sound without a place in the preset; the way of pitch_wheel.
+    void setControlInternal(int id, float value);
+    float getControlValue(int id) const noexcept; ///< [any]
+    /// [any] What a control shows at a value, at most 511 characters; "-/-" by an unknown index.
+    std::string controlText(int id, float value) const;
+    std::string formatControl(int id) const; ///< at its present value
+    std::string formatParameter(int index, float normalised) const;
+    std::string controlName(int id) const; ///< the host's name, "-/-" if there is none
+    /// [ui] Tells the host the present value of a control that it can automate.
+    void notifyHostAutomate(int id);
+
+    // --- Whole patches. [!audio] ---
+    /// Every control from the preset to the engine.
+    void applyAllControls();
+    /// After the preset has been replaced: silence, all controls, and everybody is told.
+    void applyCurrentPatch();
+    /// Smoothed values jump to their targets.
+    void snapSmoothers();
+    /// Silences voices and effects.
+    void resetVoicesAndEffects();
+
+    // --- Holding the audio off. [!audio]; see AudioGate ---
+    void pauseAudio() noexcept { gate.pauseAudio(); }
+    void resumeAudio() noexcept { gate.resumeAudio(); }
+    void waitForAudioIdle() noexcept { gate.waitForAudioIdle(); }
+
+    // --- MIDI map and activity ---
+    void startMidiLearn(int id) noexcept { map.startMidiLearn(id); }       ///< [ui] see MidiMap
+    void forgetMidi(int id) noexcept { map.forgetMidi(id); }               ///< [ui]
+    int ccOfControl(int id) const noexcept { return map.ccOfControl(id); } ///< [any] 255: none
+    MidiActivity& midiActivity() noexcept { return midi.activity; }        ///< [any]
+
+    // --- Programs. [ui] ---
+    int getProgram() const override;
+    void setProgram(int program) override;
+    void setProgramName(const char* name) override; ///< keeps 31 bytes
+    void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters
+    const std::string& programName() const noexcept { return nameOfProgram; }
+
+    // --- What the plug-in is. [any] ---
+    bool getOutputProperties(int index, PinProperties& properties) const override;
+    bool getEffectName(char* text) const override;
+    bool getVendorString(char* text) const override;
+    bool getProductString(char* text) const override;
+    int canDo(const char* ability) const override;
+    /// Only the host's mouse wheel, for an open editor.
+    std::intptr_t vendorSpecific(std::int32_t first, std::intptr_t second, void* data,
+                                 float value) override;
+    static const char* versionString() noexcept;
+
+    PluginParameters& parameters() noexcept { return parameterStore; }
+    PluginEditor* editor() const noexcept { return ownEditor.get(); } ///< may be nullptr
+    const SynthEngine& engine() const noexcept { return soundEngine; }
+
+    std::uint32_t engineWord = 0; ///< [ui] kept for the patch that stores it; nothing reads it
+
+private:
+    void adaptToHost();
+    bool render(float** outputs, int sampleFrames) noexcept;
+    double hostTempo() const noexcept;
+    void carryOutSettings();
+
+    SettingsStore* const settings;
+    PatchLibraryPeer* const library;
+
+    PluginParameters parameterStore;
+    MidiMap map;
+    SynthEngine soundEngine;
+    AudioGate gate;
+    ControlPath controls;
+    MidiIntake midi;
+
+    // Settings on their way to the engine, 0: none.
+    std::atomic<double> sampleRateWanted{0.0};
+    std::atomic<int> blockSizeWanted{0};
+
+    bool hostIsOwn = false;          ///< the maker's own host
+    bool hostKeepsSmoothers = false; ///< a new patch glides in instead of jumping
+    bool programListHidden = true;   ///< the host sees one program, number 0
+    std::string nameOfProgram = "Init Patch";
+
+    std::unique_ptr<PluginEditor> ownEditor; ///< last: goes first
+};
+
+} // namespace zephra
