@@ -56,7 +56,7 @@ void ControllerRows::fillPitchBend(int channel, int offset, float value) noexcep
 void ControllerRows::endBlock(float modWheel,
                               const std::array<float, kMidiChannels>& pitchBend) noexcept
 {
-    const int end = size >> kRowShift;
+    const int end = lastRow(); // a block larger than announced goes on with the last value
     if (modWheelRowsUsed) {
         for (int r = nextModRow; r <= end; ++r)
             modWheelRows[at(r)] = modWheel;

@@ -56,14 +56,16 @@ TEST(ControlMapping, NothingWildPassesTheIntake)
         for (const double v : {kNan, kInf, -kInf, 1e300, -1e300, 1e10, -0.001, 7.0}) {
             const double taken = intake(control.id, v);
             ASSERT_TRUE(std::isfinite(taken)) << control.name;
-            if (control.kind == ControlKind::Continuous)
+            if (control.kind == ControlKind::Continuous) {
                 EXPECT_TRUE(taken >= 0.0 && taken <= 1.0) << control.name;
-            else
+            } else {
                 EXPECT_EQ(taken, std::trunc(taken)) << control.name;
+            }
         }
-        if (control.isStored())
+        if (control.isStored()) {
             EXPECT_EQ(intake(control.id, kNan), static_cast<double>(control.defaultValue))
                 << control.name;
+        }
     }
 }
 
@@ -117,7 +119,8 @@ TEST(Smoothers, OnePoleStepThresholdsAndSwitchedLevels)
         stepSmoothers(values, targets, 0.0, 0.25f);
     EXPECT_EQ(values.cutoff, 0.0f) << "flushed below 1e-5, not left to creep";
 
-    targets.keytrack1 = targets.keytrack2 = true;
+    targets.keytrack1 = true;
+    targets.keytrack2 = true;
     targets.oscSemi[0] = -7.0f;
     snapSmoothedValues(values, targets, 0.5);
     EXPECT_FLOAT_EQ(values.keytrack, 1.0f);

