@@ -2,6 +2,7 @@
 #include "effects/DelayLine.h"
 
 #include "common/Flush.h"
+#include "effects/ControlRange.h"
 
 #include <algorithm>
 #include <bit>
@@ -14,7 +15,7 @@ namespace {
 /// Note lengths in 1/64 of a quarter note: dotted, plain and triplet of whole to sixteenth. The
 /// triplets are rounded to single precision, which is upwards: in double, lengths that come out
 /// whole would fall one sample short.
-constexpr float kTriplet[] = { 512.0f / 3, 256.0f / 3, 128.0f / 3, 64.0f / 3, 32.0f / 3 };
+constexpr float kTriplet[] = {512.0f / 3, 256.0f / 3, 128.0f / 3, 64.0f / 3, 32.0f / 3};
 // clang-format off
 constexpr float kNoteLength[DelayLine::kNoteLengths] = {
     384, 256, kTriplet[0],
@@ -25,11 +26,11 @@ constexpr float kNoteLength[DelayLine::kNoteLengths] = {
 };
 // clang-format on
 constexpr double kSecondsPerUnit = 60.0 / 64.0; ///< at one beat per minute
-constexpr double kShortest = 0.02; ///< [s]
+constexpr double kShortest = 0.02;              ///< [s]
 
 constexpr int kAllPassLeft = 292, kAllPassRight = 311; ///< [samples at 48 kHz]
-constexpr int kAllPassRing = 2048; ///< [samples], as long as it holds the delay
-constexpr float kAllPassGain = 0.215f; ///< falls to 0 at full feedback
+constexpr int kAllPassRing = 2048;                     ///< [samples], as long as it holds the delay
+constexpr float kAllPassGain = 0.215f;                 ///< falls to 0 at full feedback
 
 constexpr double kHighPassHz = 10.0;
 constexpr double kLowPassHz = 4000.0;
@@ -43,12 +44,6 @@ constexpr float kInaudible = 1e-6f;
 constexpr int lineLength(int rate) noexcept
 {
     return rate <= 50000 ? 1 << 17 : rate <= 150000 ? 1 << 18 : 1 << 19;
-}
-
-/// Not a number counts as 0.
-float clippedControl(float control) noexcept
-{
-    return control > 0.0f ? std::min(control, 1.0f) : 0.0f;
 }
 
 /// All-pass that closes a loop; `fromLine` is the echo, read `delay` early to make up for it.
@@ -88,11 +83,11 @@ void DelayLine::setSampleRate(double newRate)
     apHead.setLength(ap);
     memory.resize(static_cast<std::size_t>(3 * line + 2 * ap));
     float* block = memory.data();
-    for (Ring* ring : { &lineL, &lineR, &dryR }) {
+    for (Ring* ring : {&lineL, &lineR, &dryR}) {
         ring->place(block);
         block += line;
     }
-    for (Ring* ring : { &apL, &apR }) {
+    for (Ring* ring : {&apL, &apR}) {
         ring->place(block);
         block += ap;
     }
@@ -164,7 +159,7 @@ void DelayLine::process(float* left, float* right, int frames, double bpm, float
         right[i] += (oR - right[i]) * wet;
     }
 
-    for (float* state : { &hpL, &hpR, &svfL.s1, &svfL.s2, &svfR.s1, &svfR.s2 })
+    for (float* state : {&hpL, &hpR, &svfL.s1, &svfL.s2, &svfR.s1, &svfR.s2})
         *state = flushed(*state, kInaudible);
 }
 

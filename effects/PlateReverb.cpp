@@ -2,6 +2,7 @@
 #include "effects/PlateReverb.h"
 
 #include "common/Flush.h"
+#include "effects/ControlRange.h"
 
 #include <algorithm>
 #include <bit>
@@ -11,14 +12,14 @@ namespace zephra {
 
 namespace {
 
-constexpr double kTankRate = 16000.0; ///< [Hz] the tank's lengths are told at this rate
+constexpr double kTankRate = 16000.0;    ///< [Hz] rate of the lengths in samples below
 constexpr double kLongestDelay = 1000.0; ///< [samples at kTankRate]
-constexpr int kShortestRing = 2048; ///< [samples]
+constexpr int kShortestRing = 2048;      ///< [samples]
 constexpr int kRingsPerHalf = 10;
 /// Between rings, so that their newest samples do not all fall into one set of the cache.
 constexpr int kRingGap = 16;
 
-// Lengths in samples at kTankRate. The unlike ends of the two halves, 872 and 42.6, are meant.
+/// Lengths in samples at kTankRate. The unlike ends of the two halves, 872 and 42.6, are meant.
 struct TankLengths {
     double entry1, entry2, pre, first, firstInner, middle, middleCross, second, secondInner1,
         secondInner2, last, out;
@@ -35,24 +36,23 @@ constexpr float kEntry1 = 0.65f;
 constexpr float kEntry2 = 0.546f;
 constexpr float kInner = 0.25f;
 
-constexpr float kTapPre = 0.98f;
-constexpr float kTapMiddle = 0.3945f / 0.9284f;
-constexpr float kTapCross = 0.215f / -0.9284f;
-constexpr float kTapLast = 0.0815f / 0.8f;
+constexpr float kTapPre = 0.98f;                // g1
+constexpr float kTapMiddle = 0.3945f / 0.9284f; // g2
+constexpr float kTapCross = 0.215f / -0.9284f;  // g3
+constexpr float kTapLast = 0.0815f / 0.8f;      // g4
 
 constexpr double kInputHz = 8000.0;
 /// Damping of the eight stages of a Butterworth low-pass of order 16: sin((2 i + 1) * pi / 32).
-constexpr double kDamping[8]
-    = { 0.098017, 0.290285, 0.471397, 0.634393, 0.77301, 0.881921, 0.95694, 0.995185 };
+constexpr double kDamping[8] = {0.098017, 0.290285, 0.471397, 0.634393,
+                                0.77301,  0.881921, 0.95694,  0.995185};
 
-constexpr double kWanderSeconds = 1.3; ///< from one end to the other
+constexpr double kWanderSeconds = 1.3;       ///< from one end to the other
 constexpr double kWanderDepth = 170.0 / 1.5; ///< [samples] at every rate
 constexpr float kInaudible = 1e-6f;
 
 /// Decay times in seconds at positions 0, 1/8 ... 1; the last stands for no end.
 constexpr int kSegments = 8;
-constexpr double kDecaySeconds[kSegments + 1]
-    = { 0.6, 1.152, 1.44, 1.93, 2.6, 3.7, 5.7, 12.0, 70.0 };
+constexpr double kDecaySeconds[kSegments + 1] = {0.6, 1.152, 1.44, 1.93, 2.6, 3.7, 5.7, 12.0, 70.0};
 
 double decaySeconds(double position) noexcept
 {
@@ -69,19 +69,12 @@ double decayPosition(double seconds) noexcept
     int j = 0;
     while (j < kSegments - 1 && seconds >= kDecaySeconds[j + 1])
         ++j;
-    const double part
-        = (seconds - kDecaySeconds[j]) / (kDecaySeconds[j + 1] - kDecaySeconds[j]);
+    const double part = (seconds - kDecaySeconds[j]) / (kDecaySeconds[j + 1] - kDecaySeconds[j]);
     return std::min((j + part) / kSegments, 1.0);
 }
 
 /// Gain of a pass through a half-tank: exactly 1 at position 1.
 double decayGain(double position) noexcept { return 0.97 * std::pow(position, 0.9) + 0.03; }
-
-/// Not a number counts as 0.
-float clippedControl(float control) noexcept
-{
-    return control > 0.0f ? std::min(control, 1.0f) : 0.0f;
-}
 
 /// `z` is what comes out of the ring's delay.
 inline float allPass(Ring& ring, float z, float a, float x) noexcept
@@ -106,7 +99,7 @@ PlateReverb::TankDelays PlateReverb::tankDelays(int ch, double rate) noexcept
     int n = static_cast<int>(40.0 * rate / 44100.0);
     if (n % 2 == 0)
         --n;
-    const int c = (n - 2) / 4;
+    const int c = (n - 2) / 4; // taken off the pre-delay and the taps after it: 9 at 44100 Hz
 
     const auto samples = [r](double length, int less = 0) {
         return static_cast<int>(length * r - less);
@@ -132,16 +125,16 @@ void PlateReverb::InputFilter::setSampleRate(double rate) noexcept
     for (int i = 0; i < 4; ++i) {
         const SvfCoeffs early = svfLowPassCoeffs(kInputHz, 2.0 * kDamping[i], rate);
         const SvfCoeffs late = svfLowPassCoeffs(kInputHz, 2.0 * kDamping[i + 4], rate);
-        a[i] = Float4 { early.a, early.a, late.a, late.a };
-        b[i] = Float4 { early.b, early.b, late.b, late.b };
-        c[i] = Float4 { early.c, early.c, late.c, late.c };
+        a[i] = Float4{early.a, early.a, late.a, late.a};
+        b[i] = Float4{early.b, early.b, late.b, late.b};
+        c[i] = Float4{early.c, early.c, late.c, late.c};
     }
 }
 
 /// Lanes 2 and 3 of `out` are the result for the sample before.
 inline void PlateReverb::InputFilter::tick(float left, float right) noexcept
 {
-    Float4 x { left, right, out[0], out[1] };
+    Float4 x{left, right, out[0], out[1]};
     for (int i = 0; i < 4; ++i)
         x = stage[i].tick(x, a[i], b[i], c[i]);
     out = x;
@@ -159,16 +152,16 @@ void PlateReverb::setSampleRate(double newRate)
     inputFilter.setSampleRate(fs);
 
     const int longest = static_cast<int>(kLongestDelay * fs / kTankRate);
-    const int length
-        = std::max(kShortestRing, static_cast<int>(std::bit_ceil(static_cast<unsigned>(longest))));
+    const int length =
+        std::max(kShortestRing, static_cast<int>(std::bit_ceil(static_cast<unsigned>(longest))));
     memory.resize(static_cast<std::size_t>(2 * kRingsPerHalf * (length + kRingGap)));
     float* block = memory.data();
     for (int ch = 0; ch < 2; ++ch) {
         delays[ch] = tankDelays(ch, fs);
         HalfTank& t = half[ch];
         t.head.setLength(length);
-        for (Ring* ring : { &t.entry1, &t.entry2, &t.pre, &t.first, &t.firstInner, &t.middle,
-                            &t.second, &t.secondInner1, &t.secondInner2, &t.last }) {
+        for (Ring* ring : {&t.entry1, &t.entry2, &t.pre, &t.first, &t.firstInner, &t.middle,
+                           &t.second, &t.secondInner1, &t.secondInner2, &t.last}) {
             ring->place(block);
             block += length + kRingGap;
         }
@@ -186,7 +179,7 @@ void PlateReverb::reset() noexcept
     std::fill(memory.begin(), memory.end(), 0.0f);
     for (auto& stage : inputFilter.stage)
         stage = {};
-    inputFilter.out = Float4 {};
+    inputFilter.out = Float4{};
     for (HalfTank& tank : half)
         tank.feedback = tank.feedbackLp = tank.crossLp = 0.0f;
     outHp[0] = outHp[1] = 0.0f;
@@ -242,8 +235,8 @@ inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (
     // The other half enters, in two bands. Both signs of the loop cancel.
     const float f = -half[1 - ch].feedbackLp;
     tank.crossLp += (f - tank.crossLp) * c540;
-    float t = flushed(static_cast<float>(x + tank.crossLp * lowGain + (f - tank.crossLp) * highGain),
-                      kInaudible);
+    float t = flushed(
+        static_cast<float>(x + tank.crossLp * lowGain + (f - tank.crossLp) * highGain), kInaudible);
     tank.head.advance();
 
     t = allPass(tank.entry1, tank.entry1.back(d.entry1), kEntry1, t);

@@ -128,7 +128,7 @@ void FilterBank::processFour(const Stretch& s, const LaneBuffer& buffer, int cou
 {
     Group group = groups[0];
     for (int i = 0; i < count; ++i) {
-        const float* frame = &buffer.four[i][0][0];
+        const float* frame = &buffer.four[static_cast<std::size_t>(16 * i)];
         const Float4 r = tick<kIterated>(group, s, load(stream(frame, Stream::Signal, 4)),
                                          load(stream(frame, Stream::Cutoff, 4)),
                                          load(stream(frame, Stream::Amplitude, 4)),
@@ -152,7 +152,7 @@ void FilterBank::processEight(const Stretch& s, const LaneBuffer& buffer, int co
 {
     std::array<Group, 2> local = groups;
     for (int i = 0; i < count; ++i) {
-        const float* frame = &buffer.eight[i][0][0];
+        const float* frame = &buffer.eight[static_cast<std::size_t>(32 * i)];
         Float4 sum[2];
         for (int half = 0; half < 2; ++half)
             sum[half] = tick<false>(local[static_cast<std::size_t>(half)], s,
@@ -168,16 +168,22 @@ void FilterBank::processEight(const Stretch& s, const LaneBuffer& buffer, int co
     groups = local;
 }
 
-/// A lane whose state is no longer finite starts again from silence.
-void FilterBank::clearBroken(Group& group) noexcept
+/// State words that are no longer finite become 0. True if there were any.
+bool FilterBank::clearBroken(Group& group) noexcept
 {
-    const auto mend = [](Float4& x) { x = select(x - x == Float4{}, x, Float4{}); };
+    bool broken = false;
+    const auto mend = [&broken](Float4& x) {
+        const Int4 finite = x - x == Float4{};
+        broken = broken || !all(finite);
+        x = select(finite, x, Float4{});
+    };
     IteratedLadder<Float4>& n = group.iterated;
     LinearisedLadder<Float4>& l = group.linearised;
     for (Float4* state :
          {&n.y.y1, &n.y.y2, &n.y.y3, &n.y.y4, &n.d1, &n.d2, &n.d3, &n.d4, &n.loopLp, &l.i1, &l.i2,
           &l.i3, &l.i4, &l.s1, &l.s2, &group.fbState, &group.inHp, &group.outLp, &group.amHp})
         mend(*state);
+    return broken;
 }
 
 void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, int count,
@@ -208,8 +214,13 @@ void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, i
         processFour<true>(s, buffer, count, left, right);
     else
         processFour<false>(s, buffer, count, left, right);
-    for (Group& group : groups)
-        clearBroken(group);
+    for (Group& group : groups) {
+        if (clearBroken(group)) { // later stages have memories of their own to keep clean
+            for (int i = 0; i < count; ++i)
+                if (!std::isfinite(left[i]) || !std::isfinite(right[i]))
+                    left[i] = right[i] = 0.0f;
+        }
+    }
 }
 
 } // namespace zephra

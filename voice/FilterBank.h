@@ -56,7 +56,7 @@ private:
                      float* right) noexcept;
     void processEight(const Stretch& s, const LaneBuffer& buffer, int count, float* left,
                       float* right) noexcept;
-    static void clearBroken(Group& group) noexcept;
+    static bool clearBroken(Group& group) noexcept;
 
     std::array<Group, 2> groups; ///< lanes 0..3 and 4..7
     CutoffTables tables;

@@ -252,7 +252,7 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
         c += cutNoise * c;
         if (values.modFltOn)
             c += modSignal * values.modCutoffRange * modAmount;
-        cutoff = std::clamp(c, 0.0f, 1.0f);
+        cutoff = c > 0.0f ? std::min(c, 1.0f) : 0.0f; // as a table index: never not a number
 
         level = ampEnvelope.tick(ampRates, toPeak, sustainRamp.next());
         out.write(signal, cutoff, ampCurveAt(curve, level), resonance);

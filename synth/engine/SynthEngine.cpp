@@ -79,7 +79,9 @@ void SynthEngine::setControl(int id, double value) noexcept
     const double v = intake(id, value);
     switch (id) {
     case polyphony: setPolyMode(polyModeOf(v)); break;
-    case fx_active: setEffectsActive(v != 0.0); break;
+    case fx_active:
+        fxRequest.store(v != 0.0 ? EffectSwitch::On : EffectSwitch::Off, std::memory_order_relaxed);
+        break;
     case fx_del_time: delay.setTime(static_cast<int>(v)); break;
     case fx_del_feedback: delay.setFeedback(static_cast<float>(v)); break;
     case fx_del_dry_wet: delay.setDryWet(static_cast<float>(v)); break;
@@ -105,16 +107,22 @@ void SynthEngine::setPolyMode(PolyMode mode) noexcept
     tailCounter = tailBlocks / 4;
 }
 
-void SynthEngine::setEffectsActive(bool on) noexcept
+/// Off fades: the tails go on for a while, then stepEffectCountdown stops and clears the effects.
+void SynthEngine::takeEffectSwitch() noexcept
 {
-    constexpr int kTailBlocks = 500; // while the effects fade out, per 44.1 kHz of rate
-    if (on) {
+    constexpr int kTailBlocks = 500; // per 44.1 kHz of rate
+    switch (fxRequest.exchange(EffectSwitch::None, std::memory_order_relaxed)) {
+    case EffectSwitch::None: break;
+    case EffectSwitch::On:
         fxActive = true;
         fxOffCountdown = 0;
         fxWet = 1.0f;
-    } else {
-        fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
+        break;
+    case EffectSwitch::Off:
+        if (fxActive)
+            fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
         fxWet = 0.0f;
+        break;
     }
 }
 
@@ -153,6 +161,7 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
         performance.tempo /
         (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) / fs8;
     shareOscillator3();
+    takeEffectSwitch();
 
     if (asleep()) {
         output.jumpToVolume(targets.outVolume);
@@ -232,9 +241,8 @@ void SynthEngine::runEffects(int sampleCount) noexcept
 {
     if (!fxActive)
         return;
-    const float fade = fxWet;
-    reverb.process(outL.data(), outR.data(), sampleCount, fade);
-    delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fade);
+    reverb.process(outL.data(), outR.data(), sampleCount, fxWet);
+    delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fxWet);
 }
 
 /// What is left of the effects' tails on a sleeping engine. The right side is flushed only after
@@ -259,15 +267,14 @@ void SynthEngine::flushSilentOutput() noexcept
 /// comes back with them.
 void SynthEngine::stepEffectCountdown() noexcept
 {
-    const int left = fxOffCountdown;
-    switch (left) {
+    switch (fxOffCountdown) {
     case 25: fxActive = false; break;
     case 20: delay.reset(); break;
     case 1: reverb.reset(); break;
     default: break;
     }
-    if (left > 0)
-        fxOffCountdown = left - 1;
+    if (fxOffCountdown > 0)
+        --fxOffCountdown;
 }
 
 } // namespace zephra
