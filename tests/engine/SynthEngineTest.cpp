@@ -83,7 +83,7 @@ TEST(SynthEngine, NotesStartAtTheirSample)
         e.engine.setControl(mixer_osc_1, 0.0); // the envelope's own thump is the same each time
         e.engine.setControl(opts_flt_symmetry, 0.5);
         e.engine.snapSmoothers();
-        e.blocks(4);                           // levels and cutoff have arrived
+        e.blocks(4); // levels and cutoff have arrived
         e.note(100, true, offset);
         e.blocks(20);
         for (std::size_t i = 256; i < e.left.size(); ++i)
