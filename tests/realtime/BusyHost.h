@@ -89,7 +89,8 @@ public:
     bool soundIsSane(int frames) const noexcept
     {
         return std::ranges::all_of(
-            std::initializer_list{left.data(), right.data()}, [frames](const float* side) {
+            std::initializer_list<const float*>{left.data(), right.data()},
+            [frames](const float* side) {
                 return std::all_of(side, side + frames, [](float x) { return std::fabs(x) < 50; });
             });
     }
