@@ -233,24 +233,5 @@ TEST(SynthEngine, RatesOutOfRangeAreServedAtTheEnds)
     }
 }
 
-TEST(NoteQueue, KeepsRisingOffsetsAndTheOrderOfEqualOnes)
-{
-    NoteQueue queue;
-    for (const auto& [note, offset] :
-         std::initializer_list<std::pair<int, int>>{{1, 40}, {2, 10}, {3, 40}, {4, 10}, {5, 0}})
-        queue.insert({note, 0.5f, offset, 1, 0});
-    std::vector<int> order;
-    for (const NoteEvent& event : queue)
-        order.push_back(event.note);
-    EXPECT_EQ(order, (std::vector<int>{5, 2, 4, 1, 3}));
-
-    queue.clear();
-    for (int i = 0; i < 128; ++i)
-        queue.insert({i, 0.5f, i, 1, 0});
-    EXPECT_EQ(queue.end() - queue.begin(), 128);
-    queue.insert({77, 0.5f, 5, 1, 0});
-    EXPECT_EQ(queue.end() - queue.begin(), 1) << "a full queue restarts";
-}
-
 } // namespace
 } // namespace zephra
