@@ -94,8 +94,8 @@ private:
     void flushSilentOutput() noexcept;
     void stepEffectCountdown() noexcept;
 
-    double fs = 0.0;          ///< host rate
-    double fs8 = 0.0;         ///< voice rate
+    Shared<double> fs{0.0};   ///< host rate; set [!processing], read by setControl [any]
+    Shared<double> fs8{0.0};  ///< voice rate
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 

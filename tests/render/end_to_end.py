@@ -75,7 +75,7 @@ class EndToEnd(unittest.TestCase):
                 ("--set", "--set", "filter_cutof=1", "--out", self.out),
                 ("--note", "--note", "60,100,2,1", "--out", self.out),
                 ("--block", "--block", "8193", "--out", self.out),
-                ("--rate", "--rate", "1e9", "--out", self.out),
+                ("--rate", "--rate", "-1", "--out", self.out),
                 ("--patch", "--patch", "lead.fxp", "--out", self.out),
                 ("--dump", "--dump", "lead.fxp")]:
             self.check_refused(2, names + ": ", *arguments)
