@@ -13,7 +13,7 @@ namespace {
 /// Output tap as weights of the ladder stages, with the gain that brings the four modes to one
 /// loudness.
 struct Tap {
-    float y1, y2, y3, y4, comp;
+    float y1 = 0.0f, y2 = 0.0f, y3 = 0.0f, y4 = 0.0f, comp = 0.0f;
 };
 constexpr float kComp = 0.7692308f;           // 1 / 1.3
 constexpr float kBandPass24Comp = 1.5384616f; // 2 / 1.3
@@ -66,11 +66,11 @@ struct FilterBank::Stretch {
     float asym = 0.0f; ///< bias of the ladder
     float sat = 0.0f;  ///< gain into the amplifier's clipper
     float fbGain = 0.0f;
-    Tap tap{};
+    Tap tap;
     bool mono = false; ///< the first lane decides alone
     const float* cutoffTable = nullptr;
     Coefficients coeffs;
-    Pan pan{};
+    Pan pan;
 };
 
 void FilterBank::setSampleRate(double fs)
