@@ -106,6 +106,7 @@ TEST_F(RealtimeTest, BlocksFullOfEventsAtEveryRateAndBlockSize)
                 plugin.startMidiLearn(round % 2 ? kControls[any].id : polyphony);
                 plugin.setControlSilently(opts_revision, static_cast<float>(round / 2 % 2));
                 plugin.setControlSilently(fx_active, static_cast<float>(round / 4 % 2));
+                host.add(0, 0xb0, BusyHost::kLearntCc, host.below(128));
                 for (int block = 0; block < (frames > 1000 ? 1 : 8); ++block) {
                     host.addAnyEvents(frames);
                     playWatched(host, frames, seen);
