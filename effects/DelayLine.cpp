@@ -14,7 +14,7 @@ namespace {
 /// Note lengths in 1/64 of a quarter note: dotted, plain and triplet of whole to sixteenth. The
 /// triplets are rounded to single precision, which is upwards: in double, lengths that come out
 /// whole would fall one sample short.
-constexpr float kTriplet[] = { 512.0f / 3, 256.0f / 3, 128.0f / 3, 64.0f / 3, 32.0f / 3 };
+constexpr float kTriplet[] = {512.0f / 3, 256.0f / 3, 128.0f / 3, 64.0f / 3, 32.0f / 3};
 // clang-format off
 constexpr float kNoteLength[DelayLine::kNoteLengths] = {
     384, 256, kTriplet[0],
@@ -25,11 +25,11 @@ constexpr float kNoteLength[DelayLine::kNoteLengths] = {
 };
 // clang-format on
 constexpr double kSecondsPerUnit = 60.0 / 64.0; ///< at one beat per minute
-constexpr double kShortest = 0.02; ///< [s]
+constexpr double kShortest = 0.02;              ///< [s]
 
 constexpr int kAllPassLeft = 292, kAllPassRight = 311; ///< [samples at 48 kHz]
-constexpr int kAllPassRing = 2048; ///< [samples], as long as it holds the delay
-constexpr float kAllPassGain = 0.215f; ///< falls to 0 at full feedback
+constexpr int kAllPassRing = 2048;                     ///< [samples], as long as it holds the delay
+constexpr float kAllPassGain = 0.215f;                 ///< falls to 0 at full feedback
 
 constexpr double kHighPassHz = 10.0;
 constexpr double kLowPassHz = 4000.0;
@@ -88,11 +88,11 @@ void DelayLine::setSampleRate(double newRate)
     apHead.setLength(ap);
     memory.resize(static_cast<std::size_t>(3 * line + 2 * ap));
     float* block = memory.data();
-    for (Ring* ring : { &lineL, &lineR, &dryR }) {
+    for (Ring* ring : {&lineL, &lineR, &dryR}) {
         ring->place(block);
         block += line;
     }
-    for (Ring* ring : { &apL, &apR }) {
+    for (Ring* ring : {&apL, &apR}) {
         ring->place(block);
         block += ap;
     }
@@ -164,7 +164,7 @@ void DelayLine::process(float* left, float* right, int frames, double bpm, float
         right[i] += (oR - right[i]) * wet;
     }
 
-    for (float* state : { &hpL, &hpR, &svfL.s1, &svfL.s2, &svfR.s1, &svfR.s2 })
+    for (float* state : {&hpL, &hpR, &svfL.s1, &svfL.s2, &svfR.s1, &svfR.s2})
         *state = flushed(*state, kInaudible);
 }
 

@@ -28,10 +28,10 @@ public:
     /// [!processing] Hz, 44100..384000; clears when int(fs) changes.
     void setSampleRate(double newRate);
 
-    void setTime(int noteLength) noexcept; ///< [any] index 0..14, clipped; acts with a jump
+    void setTime(int index) noexcept;         ///< [any] 0..14, clipped; acts with a jump
     void setFeedback(float control) noexcept; ///< [any] 0..1, clipped
-    void setDryWet(float control) noexcept; ///< [any] 0..1, clipped
-    void setWidth(float control) noexcept; ///< [any] 0..1, clipped; 0 is a mono echo
+    void setDryWet(float control) noexcept;   ///< [any] 0..1, clipped
+    void setWidth(float control) noexcept;    ///< [any] 0..1, clipped; 0 is a mono echo
 
     /// `bpm` that is not finite or not above 0 counts as 120. `fade` 0..1 scales the wet share;
     /// 0.0001 of it always stays.
@@ -42,21 +42,21 @@ public:
 private:
     int delaySamples(double bpm) const noexcept;
 
-    double fs = 0.0; ///< [Hz]
+    double fs = 0.0;    ///< [Hz]
     int t1 = 0, t2 = 0; ///< all-pass delays left and right [samples], different on purpose
-    float h = 0.0f; ///< step of the 10 Hz high-pass
-    SvfCoeffs lowPass; ///< 4 kHz, in the echo path
+    float h = 0.0f;     ///< step of the 10 Hz high-pass
+    SvfCoeffs lowPass;  ///< 4 kHz, in the echo path
 
-    Shared<int> noteLength { 0 }; ///< 0..14
-    Shared<float> feedbackControl { 0.0f }, dryWetControl { 0.0f }, widthControl { 0.0f }; ///< 0..1
+    Shared<int> noteLength{0};                                                    ///< 0..14
+    Shared<float> feedbackControl{0.0f}, dryWetControl{0.0f}, widthControl{0.0f}; ///< 0..1
 
     float feedback = 0.5f, wet = 0.5f, mono = 0.5f; ///< smoothed, 0.01 of the way per sample
 
     std::vector<float> memory; ///< of all rings
     RingHead lineHead, apHead;
-    Ring lineL { lineHead }, lineR { lineHead }; ///< echo memories
-    Ring dryR { lineHead }; ///< right input, read half a delay later
-    Ring apL { apHead }, apR { apHead };
+    Ring lineL{lineHead}, lineR{lineHead}; ///< echo memories
+    Ring dryR{lineHead};                   ///< right input, read half a delay later
+    Ring apL{apHead}, apR{apHead};
     float hpL = 0.0f, hpR = 0.0f; ///< what the high-passes take away
     SvfLowPass<float> svfL, svfR;
 };

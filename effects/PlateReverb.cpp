@@ -11,9 +11,9 @@ namespace zephra {
 
 namespace {
 
-constexpr double kTankRate = 16000.0; ///< [Hz] the tank's lengths are told at this rate
+constexpr double kTankRate = 16000.0;    ///< [Hz] the tank's lengths are told at this rate
 constexpr double kLongestDelay = 1000.0; ///< [samples at kTankRate]
-constexpr int kShortestRing = 2048; ///< [samples]
+constexpr int kShortestRing = 2048;      ///< [samples]
 constexpr int kRingsPerHalf = 10;
 /// Between rings, so that their newest samples do not all fall into one set of the cache.
 constexpr int kRingGap = 16;
@@ -42,17 +42,16 @@ constexpr float kTapLast = 0.0815f / 0.8f;
 
 constexpr double kInputHz = 8000.0;
 /// Damping of the eight stages of a Butterworth low-pass of order 16: sin((2 i + 1) * pi / 32).
-constexpr double kDamping[8]
-    = { 0.098017, 0.290285, 0.471397, 0.634393, 0.77301, 0.881921, 0.95694, 0.995185 };
+constexpr double kDamping[8] = {0.098017, 0.290285, 0.471397, 0.634393,
+                                0.77301,  0.881921, 0.95694,  0.995185};
 
-constexpr double kWanderSeconds = 1.3; ///< from one end to the other
+constexpr double kWanderSeconds = 1.3;       ///< from one end to the other
 constexpr double kWanderDepth = 170.0 / 1.5; ///< [samples] at every rate
 constexpr float kInaudible = 1e-6f;
 
 /// Decay times in seconds at positions 0, 1/8 ... 1; the last stands for no end.
 constexpr int kSegments = 8;
-constexpr double kDecaySeconds[kSegments + 1]
-    = { 0.6, 1.152, 1.44, 1.93, 2.6, 3.7, 5.7, 12.0, 70.0 };
+constexpr double kDecaySeconds[kSegments + 1] = {0.6, 1.152, 1.44, 1.93, 2.6, 3.7, 5.7, 12.0, 70.0};
 
 double decaySeconds(double position) noexcept
 {
@@ -69,8 +68,7 @@ double decayPosition(double seconds) noexcept
     int j = 0;
     while (j < kSegments - 1 && seconds >= kDecaySeconds[j + 1])
         ++j;
-    const double part
-        = (seconds - kDecaySeconds[j]) / (kDecaySeconds[j + 1] - kDecaySeconds[j]);
+    const double part = (seconds - kDecaySeconds[j]) / (kDecaySeconds[j + 1] - kDecaySeconds[j]);
     return std::min((j + part) / kSegments, 1.0);
 }
 
@@ -132,16 +130,16 @@ void PlateReverb::InputFilter::setSampleRate(double rate) noexcept
     for (int i = 0; i < 4; ++i) {
         const SvfCoeffs early = svfLowPassCoeffs(kInputHz, 2.0 * kDamping[i], rate);
         const SvfCoeffs late = svfLowPassCoeffs(kInputHz, 2.0 * kDamping[i + 4], rate);
-        a[i] = Float4 { early.a, early.a, late.a, late.a };
-        b[i] = Float4 { early.b, early.b, late.b, late.b };
-        c[i] = Float4 { early.c, early.c, late.c, late.c };
+        a[i] = Float4{early.a, early.a, late.a, late.a};
+        b[i] = Float4{early.b, early.b, late.b, late.b};
+        c[i] = Float4{early.c, early.c, late.c, late.c};
     }
 }
 
 /// Lanes 2 and 3 of `out` are the result for the sample before.
 inline void PlateReverb::InputFilter::tick(float left, float right) noexcept
 {
-    Float4 x { left, right, out[0], out[1] };
+    Float4 x{left, right, out[0], out[1]};
     for (int i = 0; i < 4; ++i)
         x = stage[i].tick(x, a[i], b[i], c[i]);
     out = x;
@@ -159,16 +157,16 @@ void PlateReverb::setSampleRate(double newRate)
     inputFilter.setSampleRate(fs);
 
     const int longest = static_cast<int>(kLongestDelay * fs / kTankRate);
-    const int length
-        = std::max(kShortestRing, static_cast<int>(std::bit_ceil(static_cast<unsigned>(longest))));
+    const int length =
+        std::max(kShortestRing, static_cast<int>(std::bit_ceil(static_cast<unsigned>(longest))));
     memory.resize(static_cast<std::size_t>(2 * kRingsPerHalf * (length + kRingGap)));
     float* block = memory.data();
     for (int ch = 0; ch < 2; ++ch) {
         delays[ch] = tankDelays(ch, fs);
         HalfTank& t = half[ch];
         t.head.setLength(length);
-        for (Ring* ring : { &t.entry1, &t.entry2, &t.pre, &t.first, &t.firstInner, &t.middle,
-                            &t.second, &t.secondInner1, &t.secondInner2, &t.last }) {
+        for (Ring* ring : {&t.entry1, &t.entry2, &t.pre, &t.first, &t.firstInner, &t.middle,
+                           &t.second, &t.secondInner1, &t.secondInner2, &t.last}) {
             ring->place(block);
             block += length + kRingGap;
         }
@@ -186,7 +184,7 @@ void PlateReverb::reset() noexcept
     std::fill(memory.begin(), memory.end(), 0.0f);
     for (auto& stage : inputFilter.stage)
         stage = {};
-    inputFilter.out = Float4 {};
+    inputFilter.out = Float4{};
     for (HalfTank& tank : half)
         tank.feedback = tank.feedbackLp = tank.crossLp = 0.0f;
     outHp[0] = outHp[1] = 0.0f;
@@ -242,8 +240,8 @@ inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (
     // The other half enters, in two bands. Both signs of the loop cancel.
     const float f = -half[1 - ch].feedbackLp;
     tank.crossLp += (f - tank.crossLp) * c540;
-    float t = flushed(static_cast<float>(x + tank.crossLp * lowGain + (f - tank.crossLp) * highGain),
-                      kInaudible);
+    float t = flushed(
+        static_cast<float>(x + tank.crossLp * lowGain + (f - tank.crossLp) * highGain), kInaudible);
     tank.head.advance();
 
     t = allPass(tank.entry1, tank.entry1.back(d.entry1), kEntry1, t);

@@ -18,7 +18,8 @@ namespace zephra {
 ///     in ──> 8 kHz low-pass ──(+)──> entry1 ──> entry2 ──> pre ──┬──> first [nested] ──> middle ─┐
 ///                              │                                 g1                       g2, g3 │
 ///     other half ──> 12 kHz ──> bands x lowGain, highGain   ┌────────────────────────────────────┘
-///                                                           └──> second [modulated, nested] ──> last
+///                                                           └──> second [modulated, nested] ──>
+///                                                           last
 ///                                                                 last ──> g4 and the other half
 ///
 /// [audio] unless marked otherwise; allocates only in setSampleRate. Silence costs what sound
@@ -32,9 +33,9 @@ public:
     /// [!processing] Hz, 44100..384000; clears when int(fs) changes, else does nothing.
     void setSampleRate(double newRate);
 
-    void setTime(float control) noexcept; ///< [any] 0..1, clipped; 1 never ends
-    void setColor(float control) noexcept; ///< [any] 0..1, clipped; below 0.5 the lows ring longer
-    void setWidth(float control) noexcept; ///< [any] 0..1, clipped; 0 is a mono reverb
+    void setTime(float control) noexcept;   ///< [any] 0..1, clipped; 1 never ends
+    void setColor(float control) noexcept;  ///< [any] 0..1, clipped; below 0.5 the lows ring longer
+    void setWidth(float control) noexcept;  ///< [any] 0..1, clipped; 0 is a mono reverb
     void setDryWet(float control) noexcept; ///< [any] 0..1, clipped
 
     /// `fade` 0..1 scales the wet share, 0.0001 at least while it is 1.
@@ -48,26 +49,25 @@ private:
         int entry1, entry2;
         int pre;
         int first, firstInner;
-        int middle, middleCross; ///< taps to the own and to the other channel
+        int middle, middleCross;                ///< taps to the own and to the other channel
         int second, secondInner1, secondInner2; ///< the outer one is modulated
-        int last; ///< tap to the own channel
-        int out; ///< where the other half is fed
+        int last;                               ///< tap to the own channel
+        int out;                                ///< where the other half is fed
     };
     struct HalfTank {
         RingHead head;
-        Ring entry1 { head }, entry2 { head }, pre { head }, first { head }, firstInner { head },
-            middle { head }, second { head }, secondInner1 { head }, secondInner2 { head },
-            last { head };
-        float feedback = 0.0f; ///< what the other half gets
+        Ring entry1{head}, entry2{head}, pre{head}, first{head}, firstInner{head}, middle{head},
+            second{head}, secondInner1{head}, secondInner2{head}, last{head};
+        float feedback = 0.0f;   ///< what the other half gets
         float feedbackLp = 0.0f; ///< the same below 12 kHz
-        float crossLp = 0.0f; ///< what comes from the other half, below 540 Hz
+        float crossLp = 0.0f;    ///< what comes from the other half, below 540 Hz
     };
     /// Butterworth low-pass of order 16 as a pipeline: left and right run through the first four
     /// stages in lanes 0 and 1, while the sample before runs through the other four in 2 and 3.
     struct InputFilter {
         Float4 a[4], b[4], c[4];
         SvfLowPass<Float4> stage[4];
-        Float4 out {};
+        Float4 out{};
 
         void setSampleRate(double rate) noexcept;
         void tick(float left, float right) noexcept;
@@ -85,11 +85,11 @@ private:
     float modulated(const Ring& ring, int ch) const noexcept;
     void runHalfTank(int ch, float x, const Targets& to, float (&acc)[2]) noexcept;
 
-    double fs = 0.0; ///< [Hz]
+    double fs = 0.0;                           ///< [Hz]
     float c5 = 0.0f, c540 = 0.0f, c12k = 0.0f; ///< one-pole steps, by corner in Hz
 
-    Shared<float> timeControl { 0.0f }, colorControl { 0.0f }; ///< 0..1
-    Shared<float> widthControl { 0.0f }, dryWetControl { 0.0f }; ///< 0..1
+    Shared<float> timeControl{0.0f}, colorControl{0.0f};   ///< 0..1
+    Shared<float> widthControl{0.0f}, dryWetControl{0.0f}; ///< 0..1
 
     // Smoothed at 5 Hz. The gains are double: in single precision they would stop short of 1.
     double lowGain = 0.0, highGain = 0.0; ///< of a pass through a half-tank, about 540 Hz
@@ -103,7 +103,7 @@ private:
 
     Random15 random;
     double wander = 0.0, wanderTarget = 0.0; ///< 0..1, moves the modulated reads
-    double wanderStep = 0.0; ///< per sample
+    double wanderStep = 0.0;                 ///< per sample
 };
 
 } // namespace zephra

@@ -17,15 +17,14 @@ inline SvfCoeffs svfLowPassCoeffs(double hz, double k, double fs) noexcept
     const double a = 1.0 / (1.0 + (k + w) * w);
     const double b = a * w;
     const double c = b * w;
-    return { static_cast<float>(a), static_cast<float>(b), static_cast<float>(c) };
+    return {static_cast<float>(a), static_cast<float>(b), static_cast<float>(c)};
 }
 
 /// Low-pass of second order in state-variable form with trapezoidal integrators (the bilinear
 /// transform of w^2 / (s^2 + k w s + w^2)), DC gain 1. T is float or Float4; coefficients of a
 /// Float4 are one per lane.
-template <class T>
-struct SvfLowPass {
-    T s1 {}, s2 {}; ///< integrators: band-pass and low-pass
+template <class T> struct SvfLowPass {
+    T s1{}, s2{}; ///< integrators: band-pass and low-pass
 
     T tick(T x, T a, T b, T c) noexcept
     {

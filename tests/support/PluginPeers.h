@@ -111,12 +111,12 @@ struct Plugin {
     explicit Plugin(const char* vendor = "")
     {
         host.vendorName = vendor;
-        synth = std::make_unique<VstXSynth>(VstXSynthOptions{
-            &settings, &host, &library, [this](VstXSynth&, int) {
-                auto made = std::make_unique<RecordingEditor>();
-                editor = made.get();
-                return made;
-            }});
+        synth = std::make_unique<VstXSynth>(
+            VstXSynthOptions{&settings, &host, &library, [this](VstXSynth&, int) {
+                                 auto made = std::make_unique<RecordingEditor>();
+                                 editor = made.get();
+                                 return made;
+                             }});
     }
 
     void send(std::initializer_list<MidiEvent> events)

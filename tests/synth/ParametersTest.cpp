@@ -215,6 +215,7 @@ TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
     VstXSynth& synth = *plugin.synth;
     synth.setControlInternal(pitch_wheel, 1.0f);
     plugin.send({{0, 0xe3, 0, 0}});
+    plugin.run(64);
     synth.parameters().setValue(modwheel, 0.75f);
     synth.applyCurrentPatch();
     plugin.run(64);
@@ -223,6 +224,7 @@ TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
         EXPECT_EQ(bend, 0.0f);
 
     plugin.send({{0, 0xe3, 0, 0}});
+    plugin.run(64);
     synth.setControlValue(modwheel, 0.3f, false);
     synth.setBlockSize(256);
     plugin.run(64);

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "render/Renderer.h"
+
+#include "controls/ControlTable.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace zephra::render {
+namespace {
+
+void setControl(VstXSynth& synth, const ControlSetting& setting)
+{
+    const auto value = static_cast<float>(setting.value);
+    if (setting.id < kNumControls)
+        synth.setControlSilently(setting.id, value);
+    else
+        synth.setControlInternal(setting.id, value); // the pitch wheel, which no preset holds
+}
+
+/// No settings of the user, no library, no editor: a render hangs on nothing but its arguments.
+VstXSynthOptions instrumentOn(HostPeer& host)
+{
+    VstXSynthOptions options;
+    options.host = &host;
+    return options;
+}
+
+} // namespace
+
+Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
+    : block(options.block), rate(options.rate), events(eventList), synth(instrumentOn(transport)),
+      left(static_cast<std::size_t>(options.block)), right(static_cast<std::size_t>(options.block))
+{
+    synth.setSampleRate(options.rate);
+    synth.setBlockSize(options.block);
+    for (const ControlSetting& setting : options.settings)
+        setControl(synth, setting);
+    if (options.snap)
+        synth.snapSmoothers();
+}
+
+Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
+{
+    const auto started = std::chrono::steady_clock::now();
+    Summary summary;
+    summary.rate = rate;
+    float* outputs[] = {left.data(), right.data()};
+    for (std::int64_t start = 0; !tail.finished(); start += block) {
+        startBlock(start);
+        synth.processReplacing(nullptr, outputs, block);
+        const int kept = tail.take(left.data(), right.data(), block);
+        wav.write(left.data(), right.data(), kept);
+        summary.levels.add(left.data(), right.data(), kept);
+        summary.samples += kept;
+        progress.show(summary.samples);
+    }
+    synth.close();
+    summary.notes = events.notesBefore(summary.samples);
+    summary.elapsedSeconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    return summary;
+}
+
+void Renderer::startBlock(std::int64_t start)
+{
+    for (; nextTempo < events.tempos.size() && events.tempos[nextTempo].sample <= start;
+         ++nextTempo)
+        transport.tempo = events.tempos[nextTempo].beatsPerMinute;
+
+    const std::int64_t end = start + block;
+    for (; nextSetting < events.automation.size() && events.automation[nextSetting].sample < end;
+         ++nextSetting)
+        automate(events.automation[nextSetting].setting);
+
+    const std::size_t first = nextMessage;
+    while (nextMessage < events.messages.size() && events.messages[nextMessage].sample < end)
+        ++nextMessage;
+    sendMessages(start, std::span(events.messages).subspan(first, nextMessage - first));
+}
+
+void Renderer::automate(const ControlSetting& setting)
+{
+    const ControlInfo& control = *findControl(setting.id);
+    if (control.isAutomatable())
+        synth.setParameterAutomated(control.hostIndex,
+                                    static_cast<float>(setting.value / control.scale));
+    else
+        setControl(synth, setting);
+}
+
+/// Lists longer than the instrument takes go in parts; one list, empty or not, is always sent.
+void Renderer::sendMessages(std::int64_t start, std::span<const TimedMessage> messages)
+{
+    do {
+        const auto part = messages.first(std::min<std::size_t>(messages.size(), HostEvents::kMost));
+        messages = messages.subspan(part.size());
+        midiEvents.clear();
+        midiPointers.clear();
+        for (const TimedMessage& event : part)
+            midiEvents.emplace_back(static_cast<int>(event.sample - start), event.message.status,
+                                    event.message.data1, event.message.data2);
+        for (const MidiEvent& event : midiEvents)
+            midiPointers.push_back(&event);
+        const HostEvents list{static_cast<std::int32_t>(midiPointers.size()), midiPointers.data()};
+        synth.processEvents(&list);
+    } while (!messages.empty());
+}
+
+} // namespace zephra::render

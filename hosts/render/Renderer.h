@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "render/EventList.h"
+#include "render/ProgressBar.h"
+#include "render/RenderOptions.h"
+#include "render/Summary.h"
+#include "render/TailRule.h"
+#include "render/WavWriter.h"
+#include "synth/HostPeer.h"
+#include "synth/MidiEvents.h"
+#include "synth/VstXSynth.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zephra::render {
+
+/// Plays an event list on one instrument, block by block, as a plug-in host would: the settings of
+/// a block first, then its messages, then its sound. The instrument sees the tempo that holds at
+/// the start of the block.
+class Renderer {
+public:
+    /// Builds the instrument and brings it to its starting state. `events` outlives the renderer.
+    Renderer(const RenderOptions& options, const EventList& events);
+
+    /// Renders from time 0 until `tail` ends the file. Throws what `wav` throws.
+    Summary run(TailRule tail, WavWriter& wav, ProgressBar& progress);
+
+private:
+    /// The host's side: tells the tempo.
+    class Transport : public HostPeer {
+    public:
+        HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
+
+        double tempo = 120.0; ///< beats per minute
+    };
+
+    void startBlock(std::int64_t start);
+    void automate(const ControlSetting& setting);
+    void sendMessages(std::int64_t start, std::span<const TimedMessage> messages);
+
+    const int block; ///< samples
+    const int rate;  ///< Hz
+    const EventList& events;
+    Transport transport;
+    VstXSynth synth;
+
+    // First entries of the event list that lie ahead.
+    std::size_t nextTempo = 0;
+    std::size_t nextSetting = 0;
+    std::size_t nextMessage = 0;
+
+    std::vector<float> left, right;             ///< [block]
+    std::vector<MidiEvent> midiEvents;          ///< of one call
+    std::vector<const HostEvent*> midiPointers; ///< to them
+};
+
+} // namespace zephra::render

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "render/ControlNames.h"
+#include "render/EventList.h"
+#include "render/Failure.h"
+#include "render/MidiFile.h"
+#include "render/ProgressBar.h"
+#include "render/Renderer.h"
+#include "render/RenderOptions.h"
+#include "render/TailRule.h"
+#include "render/WavWriter.h"
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace zephra::render {
+namespace {
+
+TailRule tailOf(const RenderOptions& options, const EventList& events)
+{
+    std::optional<std::int64_t> exactLength;
+    if (options.seconds)
+        exactLength = sampleAt(*options.seconds, options.rate);
+    const TailRule tail(events.end, options.rate, exactLength);
+    if (tail.longest() > WavWriter::mostFrames(options.format))
+        throw fileFailure(options.out,
+                          "a WAV file holds no more than " +
+                              std::to_string(WavWriter::mostFrames(options.format) / options.rate) +
+                              " seconds at this rate and format");
+    return tail;
+}
+
+void report(const RenderOptions& options, const Summary& summary)
+{
+    if (options.json)
+        std::cout << summary.json() << '\n';
+    else if (!options.quiet)
+        (options.out == "-" ? std::cerr : std::cout) << summary.text() << '\n';
+}
+
+void render(const RenderOptions& options)
+{
+    const Song song = options.song.empty() ? Song{} : readMidiFile(options.song, options.tempo);
+    const EventList events = makeEventList(song, options);
+    const TailRule tail = tailOf(options, events);
+    WavWriter wav(options.out, options.rate, options.format);
+    Summary summary;
+    {
+        ProgressBar progress(options.seconds ? tail.longest() : events.end, options.quiet);
+        summary = Renderer(options, events).run(tail, wav, progress);
+    }
+    wav.finish();
+    report(options, summary);
+}
+
+/// The message without line breaks and other control characters, which file names may hold.
+std::string oneLine(std::string text)
+{
+    std::ranges::replace_if(
+        text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
+    return text;
+}
+
+int run(int argc, char** argv)
+{
+    // Writing to a closed pipe or past a size limit is then an error like any other.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    int status = 0;
+    std::string fault;
+    try {
+        if (const auto options = readOptions(argc, argv)) {
+            if (options->listControls)
+                listControls(std::cout);
+            else
+                render(*options);
+            if (!std::cout.flush())
+                throw fileFailure("standard output", "it cannot be written");
+        }
+    } catch (const Failure& failure) {
+        fault = failure.what();
+        status = failure.status;
+    } catch (const std::exception& error) { // out of memory, for one
+        fault = error.what();
+        status = kFileStatus;
+    }
+    if (status != 0)
+        std::cerr << "zephra-render: " << oneLine(fault) << '\n';
+    return status;
+}
+
+} // namespace
+} // namespace zephra::render
+
+int main(int argc, char** argv) { return zephra::render::run(argc, argv); }

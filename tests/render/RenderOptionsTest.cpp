@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "render/RenderOptions.h"
+
+#include "controls/ControlIds.h"
+#include "render/Failure.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace zephra::render::test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+RenderOptions read(std::vector<const char*> arguments)
+{
+    arguments.insert(arguments.begin(), "zephra-render");
+    return readOptions(static_cast<int>(arguments.size()), arguments.data()).value();
+}
+
+TEST(RenderOptions, ReadsEveryOption)
+{
+    const RenderOptions options = read({"--set",
+                                        "filter_cutoff=0.25",
+                                        "song.mid",
+                                        "--out",
+                                        "a b.wav",
+                                        "--auto",
+                                        "volume=0.75@1.5",
+                                        "--note",
+                                        "60,100,0,1",
+                                        "--note",
+                                        "61,1,0.5,2,16",
+                                        "--tempo",
+                                        "90.5",
+                                        "--rate",
+                                        "96000",
+                                        "--block",
+                                        "1",
+                                        "--seconds",
+                                        "2.5",
+                                        "--format",
+                                        "s24",
+                                        "--no-snap",
+                                        "--quiet",
+                                        "--json"});
+    EXPECT_EQ(options.song, "song.mid");
+    EXPECT_EQ(options.out, "a b.wav");
+    ASSERT_EQ(options.settings.size(), 1u);
+    EXPECT_EQ(options.settings[0].id, filter_cutoff);
+    EXPECT_EQ(options.settings[0].value, 0.25);
+    ASSERT_EQ(options.automation.size(), 1u);
+    EXPECT_EQ(options.automation[0].setting.id, volume);
+    EXPECT_EQ(options.automation[0].setting.value, 0.75);
+    EXPECT_EQ(options.automation[0].seconds, 1.5);
+    ASSERT_EQ(options.notes.size(), 2u);
+    EXPECT_EQ(options.notes[0].channel, 0);
+    EXPECT_EQ(options.notes[1].key, 61);
+    EXPECT_EQ(options.notes[1].velocity, 1);
+    EXPECT_EQ(options.notes[1].off, 2.0);
+    EXPECT_EQ(options.notes[1].channel, 15);
+    EXPECT_EQ(options.tempo, 90.5);
+    EXPECT_EQ(options.rate, 96000);
+    EXPECT_EQ(options.block, 1);
+    EXPECT_EQ(options.seconds, 2.5);
+    EXPECT_EQ(options.format, SampleFormat::Int24);
+    EXPECT_FALSE(options.snap);
+    EXPECT_TRUE(options.quiet);
+    EXPECT_TRUE(options.json);
+}
+
+TEST(RenderOptions, DefaultsAreThoseOfTheHelp)
+{
+    const RenderOptions options = read({"--out", "-"});
+    EXPECT_EQ(options.tempo, 120.0);
+    EXPECT_EQ(options.rate, 48000);
+    EXPECT_EQ(options.block, 512);
+    EXPECT_FALSE(options.seconds.has_value());
+    EXPECT_EQ(options.format, SampleFormat::Float32);
+    EXPECT_TRUE(options.snap);
+}
+
+TEST(RenderOptions, ControllersKeepTheirOrderAcrossOptions)
+{
+    const RenderOptions options =
+        read({"--bend", "-1,0", "--cc", "1,127,0,2", "--bend=1,0,16", "--pressure", "64,0",
+              "--bend", "0,0", "--cc", "64,0,0", "--out", "x"});
+    EXPECT_THAT(options.controllers,
+                ::testing::ElementsAre(
+                    PlayedMessage{0, {0xe0, 0, 0}}, PlayedMessage{0, {0xb1, 1, 127}},
+                    PlayedMessage{0, {0xef, 0x7f, 0x7f}}, PlayedMessage{0, {0xd0, 64, 0}},
+                    PlayedMessage{0, {0xe0, 0, 0x40}}, PlayedMessage{0, {0xb0, 64, 0}}));
+}
+
+TEST(RenderOptions, ControlValuesMayBeAnyNumber)
+{
+    EXPECT_TRUE(std::isnan(read({"--set", "volume=nan", "--out", "x"}).settings[0].value));
+    EXPECT_EQ(read({"--set", "volume=-inf", "--out", "x"}).settings[0].value, -HUGE_VAL);
+    EXPECT_EQ(read({"--set", "volume=1e300", "--out", "x"}).settings[0].value, 1e300);
+    EXPECT_EQ(read({"--set", "volume=+.5", "--out", "x"}).settings[0].value, 0.5);
+}
+
+TEST(RenderOptions, AWrongCommandLineIsNamedInOneLine)
+{
+    const struct {
+        std::vector<const char*> arguments;
+        const char* option;
+        const char* what;
+    } rows[] = {
+        {{}, "--out", "missing"},
+        {{"--out"}, "--out", ""},
+        {{"--out", "x", "--bogus"}, "--bogus", "no such option"},
+        {{"--out", "x", "a.mid", "b.mid"}, "b.mid", "only one song"},
+        {{"--out", "-", "--json"}, "--json", "standard output"},
+        {{"--set", "volume"}, "--set", "NAME=VALUE"},
+        {{"--set", "volume="}, "--set", "not a number"},
+        {{"--set", "volume=0,5"}, "--set", "not a number"},
+        {{"--set", "volume=0.5x"}, "--set", "not a number"},
+        {{"--set", "filter_cutof=1"}, "--set", "\"filter_cutoff\"?"},
+        {{"--set", "osc1_wave=1"}, "--set", "\"osc_1_range\"?"},
+        {{"--set", "=1"}, "--set", "no control"},
+        {{"--auto", "volume=1"}, "--auto", "NAME=VALUE@TIME"},
+        {{"--auto", "volume@1"}, "--auto", "NAME=VALUE"},
+        {{"--auto", "volume=1@-1"}, "--auto", "TIME -1 is outside 0 to 86400"},
+        {{"--note", "60,100,0"}, "--note", "KEY,VELOCITY,ON,OFF[,CHANNEL]"},
+        {{"--note", "60,100,0,1,1,1"}, "--note", "KEY,VELOCITY"},
+        {{"--note", "128,100,0,1"}, "--note", "KEY 128 is outside 0 to 127"},
+        {{"--note", "60.5,100,0,1"}, "--note", "KEY 60.5 is not a whole number"},
+        {{"--note", "60,0,0,1"}, "--note", "VELOCITY 0"},
+        {{"--note", "60,100,1,1"}, "--note", "ends before"},
+        {{"--note", "60,100,nan,1"}, "--note", "ON nan is outside"},
+        {{"--note", "60,100,0,inf"}, "--note", "OFF inf is outside"},
+        {{"--note", "60,100,0,1,0"}, "--note", "CHANNEL 0 is outside 1 to 16"},
+        {{"--note", "60,100,,1"}, "--note", "ON \"\" is not a number"},
+        {{"--cc", "128,0,0"}, "--cc", "NUMBER 128"},
+        {{"--cc", "1,-1,0"}, "--cc", "VALUE -1"},
+        {{"--bend", "1.01,0"}, "--bend", "VALUE 1.01 is outside -1 to 1"},
+        {{"--bend", "0"}, "--bend", "VALUE,TIME"},
+        {{"--pressure", "200,0"}, "--pressure", "VALUE 200"},
+        {{"--tempo", "0"}, "--tempo", "BPM 0 is outside"},
+        {{"--rate", "22050"}, "--rate", "outside 44100 to 384000"},
+        {{"--rate", "48000.5"}, "--rate", "whole number"},
+        {{"--block", "0"}, "--block", "outside 1 to 8192"},
+        {{"--block", "8193"}, "--block", "outside 1 to 8192"},
+        {{"--seconds", "-1"}, "--seconds", "outside 0 to 86400"},
+        {{"--format", "f64"}, "--format", "none of f32, s24 and s16"},
+        {{"--patch", "a.fxp", "--out", "x"}, "--patch", "yet"},
+        {{"--library", "dir"}, "--library", "yet"},
+        {{"--program", "1,0"}, "--program", "yet"},
+        {{"--list-patches", "dir"}, "--list-patches", "yet"},
+        {{"--dump", "a.fxp"}, "--dump", "yet"},
+        {{"--dump-xml", "a.fxp"}, "--dump-xml", "yet"},
+        {{"--save-patch", "a.fxp"}, "--save-patch", "yet"},
+    };
+    for (const auto& row : rows) {
+        try {
+            read(row.arguments);
+            ADD_FAILURE() << "accepted, expected: " << row.option << ": " << row.what;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.status, kUsageStatus) << failure.what();
+            EXPECT_THAT(failure.what(), AllOf(::testing::StartsWith(row.option),
+                                              HasSubstr(row.what), Not(HasSubstr("\n"))));
+        }
+    }
+}
+
+} // namespace
+} // namespace zephra::render::test

@@ -1,0 +1,228 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
+"""Runs the built zephra-render as a user would: end_to_end.py PROGRAM SOURCE_ROOT"""
+
+import json
+import math
+import os
+import random
+import resource
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+PROGRAM, ROOT = sys.argv[1], Path(sys.argv[2])
+SONG = ROOT / "resources/songs/prelude-in-c.mid"
+SCORE = ROOT / "resources/songs/prelude-in-c.score"
+CHORD = ["--note", "48,100,0,0.2", "--note", "60,80,0.01,0.2", "--note", "67,120,0.1,0.15"]
+
+
+def read_wav(data):
+    """Rate and interleaved samples of a 32-bit float WAV."""
+    assert data[:4] == b"RIFF" and data[8:12] == b"WAVE"
+    assert struct.unpack("<I", data[4:8])[0] == len(data) - 8
+    at, rate = 12, 0
+    while True:
+        name, size = struct.unpack("<4sI", data[at:at + 8])
+        at += 8
+        if name == b"fmt ":
+            rate = struct.unpack("<I", data[at + 4:at + 8])[0]
+        if name == b"data":
+            assert at + size == len(data)
+            return rate, struct.unpack(f"<{size // 4}f", data[at:])
+        at += size
+
+
+class EndToEnd(unittest.TestCase):
+    def setUp(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        self.folder = Path(place.name)
+        self.out = self.folder / "out.wav"
+
+    def start(self, *arguments, **options):
+        return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, timeout=300,
+                              **options)
+
+    def render(self, *arguments):
+        """Bytes of the file of a render that must succeed."""
+        result = self.start(*arguments, "--out", self.out, "--quiet")
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""),
+                         arguments)
+        return self.out.read_bytes()
+
+    def check_refused(self, status, names, *arguments, **options):
+        """One line that names what is wrong, the told status, nothing written."""
+        before = sorted(self.folder.iterdir())
+        result = self.start(*arguments, **options)
+        message = result.stderr.decode()
+        self.assertEqual(result.returncode, status, f"{arguments}: {message}")
+        self.assertRegex(message, r"\Azephra-render: [^\n]+\n\Z")
+        self.assertIn(names, message)
+        self.assertEqual(sorted(self.folder.iterdir()), before, f"litter after {arguments}")
+        return message
+
+    # --- What is refused ---
+    def test_wrong_command_lines(self):
+        for names, *arguments in [
+                ("--out",),
+                ("--bogus", "--bogus", "--out", self.out),
+                ("--set", "--set", "filter_cutof=1", "--out", self.out),
+                ("--note", "--note", "60,100,2,1", "--out", self.out),
+                ("--block", "--block", "8193", "--out", self.out),
+                ("--rate", "--rate", "1e9", "--out", self.out),
+                ("--patch", "--patch", "lead.fxp", "--out", self.out),
+                ("--dump", "--dump", "lead.fxp")]:
+            self.check_refused(2, names + ": ", *arguments)
+        self.assertIn("filter_cutoff",
+                      self.check_refused(2, "--set", "--set", "filter_cutof=1", "--out", self.out))
+
+    def test_songs_that_are_none(self):
+        (self.folder / "empty.mid").write_bytes(b"")
+        (self.folder / "line\nbreak.mid").write_bytes(b"x")
+        for song in ["missing.mid", "empty.mid", "line\nbreak.mid", "."]:
+            path = self.folder / song
+            self.check_refused(1, str(path).replace("\n", " "), path, "--out", self.out)
+        self.check_refused(1, "/dev/zero: ", "/dev/zero", "--out", self.out)
+
+    def test_damaged_songs(self):
+        whole = SONG.read_bytes()
+        path = self.folder / "damaged.mid"
+        for size in range(0, len(whole), 499):
+            path.write_bytes(whole[:size])
+            self.check_refused(1, f"{path}: ", path, "--out", self.out)
+        dice = random.Random(1)
+        for _ in range(60):
+            damaged = bytearray(whole)
+            for _ in range(dice.choice([1, 3, 20])):
+                damaged[dice.randrange(len(damaged))] = dice.randrange(256)
+            path.write_bytes(damaged)
+            result = self.start(path, "--seconds", "0", "--quiet", "--out", self.out)
+            self.assertIn(result.returncode, (0, 1))
+            self.assertLessEqual(result.stderr.count(b"\n"), 1)
+
+    def test_a_billion_ticks(self):
+        path = self.folder / "long.mid"
+        waiting = b"\xff\xff\xff\x7f\x90\x3c\x01" * 4
+        for division, names in [(1, "24 hours"), (30000, "WAV")]:
+            path.write_bytes(b"MThd" + struct.pack(">IHHH", 6, 0, 1, division)
+                             + b"MTrk" + struct.pack(">I", len(waiting)) + waiting)
+            self.check_refused(1, names, path, "--out", self.out)
+
+    def test_places_that_cannot_be_written(self):
+        self.check_refused(1, "missing/x.wav: ", *CHORD, "--out", self.folder / "missing/x.wav")
+        self.check_refused(1, f"{self.folder}: ", *CHORD, "--out", self.folder)
+        self.check_refused(1, "/dev/full: No space left", *CHORD, "--out", "/dev/full")
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([PROGRAM, *CHORD, "--out", "-"], stdout=full,
+                                    stderr=subprocess.PIPE, check=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr.count(b"\n"), 1)
+        self.assertIn(b"standard output: No space left", result.stderr)
+
+    def test_full_disk_keeps_the_old_file(self):
+        self.out.write_bytes(b"old")
+        self.check_refused(1, "out.wav: ", *CHORD, "--seconds", "5", "--out", self.out,
+                           preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE,
+                                                                 (100000, 100000)))
+        self.assertEqual(self.out.read_bytes(), b"old")
+
+    def test_interrupted_render_leaves_nothing(self):
+        process = subprocess.Popen([PROGRAM, "--seconds", "3600", "--out", self.out])
+        while not list(self.folder.iterdir()):  # until it has begun to write
+            time.sleep(0.01)
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(60), -signal.SIGTERM)
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    # --- What comes out ---
+    def test_same_arguments_same_bytes(self):
+        arguments = [SONG, "--seconds", "1"]
+        self.assertEqual(self.render(*arguments), self.render(*arguments))
+
+    def test_block_size_does_not_matter_to_notes(self):
+        blocks = [self.render(*CHORD, "--block", block) for block in (64, 128, 512, 4096)]
+        for other in blocks[1:]:
+            self.assertEqual(other, blocks[0])
+
+    def test_standard_output_gives_the_file(self):
+        result = self.start(*CHORD, "--seconds", "0.2", "--out", "-")
+        self.assertEqual(result.stdout, self.render(*CHORD, "--seconds", "0.2"))
+        self.assertIn(b"3 notes", result.stderr)
+
+    def test_length_rate_and_summary(self):
+        result = self.start(*CHORD, "--seconds", "0.25", "--rate", "96000", "--json", "--out",
+                            self.out)
+        summary = json.loads(result.stdout)
+        rate, samples = read_wav(self.out.read_bytes())
+        self.assertEqual((rate, len(samples)), (96000, 48000))
+        self.assertEqual((summary["rate"], summary["samples"], summary["seconds"],
+                          summary["notes"]), (96000, 24000, 0.25, 3))
+        peak = max(map(abs, samples))
+        rms = math.sqrt(sum(s * s for s in samples) / len(samples))
+        self.assertAlmostEqual(summary["peak_dbfs"], 20 * math.log10(peak), 3)
+        self.assertAlmostEqual(summary["rms_dbfs"], 20 * math.log10(rms), 3)
+        self.assertGreater(summary["speed"], 0)
+
+    def test_tail_ends_half_a_second_into_silence(self):
+        rate, samples = read_wav(self.render(*CHORD))
+        last = max(i for i, s in enumerate(samples) if abs(s) >= 1e-5) // 2
+        self.assertEqual(len(samples) // 2, max(last + 1, rate // 5) + rate // 2)
+        silence = self.start("--json", "--out", self.out)
+        self.assertEqual(json.loads(silence.stdout)["samples"], 24000)
+        self.assertLess(json.loads(silence.stdout)["peak_dbfs"], -120)
+
+    def test_notes_sound_from_their_sample_on(self):
+        _, samples = read_wav(self.render("--note", "60,127,0.1,0.2", "--seconds", "0.2",
+                                          "--set", "opts_osc_1_phase=0.3"))
+        first = next(i for i, s in enumerate(samples) if abs(s) > 1e-4) // 2
+        self.assertGreaterEqual(first, 4800)
+        self.assertLess(first, 4800 + 64)
+
+    def test_settings_and_automation_are_heard(self):
+        plain = self.render(*CHORD, "--seconds", "0.2")
+        self.assertNotEqual(self.render(*CHORD, "--seconds", "0.2", "--set", "filter_cutoff=0.3"),
+                            plain)
+        _, samples = read_wav(self.render(*CHORD, "--seconds", "0.2", "--auto", "volume=0@0.1"))
+        _, before = read_wav(plain)
+        block = 4800 // 512 * 512  # the one that holds 0.1 s
+        self.assertEqual(samples[:2 * block], before[:2 * block])
+        self.assertNotEqual(samples[2 * block:2 * block + 128],
+                            before[2 * block:2 * block + 128])
+        self.assertLess(max(map(abs, samples[-960:])), 0.05 * max(map(abs, before[-960:])))
+
+    def test_the_instrument_sees_the_tempo(self):
+        arguments = [*CHORD, "--seconds", "0.2", "--set", "mixer_osc_3=1", "--set",
+                     "opts_osc_3_lo_sync=1", "--set", "osc_3_semi=1"]
+        self.assertEqual(self.render(*arguments), self.render(*arguments, "--tempo", "120"))
+        self.assertNotEqual(self.render(*arguments), self.render(*arguments, "--tempo", "60"))
+
+    def test_no_value_breaks_the_sound(self):
+        for value in ("nan", "inf", "-inf", "1e300"):
+            for control in ("filter_cutoff", "volume", "polyphony", "osc_1_waveform", "glide"):
+                name = "controls_glide" if control == "glide" else control
+                _, samples = read_wav(self.render(*CHORD, "--seconds", "0.05", "--set",
+                                                  f"{name}={value}", "--auto",
+                                                  f"{name}={value}@0.02"))
+                self.assertTrue(all(map(math.isfinite, samples)), f"{name}={value}")
+
+    def test_control_table(self):
+        result = self.start("--list-controls")
+        rows = result.stdout.decode().splitlines()[1:]
+        self.assertEqual(len(rows), 92)
+        cutoff = next(row for row in rows if "filter_cutoff" in row)
+        self.assertEqual(cutoff.split(), ["71", "filter_cutoff", "34", "0.5", "841", "Hz"])
+
+    def test_demo_song_is_made_from_its_score(self):
+        made = self.folder / "made.mid"
+        subprocess.run([sys.executable, ROOT / "tools/make_song.py", SCORE, made], check=True)
+        self.assertEqual(made.read_bytes(), SONG.read_bytes())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
