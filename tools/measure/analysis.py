@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 """Frequencies, levels and transfer functions of recorded signals."""
 
+from functools import lru_cache
+
 import numpy as np
 from scipy import signal
 
@@ -15,21 +17,33 @@ def rms(x):
     return float(np.sqrt(np.mean(np.square(x))))
 
 
+@lru_cache(maxsize=8)
+def four_term(count):
+    """Side lobes below -92 dB."""
+    return signal.windows.blackmanharris(count, sym=False)
+
+
+@lru_cache(maxsize=8)
+def steep(count):
+    """Side lobes below -180 dB, twelve bins to a side."""
+    return signal.windows.kaiser(count, 38, sym=False)
+
+
 def spectrum(x, rate):
-    """Frequencies and amplitudes of sines; four-term window with side lobes below -92 dB."""
-    window = signal.windows.blackmanharris(len(x), sym=False)
+    """Frequencies and amplitudes of sines."""
+    window = four_term(len(x))
     return np.fft.rfftfreq(len(x), 1 / rate), 2 * np.abs(np.fft.rfft(x * window)) / window.sum()
 
 
 def steep_spectrum(x, rate):
-    """The same with side lobes below -180 dB, twelve bins to a side, for alias products."""
-    window = signal.windows.kaiser(len(x), 38, sym=False)
+    """The same for alias products far below the signal."""
+    window = steep(len(x))
     return np.fft.rfftfreq(len(x), 1 / rate), 2 * np.abs(np.fft.rfft(x * window)) / window.sum()
 
 
 def phasor(x, rate, hz):
     """Complex amplitude of the component at hz (phase counted from the first sample)."""
-    window = signal.windows.blackmanharris(len(x), sym=False)
+    window = four_term(len(x))
     turn = np.exp(-2j * np.pi * hz / rate * np.arange(len(x)))
     return 2 * np.dot(x * window, turn) / window.sum()
 

@@ -10,8 +10,11 @@ SETTLED = 0.4  # seconds after which the output volume has left its start value
 BARE = {
     "polyphony": 2,  # Mono: voice 0 alone, whose Osc 1 has no fixed spread
     "osc_1_range": 3,
-    "osc_2_active": 0,
+    "osc_2_active": 0,  # the closed oscillators run along; in Early they leak, here in unison
+    "osc_2_range": 3,
     "osc_3_active": 0,
+    "osc_3_range": 3,
+    "osc_3_ktrk": 1,
     "mixer_drive": 0,
     "filter_cutoff": 1,
     "opts_flt_cutoff_range": 1,

@@ -106,7 +106,7 @@ def spread(page, render):
     for osc in (1, 2, 3):
         settings = {
             **BARE, "polyphony": 3, "opts_note_priority": 0, "osc_1_active": 0,
-            f"osc_{osc}_active": 1, f"mixer_osc_{osc}": 1, f"osc_{osc}_range": 3, "osc_3_ktrk": 1,
+            f"osc_{osc}_active": 1, f"mixer_osc_{osc}": 1,
         }
         errors = []
         for voice, (_, sound) in enumerate(played(render, settings, [69] * 8)):
@@ -136,7 +136,7 @@ def tuning(page, render):
     page.row("key 127 at 2', held by the cap at 0.4 of the rate", tone_hz(high, RATE, 19200), 19200,
              0.02, "Hz")
 
-    free = {**BARE, "osc_1_active": 0, "osc_3_active": 1, "mixer_osc_3": 1}
+    free = {**BARE, "osc_1_active": 0, "osc_3_active": 1, "mixer_osc_3": 1, "osc_3_ktrk": 0}
     jobs = [Job({**free, "osc_3_range": r}, [(69, 100, 0, 4)], 3) for r in range(1, 6)]
     for index, sound in enumerate(render.batch(jobs), 1):
         intended = theory.low_rate_hz(0.5) * theory.FIXED_RATE_FACTOR[index]
