@@ -4,7 +4,7 @@
 import matplotlib.pyplot as plt
 import numpy as np
 
-from .. import chain, oscillators, theory
+from .. import chain, oscillators, ripple, theory
 from ..analysis import TINY, db, phasor, pitch_hz, steep_spectrum
 from ..render import Job
 from ..setup import BARE, ENGINES, SETTLED
@@ -14,7 +14,7 @@ RATE = 48000
 NAMES = ["Triangle", "Shark", "Saw", "Rev Saw", "Pulse", "Wide", "Narrow"]
 KEYS = [(36, "C2"), (72, "C5"), (108, "C8")]
 SECONDS = 3.0
-GUARD = 14  # bins left out on either side of a harmonic and of its hum sidebands
+GUARD = 14  # bins left out on either side of a harmonic
 
 
 def path_response(f, early):
@@ -28,16 +28,19 @@ def harmonics(sound, rate, hz, count):
     return np.array([abs(phasor(sound, rate, hz * k)) for k in range(1, count + 1)])
 
 
+def steady(sound, rate):
+    """The settled part of a render, without the mains ripple."""
+    first = int(SETTLED * rate)
+    return ripple.undone(sound[first:, 0], rate, first)[2000:]
+
+
 def inharmonic(sound, rate, hz):
-    """Spectrum with harmonics and their mains sidebands taken out (nan), and its frequencies."""
+    """Spectrum, and the same with the harmonics taken out (nan), and their frequencies."""
     f, a = steep_spectrum(sound, rate)
-    bins = f[1]
     left = a.copy()
     left[f < 30] = np.nan
     for k in range(1, int(rate / 2 / hz) + 1):
-        for side in range(-6, 7):  # 50 Hz and its multiples on either side
-            near = abs(f - (k * hz + side * 50)) < GUARD * bins
-            left[near] = np.nan
+        left[abs(f - k * hz) < GUARD * f[1]] = np.nan
     return f, a, left
 
 
@@ -46,9 +49,9 @@ def measure(page, render):
         the oscillator in double precision (each step spread over two voice samples by the
         fourth-order polynomial), multiplied by the linear response of filter, DC blockers and
         decimator, relative to the first. The alias floor is the largest line below 20 kHz that is
-        neither a harmonic nor one of the mains sidebands (multiples of 50 Hz around each
-        harmonic, which the output stage makes on purpose); a constant noise floor is part of the
-        sound, and at the given length it sets the lowest line that can be seen. The intended
+        not a harmonic. The mains ripple, which puts sidebands around every harmonic on purpose,
+        is undone beforehand; a constant noise floor is part of the sound, and at the given
+        length it sets the lowest line that can be seen. The intended
         alias floor is that of the model.""")
     table = []
     for name, early in ENGINES:
@@ -61,7 +64,7 @@ def measure(page, render):
                 cases.append((wave, key, label))
         figure, axes = plt.subplots(7, 3, figsize=(13, 18), sharex=True, sharey=True)
         for (wave, key, label), sound in zip(cases, render.batch(jobs)):
-            sound = sound[int(SETTLED * RATE) :, 0]
+            sound = steady(sound, RATE)
             hz = pitch_hz(sound, RATE, theory.pitch_hz(key))
             count = min(9, int(18000 / hz))
             model = oscillators.voice_rate(wave, 1, bool(early), hz, RATE, SECONDS + 0.05)
@@ -96,6 +99,6 @@ def measure(page, render):
             plot.set(ylim=(-150, 5), title=f"{NAMES[wave]} {label}", xlim=(0, 24000))
             plot.grid(alpha=0.3)
         page.plot(figure, f"{name}: spectra relative to the fundamental [dB over Hz]. Red: what is "
-                  "neither harmonic nor mains sideband; dashed: alias floor of the model.")
+                  "not a harmonic; dashed: alias floor of the model.")
     page.data("waves.csv", ["engine", "wave", "key", "Hz", "alias dBc", "alias at Hz",
                             "model alias dBc", "noise dBc", "harmonics dB"], table)
