@@ -102,3 +102,21 @@ def white_sequence(count, seed=1):
         out[at : at + n] = states.astype(np.uint32)
         state = (a * state + b) & 0xFFFFFFFF
     return (out >> 16).astype(np.uint16).view(np.int16) / 65536.0
+
+
+def white_at_host_rate(frames, rate):
+    """The same noise through an ideal low-pass, one value per output sample."""
+    bins = np.fft.rfft(white_sequence(8 * frames))
+    return np.fft.irfft(bins[: frames // 2 + 1], frames) / 8
+
+
+def white_gain(f, level, rate):
+    """From the generator to the mixer's output: 80 Hz high-pass and the noise floor."""
+    low = one_pole_low(f, smoothing(80, 8 * rate), 8 * rate)
+    return 2.75 * level * (1 - low) + 0.001
+
+
+def small_signal_gain(slope24=True, band_pass=False, drive=0.0, saturation=0.0):
+    """Mixer to output in Mono at full envelope and volume one, filter and blockers apart."""
+    return (theory.drive_gain(drive) * theory.compensation(slope24, band_pass) * theory.AMP_CEILING
+            * theory.saturation_gain(saturation) * 2.0)

@@ -27,6 +27,9 @@ BARE = {
 }
 
 # Only white noise, at a level where every stage is linear to a few parts in a thousand.
-NOISE = {**BARE, "osc_1_active": 0, "mixer_noise_type_sw": 1, "mixer_noise": 0.15}
+# The oscillators stand at the cap of their pitch, above what is looked at.
+NOISE = {**BARE, "osc_1_active": 0, "osc_1_range": 5, "osc_2_range": 5, "osc_3_range": 5,
+         "mixer_noise_type_sw": 1, "mixer_noise": 0.15}
+NOISE_KEY = 127
 
 MONO_GAIN = 2.0  # Mono has no pan: both channels carry twice the voice
