@@ -5,6 +5,7 @@ the sidebands that would hide everything else."""
 from functools import lru_cache
 
 import numpy as np
+from scipy import signal
 
 from . import theory
 
@@ -12,14 +13,18 @@ from . import theory
 @lru_cache(maxsize=8)
 def depth(count, rate, mains=50):
     """Gain of the high-passed signal at each sample since the instrument was made."""
-    phase, step, one = np.float32(0), np.float32(mains / rate), np.float32(1)
-    phases = np.empty(count, np.float32)
-    for n in range(count):  # the phase is kept, and so rounded, in 32 bits
-        phase = phase + step
-        if phase > one:
-            phase = phase - one
-        phases[n] = phase
-    return theory.ripple_wave(phases.astype(float)) * theory.RIPPLE_DEPTH
+    step, phase = np.float32(mains / rate), np.float32(0)
+    cycle = int(rate / mains) + 2
+    phases = np.empty(count + cycle, np.float32)
+    done = 0
+    while done < count:  # one mains cycle at a time; the phase is kept, and so rounded, in 32 bits
+        run = np.cumsum(np.concatenate(([phase], np.full(cycle, step))), dtype=np.float32)[1:]
+        upto = int(np.argmax(run > 1))
+        run[upto] -= np.float32(1)
+        phases[done : done + upto + 1] = run[: upto + 1]
+        phase = run[upto]
+        done += upto + 1
+    return theory.ripple_wave(phases[:count].astype(float)) * theory.RIPPLE_DEPTH
 
 
 def undone(sound, rate, first=0, mains=50):
@@ -27,12 +32,8 @@ def undone(sound, rate, first=0, mains=50):
     which must not have slept before."""
     w = np.tan(np.pi * 11000 / rate)
     b, a = 1 / (1 + w), (w - 1) / (1 + w)
-    before = high = 0.0
-    out = np.empty(len(sound))
-    for n, (y, m) in enumerate(zip(sound.tolist(), depth(first + len(sound), rate, mains)[first:].tolist())):
-        # y = x + m * ((x - before) * b - high * a), solved for x
-        x = (y + m * (before * b + high * a)) / (1 + m * b)
-        high = (x - before) * b - high * a
-        before = x
-        out[n] = x
-    return out
+    gain = depth(first + len(sound), rate, mains)[first:]
+    plain = sound
+    for _ in range(7):  # each round brings it closer by a factor of forty
+        plain = sound - gain * signal.lfilter([b, -b], [1, a], plain)
+    return plain
