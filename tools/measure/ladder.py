@@ -12,8 +12,9 @@ def ra(v):
     return (945 + 105 * v2 + v2 * v2) / (945 + 420 * v2 + 15 * v2 * v2)
 
 
-def iterated(count, x, g, k, fs8, start=0.3):
-    """Four trapezoidal stages th(y[k-1]) - th(y[k]), solved to the end at each sample. x is constant."""
+def iterated(count, x, g, k, fs8, tolerance, start=0.3):
+    """Four trapezoidal stages th(y[k-1]) - th(y[k]), solved at each sample by Newton's method until
+    the first and the last residual are within the tolerance. x is constant."""
     w = np.tan(np.pi * 29.04 / fs8)
     y = [np.full_like(g, start) for _ in range(4)]
     d = [np.zeros_like(g) for _ in range(4)]
@@ -21,12 +22,15 @@ def iterated(count, x, g, k, fs8, start=0.3):
     out = np.empty((count, len(g)))
     for n in range(count):
         before = [v.copy() for v in y]
-        for _ in range(3):
+        for _ in range(5):
             t = [th(v) for v in y]
             h = (w * y[3] + low) / (1 + w)
             tu = th(x - k * (y[3] - h))
             inputs = [tu, t[0], t[1], t[2]]
             f = [before[i] - y[i] + g * (inputs[i] - t[i] + d[i]) for i in range(4)]
+            going = (abs(f[0]) >= tolerance) | (abs(f[3]) >= tolerance)
+            if not going.any():
+                break
             b = [g * (1 - v * v) for v in t]
             c = g * (tu * tu - 1) * k / (1 + w)
             # Newton step: with the first unknown s, each next one is p + q * s.
@@ -36,7 +40,7 @@ def iterated(count, x, g, k, fs8, start=0.3):
                 q.append(-b[i - 1] * q[-1] / (-1 - b[i]))
             s = (f[0] - c * p[3]) / (-1 - b[0] + c * q[3])
             for i in range(4):
-                y[i] = y[i] - (p[i] + q[i] * s)
+                y[i] = y[i] - np.where(going, p[i] + q[i] * s, 0.0)
         t = [th(v) for v in y]
         h = (w * y[3] + low) / (1 + w)
         tu = th(x - k * (y[3] - h))

@@ -7,14 +7,14 @@ from scipy.interpolate import PchipInterpolator
 from scipy.optimize import brentq
 
 from .. import chain, ladder, theory
-from ..analysis import db, phasor, rms, tone_hz
+from ..analysis import db, phasor, tone_hz
 from ..render import Job
 from ..setup import BARE, ENGINES, SETTLED
 from .filter import RATE, job, knob, response, units_of
 
 TITLE = "Resonance"
 LOOPS = [1.0, 2.0, 3.0, 3.7]
-CUTOFFS = [100, 400, 1000, 3000, 8000]
+CUTOFFS = [200, 500, 1000, 3000, 8000]
 
 
 def resonance_knob(k):
@@ -66,8 +66,11 @@ def model(early, hz, k, seconds=0.25):
     """Frequency and amplitude of y4 of the simulated loop."""
     units = np.array([units_of(v, early) for v in hz])
     g = theory.integrator_gain(units, RATE, bool(early))
-    solver = ladder.linearised if early else ladder.iterated
-    y = solver(int(seconds * 8 * RATE), np.full(len(hz), 0.004), g, np.asarray(k, float), 8 * RATE)
+    count, bias, k = int(seconds * 8 * RATE), np.full(len(hz), 0.004), np.asarray(k, float)
+    if early:
+        y = ladder.linearised(count, bias, g, k, 8 * RATE)
+    else:
+        y = ladder.iterated(count, bias, g, k, 8 * RATE, 1e-7 + 1e-5 * units ** 2)
     late = y[len(y) // 2 :]
     found = []
     for column in range(late.shape[1]):
@@ -188,14 +191,14 @@ def asleep(page, render):
         jobs = [Job({**BARE, "opts_revision": early, "osc_1_active": 0, "osc_1_range": 5, "osc_2_range": 5,
                      "osc_3_range": 5, "filter_cutoff": knob(hz, early)}, [(127, 100, 0, 9)], 3, RATE)
                 for hz in cutoffs]
-        levels[name] = [db(rms(s[RATE:, 0]) + 1e-9) for s in render.batch(jobs)]
+        levels[name] = [db(np.std(s[RATE:, 0]) + 1e-9) for s in render.batch(jobs)]
     figure, axes = plt.subplots(figsize=(8, 3.5))
     for name in levels:
         axes.semilogx(cutoffs, levels[name], "o-", ms=3, label=name)
     axes.set(xlabel="cutoff [Hz]", ylabel="dB", title="noise floor behind the filter")
     axes.legend()
     axes.grid(alpha=0.3, which="both")
-    page.plot(figure, "RMS of the noise floor alone; -180 dB stands for digital silence.")
+    page.plot(figure, "RMS of the noise floor alone without its mean; -180 dB stands for digital silence.")
 
 
 def measure(page, render):
