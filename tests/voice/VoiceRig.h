@@ -86,7 +86,8 @@ public:
     float at(int i, Stream stream, int lane) const
     {
         const auto width = values.polyMode == PolyMode::Poly8 ? 8 : 4;
-        const auto index = static_cast<std::size_t>((4 * i + static_cast<int>(stream)) * width + lane);
+        const auto index =
+            static_cast<std::size_t>((4 * i + static_cast<int>(stream)) * width + lane);
         return width == 8 ? buffer.eight[index] : buffer.four[index];
     }
 
