@@ -112,7 +112,7 @@ TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
         rig.values.cutoff = 0.25f;
         for (int voice = 0; voice < kVoices; ++voice)
             rig.start(60, voice);
-        rig.playLanes(4096); // amplitude is up, cutoffs are there
+        rig.playLanes(4096);                    // amplitude is up, cutoffs are there
         for (const int voice : {0, 1, 3, 5, 7}) // voice 0 runs on all the same
             rig.rack[voice].ended = true;
         rig.buffer.four.fill(kBefore);
@@ -127,8 +127,8 @@ TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
             for (int i = 16; i < 40; ++i) {
                 const float cutoff = rig.at(i, Stream::Cutoff, lane);
                 const bool cutoffHeld = row.mode != PolyMode::Mono || lane == 0;
-                EXPECT_NEAR(cutoff, cutoffHeld ? (row.revision == Revision::Early ? 0.2455 : 0.25)
-                                               : 0.0,
+                EXPECT_NEAR(cutoff,
+                            cutoffHeld ? (row.revision == Revision::Early ? 0.2455 : 0.25) : 0.0,
                             1e-4);
                 if (row.rendered[static_cast<std::size_t>(lane)]) {
                     EXPECT_NE(rig.at(i, Stream::Signal, lane), kBefore);
@@ -198,9 +198,8 @@ TEST(VoiceRack, NotesStartAtTheirPhaseOrRunFree)
         bool reset;
         double phase; ///< of a new note; -1 runs on
     };
-    constexpr Row kRows[] = {{0.0f, true, -1.0},     {0.001f, true, -1.0},
-                             {0.0011f, true, 0.0011}, {0.25f, true, 0.24975},
-                             {1.0f, true, 0.999},     {0.25f, false, -1.0}};
+    constexpr Row kRows[] = {{0.0f, true, -1.0},     {0.001f, true, -1.0}, {0.0011f, true, 0.0011},
+                             {0.25f, true, 0.24975}, {1.0f, true, 0.999},  {0.25f, false, -1.0}};
     for (std::size_t k = 0; k < 3; ++k) {
         for (const Row& row : kRows) {
             VoiceRig rig, neighbour;

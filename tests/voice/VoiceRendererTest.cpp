@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/Oscillator.h"
 
-#include "VoiceRig.h"
 #include "support/Spectrum.h"
 #include "voice/NoiseRecording.h"
+#include "VoiceRig.h"
 
 #include <gtest/gtest.h>
 
