@@ -2,6 +2,7 @@
 #include "effects/DelayLine.h"
 
 #include "common/Flush.h"
+#include "effects/ControlRange.h"
 
 #include <algorithm>
 #include <bit>
@@ -43,12 +44,6 @@ constexpr float kInaudible = 1e-6f;
 constexpr int lineLength(int rate) noexcept
 {
     return rate <= 50000 ? 1 << 17 : rate <= 150000 ? 1 << 18 : 1 << 19;
-}
-
-/// Not a number counts as 0.
-float clippedControl(float control) noexcept
-{
-    return control > 0.0f ? std::min(control, 1.0f) : 0.0f;
 }
 
 /// All-pass that closes a loop; `fromLine` is the echo, read `delay` early to make up for it.

@@ -49,7 +49,7 @@ void OutputStage::process(float* left, float* right, int frames, float volumeTar
     }
     for (TreblePulse& pulse : treblePulse) {
         for (float* state : {&pulse.hpIn, &pulse.hpOut})
-            if (std::fabs(*state) < 1e-6f)
+            if (!(std::fabs(*state) >= 1e-6f)) // nor does what is not a number stay
                 *state = 0.0f;
     }
 }

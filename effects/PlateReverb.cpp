@@ -2,6 +2,7 @@
 #include "effects/PlateReverb.h"
 
 #include "common/Flush.h"
+#include "effects/ControlRange.h"
 
 #include <algorithm>
 #include <bit>
@@ -11,14 +12,14 @@ namespace zephra {
 
 namespace {
 
-constexpr double kTankRate = 16000.0;    ///< [Hz] the tank's lengths are told at this rate
+constexpr double kTankRate = 16000.0;    ///< [Hz] rate of the lengths in samples below
 constexpr double kLongestDelay = 1000.0; ///< [samples at kTankRate]
 constexpr int kShortestRing = 2048;      ///< [samples]
 constexpr int kRingsPerHalf = 10;
 /// Between rings, so that their newest samples do not all fall into one set of the cache.
 constexpr int kRingGap = 16;
 
-// Lengths in samples at kTankRate. The unlike ends of the two halves, 872 and 42.6, are meant.
+/// Lengths in samples at kTankRate. The unlike ends of the two halves, 872 and 42.6, are meant.
 struct TankLengths {
     double entry1, entry2, pre, first, firstInner, middle, middleCross, second, secondInner1,
         secondInner2, last, out;
@@ -35,10 +36,10 @@ constexpr float kEntry1 = 0.65f;
 constexpr float kEntry2 = 0.546f;
 constexpr float kInner = 0.25f;
 
-constexpr float kTapPre = 0.98f;
-constexpr float kTapMiddle = 0.3945f / 0.9284f;
-constexpr float kTapCross = 0.215f / -0.9284f;
-constexpr float kTapLast = 0.0815f / 0.8f;
+constexpr float kTapPre = 0.98f;                // g1
+constexpr float kTapMiddle = 0.3945f / 0.9284f; // g2
+constexpr float kTapCross = 0.215f / -0.9284f;  // g3
+constexpr float kTapLast = 0.0815f / 0.8f;      // g4
 
 constexpr double kInputHz = 8000.0;
 /// Damping of the eight stages of a Butterworth low-pass of order 16: sin((2 i + 1) * pi / 32).
@@ -75,12 +76,6 @@ double decayPosition(double seconds) noexcept
 /// Gain of a pass through a half-tank: exactly 1 at position 1.
 double decayGain(double position) noexcept { return 0.97 * std::pow(position, 0.9) + 0.03; }
 
-/// Not a number counts as 0.
-float clippedControl(float control) noexcept
-{
-    return control > 0.0f ? std::min(control, 1.0f) : 0.0f;
-}
-
 /// `z` is what comes out of the ring's delay.
 inline float allPass(Ring& ring, float z, float a, float x) noexcept
 {
@@ -104,12 +99,12 @@ PlateReverb::TankDelays PlateReverb::tankDelays(int ch, double rate) noexcept
     int n = static_cast<int>(40.0 * rate / 44100.0);
     if (n % 2 == 0)
         --n;
-    const int c = (n - 2) / 4;
+    const int c = (n - 2) / 4; // taken off the pre-delay and the taps after it: 9 at 44100 Hz
 
     const auto samples = [r](double length, int less = 0) {
         return static_cast<int>(length * r - less);
     };
-    TankDelays d;
+    TankDelays d{};
     d.entry1 = samples(l.entry1);
     d.entry2 = samples(l.entry2);
     d.pre = samples(l.pre, c);

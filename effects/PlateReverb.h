@@ -15,12 +15,14 @@ namespace zephra {
 /// Stereo figure-of-eight tank before the delay, in place at the host rate. Nothing above 8 kHz
 /// enters it. Two half-tanks of unlike lengths, one per channel, each feeding the other:
 ///
-///     in ──> 8 kHz low-pass ──(+)──> entry1 ──> entry2 ──> pre ──┬──> first [nested] ──> middle ─┐
-///                              │                                 g1                       g2, g3 │
-///     other half ──> 12 kHz ──> bands x lowGain, highGain   ┌────────────────────────────────────┘
-///                                                           └──> second [modulated, nested] ──>
-///                                                           last
-///                                                                 last ──> g4 and the other half
+///     in ──> 8 kHz low-pass ──(+)──> entry1 ──> entry2 ──> pre ──*──> first ──> middle ──*──┐
+///                               ^                                 g1                 g2, g3  │
+///     other half ──> 12 kHz ────┘ x lowGain, highGain   ┌────────────────────────────────────┘
+///                                                       └──> second ──> last ──*──> other half
+///                                                                              g4
+///
+/// `first` holds an all-pass inside its own loop, `second` two, and is read at a moving place.
+/// The taps g1, g2 and g4 go to the half's own channel, g3 to the other one.
 ///
 /// [audio] unless marked otherwise; allocates only in setSampleRate. Silence costs what sound
 /// costs, if the caller has flush-to-zero set.
@@ -33,7 +35,7 @@ public:
     /// [!processing] Hz, 44100..384000; clears when int(fs) changes, else does nothing.
     void setSampleRate(double newRate);
 
-    void setTime(float control) noexcept;   ///< [any] 0..1, clipped; 1 never ends
+    void setTime(float control) noexcept;   ///< [any] 0..1, clipped; at 1 the tail never ends
     void setColor(float control) noexcept;  ///< [any] 0..1, clipped; below 0.5 the lows ring longer
     void setWidth(float control) noexcept;  ///< [any] 0..1, clipped; 0 is a mono reverb
     void setDryWet(float control) noexcept; ///< [any] 0..1, clipped
@@ -65,7 +67,7 @@ private:
     /// Butterworth low-pass of order 16 as a pipeline: left and right run through the first four
     /// stages in lanes 0 and 1, while the sample before runs through the other four in 2 and 3.
     struct InputFilter {
-        Float4 a[4], b[4], c[4];
+        Float4 a[4]{}, b[4]{}, c[4]{};
         SvfLowPass<Float4> stage[4];
         Float4 out{};
 
@@ -74,9 +76,9 @@ private:
     };
     /// Where a block moves to, from the controls.
     struct Targets {
-        double lowGain, highGain;
-        float wet, spreadMono;
-        float k1, k2; ///< gains of the two nested all-passes, not smoothed
+        double lowGain = 0.0, highGain = 0.0;
+        float wet = 0.0f, spreadMono = 0.0f;
+        float k1 = 0.0f, k2 = 0.0f; ///< gains of the two nested all-passes, not smoothed
     };
 
     static TankDelays tankDelays(int ch, double rate) noexcept;
@@ -98,7 +100,7 @@ private:
     std::vector<float> memory; ///< of all rings
     InputFilter inputFilter;
     HalfTank half[2];
-    TankDelays delays[2];
+    TankDelays delays[2]{};
     float outHp[2] = {}; ///< below 5 Hz, taken away from the output
 
     Random15 random;

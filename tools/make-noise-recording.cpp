@@ -3,9 +3,9 @@
 // Writes the noise recording of the voice as a C++ source: make-noise-recording <file>
 //
 // White noise of one loop's length runs through a pink filter, round the loop until the filter
-// meets its own state again: the end then leads into the start as any sample into the next. All
-// of it is integer arithmetic, and the scaling uses only operations that IEEE 754 rounds exactly,
-// so every machine and compiler writes the same bytes.
+// meets its own state again: the end then leads into the start as any sample into the next. That
+// is integer arithmetic, and the scaling uses only operations that IEEE 754 rounds exactly: every
+// machine and compiler writes the same bytes.
 #include "common/Random15.h"
 
 #include <array>

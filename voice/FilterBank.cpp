@@ -2,6 +2,7 @@
 #include "voice/FilterBank.h"
 
 #include "common/Maths.h"
+#include "voice/VoiceRates.h"
 
 #include <cmath>
 
@@ -12,7 +13,7 @@ namespace {
 /// Output tap as weights of the ladder stages, with the gain that brings the four modes to one
 /// loudness.
 struct Tap {
-    float y1, y2, y3, y4, comp;
+    float y1 = 0.0f, y2 = 0.0f, y3 = 0.0f, y4 = 0.0f, comp = 0.0f;
 };
 constexpr float kComp = 0.7692308f;           // 1 / 1.3
 constexpr float kBandPass24Comp = 1.5384616f; // 2 / 1.3
@@ -61,20 +62,20 @@ const float* stream(const float* frame, Stream which, int lanes) noexcept
 } // namespace
 
 struct FilterBank::Stretch {
-    float drive;
-    float asym; ///< bias of the ladder
-    float sat;  ///< gain into the amplifier's clipper
-    float fbGain;
+    float drive = 0.0f;
+    float asym = 0.0f; ///< bias of the ladder
+    float sat = 0.0f;  ///< gain into the amplifier's clipper
+    float fbGain = 0.0f;
     Tap tap;
-    bool mono; ///< the first lane decides alone
-    const float* cutoffTable;
+    bool mono = false; ///< the first lane decides alone
+    const float* cutoffTable = nullptr;
     Coefficients coeffs;
     Pan pan;
 };
 
 void FilterBank::setSampleRate(double fs)
 {
-    const double fs8 = fs * 8.0;
+    const double fs8 = fs * kOversampling;
     const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
     lateCoeffs = {at(12.0), at(20.0), at(24.4)};
     earlyCoeffs = {at(8.0), at(12.0), at(16.0)};
@@ -128,7 +129,7 @@ void FilterBank::processFour(const Stretch& s, const LaneBuffer& buffer, int cou
 {
     Group group = groups[0];
     for (int i = 0; i < count; ++i) {
-        const float* frame = &buffer.four[i][0][0];
+        const float* frame = &buffer.four[static_cast<std::size_t>(16 * i)];
         const Float4 r = tick<kIterated>(group, s, load(stream(frame, Stream::Signal, 4)),
                                          load(stream(frame, Stream::Cutoff, 4)),
                                          load(stream(frame, Stream::Amplitude, 4)),
@@ -152,7 +153,7 @@ void FilterBank::processEight(const Stretch& s, const LaneBuffer& buffer, int co
 {
     std::array<Group, 2> local = groups;
     for (int i = 0; i < count; ++i) {
-        const float* frame = &buffer.eight[i][0][0];
+        const float* frame = &buffer.eight[static_cast<std::size_t>(32 * i)];
         Float4 sum[2];
         for (int half = 0; half < 2; ++half)
             sum[half] = tick<false>(local[static_cast<std::size_t>(half)], s,
@@ -168,16 +169,22 @@ void FilterBank::processEight(const Stretch& s, const LaneBuffer& buffer, int co
     groups = local;
 }
 
-/// A lane whose state is no longer finite starts again from silence.
-void FilterBank::clearBroken(Group& group) noexcept
+/// State words that are no longer finite become 0. True if there were any.
+bool FilterBank::clearBroken(Group& group) noexcept
 {
-    const auto mend = [](Float4& x) { x = select(x - x == Float4{}, x, Float4{}); };
+    bool broken = false;
+    const auto mend = [&broken](Float4& x) {
+        const Int4 finite = x - x == Float4{};
+        broken = broken || !all(finite);
+        x = select(finite, x, Float4{});
+    };
     IteratedLadder<Float4>& n = group.iterated;
     LinearisedLadder<Float4>& l = group.linearised;
     for (Float4* state :
          {&n.y.y1, &n.y.y2, &n.y.y3, &n.y.y4, &n.d1, &n.d2, &n.d3, &n.d4, &n.loopLp, &l.i1, &l.i2,
           &l.i3, &l.i4, &l.s1, &l.s2, &group.fbState, &group.inHp, &group.outLp, &group.amHp})
         mend(*state);
+    return broken;
 }
 
 void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, int count,
@@ -208,8 +215,13 @@ void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, i
         processFour<true>(s, buffer, count, left, right);
     else
         processFour<false>(s, buffer, count, left, right);
-    for (Group& group : groups)
-        clearBroken(group);
+    for (Group& group : groups) {
+        if (clearBroken(group)) { // later stages have memories of their own to keep clean
+            for (int i = 0; i < count; ++i)
+                if (!std::isfinite(left[i]) || !std::isfinite(right[i]))
+                    left[i] = right[i] = 0.0f;
+        }
+    }
 }
 
 } // namespace zephra

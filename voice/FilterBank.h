@@ -45,7 +45,7 @@ private:
     };
     struct Stretch; ///< constants of one sub-block
     struct Pan {
-        Float4 left, right; ///< gain per lane
+        Float4 left{}, right{}; ///< gain per lane
     };
 
     template <bool kIterated>
@@ -56,7 +56,7 @@ private:
                      float* right) noexcept;
     void processEight(const Stretch& s, const LaneBuffer& buffer, int count, float* left,
                       float* right) noexcept;
-    static void clearBroken(Group& group) noexcept;
+    static bool clearBroken(Group& group) noexcept;
 
     std::array<Group, 2> groups; ///< lanes 0..3 and 4..7
     CutoffTables tables;

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <array>
+#include <initializer_list>
+
 namespace zephra {
 
 /// Voice-rate samples of one sub-block.
@@ -12,31 +15,31 @@ enum class Stream : int { Signal = 0, Cutoff = 1, Amplitude = 2, Resonance = 3 }
 /// The voices' streams of one sub-block, one vector of lanes per stream and voice-rate sample.
 /// Poly-8 uses the eight-lane form, all other modes the four-lane form.
 struct LaneBuffer {
-    alignas(128) float four[kMaxStretch][4][4]{};  ///< [voice sample][stream][lane]
-    alignas(128) float eight[kMaxStretch][4][8]{}; ///< [voice sample][stream][lane]
+    alignas(128) std::array<float, kMaxStretch * 16> four{};  ///< [voice sample][stream][lane]
+    alignas(128) std::array<float, kMaxStretch * 32> eight{}; ///< [voice sample][stream][lane]
 };
 
 /// One lane of a LaneBuffer, from a given voice-rate sample on.
 class LaneWriter {
 public:
     LaneWriter(LaneBuffer& buffer, bool eightLanes, int firstSample, int lane) noexcept
-        : at(eightLanes ? &buffer.eight[firstSample][0][lane] : &buffer.four[firstSample][0][lane]),
-          lanes(eightLanes ? 8 : 4)
+        : streams(eightLanes ? buffer.eight.data() : buffer.four.data()), lanes(eightLanes ? 8 : 4),
+          at(4 * lanes * firstSample + lane)
     {
     }
 
     void write(float signal, float cutoff, float amplitude, float resonance) noexcept
     {
-        at[0] = signal;
-        at[lanes] = cutoff;
-        at[2 * lanes] = amplitude;
-        at[3 * lanes] = resonance;
-        at += 4 * lanes;
+        for (const float value : {signal, cutoff, amplitude, resonance}) {
+            streams[at] = value;
+            at += lanes;
+        }
     }
 
 private:
-    float* at;
+    float* streams;
     int lanes;
+    int at; ///< index of the next value
 };
 
 } // namespace zephra

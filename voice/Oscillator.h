@@ -20,7 +20,7 @@ inline float stepNow(float t) noexcept
 {
     if (t < 0.0f)
         return 0.0f;
-    return t < 1.0f ? t * t * t * (1.0f - 0.5f * t) : 1.0f;
+    return t <= 1.0f ? t * t * t * (1.0f - 0.5f * t) : 1.0f; // one half at 1: a step on a sample
 }
 
 /// What the sample after the step lacks of the full height.

@@ -12,7 +12,8 @@ namespace zephra {
 /// pitch a note number with a fraction.
 std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, double fs8) noexcept;
 
-/// Increment of oscillator 3 while it ignores the keyboard, in cycles per voice-rate sample.
+/// Increment of oscillator 3 while it ignores the keyboard, in cycles per voice-rate sample; at
+/// most kMaxIncrement, whatever the tempo.
 float fixedOscillator3Increment(const EngineValues& values) noexcept;
 
 /// Glide, one control tick: upward twice as fast as downward.

@@ -52,7 +52,7 @@ void VoiceRack::render(const EngineValues& values, const Performance& performanc
     const PolyMode mode = values.polyMode;
     const bool eightLanes = mode == PolyMode::Poly8;
     if (mode == PolyMode::Mono)
-        std::fill_n(&buffer.four[firstSample][0][0], count * 16, 0.0f);
+        std::fill_n(buffer.four.begin() + firstSample * 16, count * 16, 0.0f);
 
     for (int i = 0; i < voicesOf(mode); ++i) {
         Voice& voice = (*this)[i];

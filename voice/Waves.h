@@ -38,7 +38,7 @@ inline float earlySawBend(float a) noexcept
     return 0.735835f * (12.0f + 6.0f * a + a * a) / (12.0f - 6.0f * a + a * a) - 1.0f;
 }
 
-/// One voice-rate sample of oscillator k = 0..2; about -1..1.
+/// One voice-rate sample of oscillator k = 0..2; about -1..1, the Early saw -1.53..1.
 template <Revision kRevision>
 inline float oscillatorSample(OscillatorState& s, std::size_t k, Wave wave, float inc,
                               float threshold, float triLowCoeff,

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 
@@ -14,8 +15,17 @@ namespace zephra::render {
 namespace {
 
 constexpr int kLowestRate = 44100, kHighestRate = 384000; ///< Hz, what the instrument serves
+constexpr int kHighestRateTaken = 1'000'000'000;          ///< Hz
 constexpr int kLargestBlock = 8192;
-constexpr double kSlowestTempo = 1.0, kFastestTempo = 1000.0; ///< beats per minute
+
+/// Any number; what is no tempo counts as 120, as for the instrument.
+double readTempo(const std::string& option, const std::string& text)
+{
+    double beatsPerMinute = 0.0;
+    if (!readNumber(text, beatsPerMinute))
+        throw usageFailure(option, "\"" + text + "\" is not a number");
+    return std::isfinite(beatsPerMinute) && beatsPerMinute > 0.0 ? beatsPerMinute : 120.0;
+}
 
 /// NAME=VALUE
 ControlSetting readSetting(const std::string& option, const std::string& text)
@@ -164,13 +174,14 @@ private:
     {
         take("--tempo", "BPM", "tempo before the first tempo event of the song [120]",
              [this](const std::string& option, const std::string& text) {
-                 options.tempo = OptionFields(option, text, "BPM", 1, 1)
-                                     .real(0, "BPM", kSlowestTempo, kFastestTempo);
+                 options.tempo = readTempo(option, text);
              });
-        take("--rate", "HZ", "sample rate, 44100..384000 [48000]",
+        take("--rate", "HZ",
+             "sample rate; below 44100 and above 384000 the nearest of them [48000]",
              [this](const std::string& option, const std::string& text) {
-                 options.rate = OptionFields(option, text, "HZ", 1, 1)
-                                    .integer(0, "HZ", kLowestRate, kHighestRate);
+                 const int rate =
+                     OptionFields(option, text, "HZ", 1, 1).integer(0, "HZ", 1, kHighestRateTaken);
+                 options.rate = std::clamp(rate, kLowestRate, kHighestRate);
              });
         take("--block", "N", "host block size in samples, 1..8192 [512]",
              [this](const std::string& option, const std::string& text) {

@@ -50,7 +50,6 @@ SynthEngine::SynthEngine(std::uint32_t engineNumber)
 void SynthEngine::setSampleRate(double rate)
 {
     fs = std::isfinite(rate) ? std::clamp(rate, kMinSampleRate, kMaxSampleRate) : kMinSampleRate;
-    fs8 = fs * 8.0;
     smoothCoeff = static_cast<float>(onePoleCoeff(kSmoothingHz, fs));
     tailBlocks = static_cast<int>(kTailSeconds * fs) / kSubBlock;
 
@@ -79,7 +78,9 @@ void SynthEngine::setControl(int id, double value) noexcept
     const double v = intake(id, value);
     switch (id) {
     case polyphony: setPolyMode(polyModeOf(v)); break;
-    case fx_active: setEffectsActive(v != 0.0); break;
+    case fx_active:
+        fxRequest.store(v != 0.0 ? EffectSwitch::On : EffectSwitch::Off, std::memory_order_relaxed);
+        break;
     case fx_del_time: delay.setTime(static_cast<int>(v)); break;
     case fx_del_feedback: delay.setFeedback(static_cast<float>(v)); break;
     case fx_del_dry_wet: delay.setDryWet(static_cast<float>(v)); break;
@@ -88,8 +89,19 @@ void SynthEngine::setControl(int id, double value) noexcept
     case fx_rev_color: reverb.setColor(static_cast<float>(v)); break;
     case fx_rev_width: reverb.setWidth(static_cast<float>(v)); break;
     case fx_rev_dry_wet: reverb.setDryWet(static_cast<float>(v)); break;
-    default: mapControl(targets, id, v, {fs, fs8}, volumeDoubled); break;
+    default: mapAtPresentRate(id, v); break;
     }
+}
+
+/// A rate that changes meanwhile on another thread sends all controls again, but may have done so
+/// before this one's store.
+void SynthEngine::mapAtPresentRate(int id, double v) noexcept
+{
+    double rate = 0.0;
+    do {
+        rate = fs;
+        mapControl(targets, id, v, rate, volumeDoubled);
+    } while (rate != fs);
 }
 
 /// Held keys stay down and sound no more until they are pressed again.
@@ -105,16 +117,22 @@ void SynthEngine::setPolyMode(PolyMode mode) noexcept
     tailCounter = tailBlocks / 4;
 }
 
-void SynthEngine::setEffectsActive(bool on) noexcept
+/// Off fades: the tails go on for a while, then stepEffectCountdown stops and clears the effects.
+void SynthEngine::takeEffectSwitch() noexcept
 {
-    constexpr int kTailBlocks = 500; // while the effects fade out, per 44.1 kHz of rate
-    if (on) {
+    constexpr int kTailBlocks = 500; // per 44.1 kHz of rate
+    switch (fxRequest.exchange(EffectSwitch::None, std::memory_order_relaxed)) {
+    case EffectSwitch::None: break;
+    case EffectSwitch::On:
         fxActive = true;
         fxOffCountdown = 0;
         fxWet = 1.0f;
-    } else {
-        fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
+        break;
+    case EffectSwitch::Off:
+        if (fxActive) // else their memories are clear already, or about to be
+            fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
         fxWet = 0.0f;
+        break;
     }
 }
 
@@ -140,8 +158,6 @@ void SynthEngine::noteOn(int note, float velocity, int channel) noexcept
 void SynthEngine::noteOff(int note, float /*velocity*/, int /*channel*/) noexcept
 {
     allocator.noteOff(values, note);
-    if (!allocator.noKeysHeld)
-        tailCounter = tailBlocks;
 }
 
 void SynthEngine::allNotesOff() noexcept { allocator.allNotesOff(); }
@@ -151,8 +167,10 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
     stepSmoothers(values, targets, performance.aftertouchLast, smoothCoeff);
     values.lfoIncrement =
         performance.tempo /
-        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) / fs8;
+        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) /
+        (fs * kOversampling);
     shareOscillator3();
+    takeEffectSwitch();
 
     if (asleep()) {
         output.jumpToVolume(targets.outVolume);
@@ -192,7 +210,7 @@ void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
         if (event.sampleOffset >= startOffset + sampleCount)
             break;
         if (event.sampleOffset > now) {
-            renderVoices(done * kTick, (event.sampleOffset - now) * kTick);
+            renderVoices(done * kOversampling, (event.sampleOffset - now) * kOversampling);
             done += event.sampleOffset - now;
             now = event.sampleOffset;
         }
@@ -202,9 +220,9 @@ void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
             noteOff(event.note, event.velocity, event.channel);
     }
     if (done < sampleCount)
-        renderVoices(done * kTick, (sampleCount - done) * kTick);
+        renderVoices(done * kOversampling, (sampleCount - done) * kOversampling);
 
-    filterBank.process(values, *lanes, sampleCount * kTick, overL.data(), overR.data());
+    filterBank.process(values, *lanes, sampleCount * kOversampling, overL.data(), overR.data());
     decimator.process(overL.data(), overR.data(), sampleCount, outL.data(), outR.data());
     output.process(outL.data(), outR.data(), sampleCount, targets.outVolume, values.mains50Hz);
 }
@@ -232,9 +250,8 @@ void SynthEngine::runEffects(int sampleCount) noexcept
 {
     if (!fxActive)
         return;
-    const float fade = fxWet;
-    reverb.process(outL.data(), outR.data(), sampleCount, fade);
-    delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fade);
+    reverb.process(outL.data(), outR.data(), sampleCount, fxWet);
+    delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fxWet);
 }
 
 /// What is left of the effects' tails on a sleeping engine. The right side is flushed only after
@@ -259,15 +276,14 @@ void SynthEngine::flushSilentOutput() noexcept
 /// comes back with them.
 void SynthEngine::stepEffectCountdown() noexcept
 {
-    const int left = fxOffCountdown;
-    switch (left) {
+    switch (fxOffCountdown) {
     case 25: fxActive = false; break;
     case 20: delay.reset(); break;
     case 1: reverb.reset(); break;
     default: break;
     }
-    if (left > 0)
-        fxOffCountdown = left - 1;
+    if (fxOffCountdown > 0)
+        --fxOffCountdown;
 }
 
 } // namespace zephra

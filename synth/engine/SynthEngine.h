@@ -18,6 +18,7 @@
 #include "voice/VoiceRack.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -40,8 +41,8 @@ public:
 
     // --- Settings ---
     /// [!processing] Hz; rates out of range or not finite go to the nearest end. Silences
-    /// everything and rebuilds the tables of the rate; allocates. Afterwards all controls are to
-    /// be sent again.
+    /// everything but the ring of the filters and rebuilds the tables of the rate; allocates.
+    /// Afterwards all controls are to be sent again.
     void setSampleRate(double rate);
     double sampleRate() const noexcept { return fs; }
     /// [any], but polyphony [!processing], since that resets the voices. `value` is a control
@@ -52,7 +53,7 @@ public:
     void setVolumeDoubled(bool doubled) noexcept { volumeDoubled = doubled; }
     /// [!processing] Every smoothed value jumps to its target.
     void snapSmoothers() noexcept;
-    /// [!processing] Silences voices, filters, decimator and effects.
+    /// [!processing] Silences voices, decimator and effects; the filters' own ring dies away.
     void resetVoicesAndEffects() noexcept;
 
     // --- Notes ---
@@ -83,8 +84,9 @@ public:
 private:
     explicit SynthEngine(std::uint32_t engineNumber);
 
+    void mapAtPresentRate(int id, double v) noexcept;
     void setPolyMode(PolyMode mode) noexcept;
-    void setEffectsActive(bool on) noexcept;
+    void takeEffectSwitch() noexcept;
     void renderVoices(int firstSample, int count) noexcept;
     void renderSound(int sampleCount, int startOffset) noexcept;
     void shareOscillator3() noexcept;
@@ -93,8 +95,7 @@ private:
     void flushSilentOutput() noexcept;
     void stepEffectCountdown() noexcept;
 
-    double fs = 0.0;          ///< host rate
-    double fs8 = 0.0;         ///< voice rate
+    Shared<double> fs{0.0};   ///< host rate; set [!processing], read by setControl [any]
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 
@@ -114,9 +115,11 @@ private:
 
     int tailBlocks = 0;            ///< silent sub-blocks rendered before the engine falls asleep
     Shared<int> tailCounter{1000}; ///< below 0: asleep
-    Shared<bool> fxActive{false};
-    Shared<float> fxWet{0.0f};
-    Shared<int> fxOffCountdown{0}; ///< sub-blocks until the effects are stopped and cleared
+    enum class EffectSwitch : int { None, On, Off };
+    std::atomic<EffectSwitch> fxRequest{EffectSwitch::None}; ///< set [any], taken [audio]
+    Shared<bool> fxActive{false};                            ///< delay and reverb are being run
+    float fxWet = 0.0f;     ///< 1 while switched on, 0 while the tails die out
+    int fxOffCountdown = 0; ///< sub-blocks until the effects are stopped and cleared
 };
 
 } // namespace zephra

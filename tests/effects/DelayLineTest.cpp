@@ -62,7 +62,7 @@ TEST(DelayLine, EchoesComeAtTheNoteLengthAndRightOnesAtItsHalf)
                 const int longest = fs <= 50000 ? 131071 : fs <= 150000 ? 262143 : 524287;
                 const int D = std::min(noteSamples(index, fs, tenthsOfBpm), longest);
                 const Setting s{.fs = double(fs), .time = index, .bpm = tenthsOfBpm / 10.0};
-                const Stereo out = echo(s, impulse(D + 100, 1.0f, 1.0f));
+                const Stereo out = echo(s, impulse(D + fs / 50, 1.0f, 1.0f));
                 EXPECT_EQ(loudestEcho(out.left), D)
                     << "index " << index << " at " << s.bpm << " and " << fs;
                 EXPECT_EQ(loudestEcho(out.right), D / 2)

@@ -75,7 +75,7 @@ class EndToEnd(unittest.TestCase):
                 ("--set", "--set", "filter_cutof=1", "--out", self.out),
                 ("--note", "--note", "60,100,2,1", "--out", self.out),
                 ("--block", "--block", "8193", "--out", self.out),
-                ("--rate", "--rate", "1e9", "--out", self.out),
+                ("--rate", "--rate", "-1", "--out", self.out),
                 ("--patch", "--patch", "lead.fxp", "--out", self.out),
                 ("--dump", "--dump", "lead.fxp")]:
             self.check_refused(2, names + ": ", *arguments)
@@ -217,6 +217,12 @@ class EndToEnd(unittest.TestCase):
         self.assertEqual(len(rows), 92)
         cutoff = next(row for row in rows if "filter_cutoff" in row)
         self.assertEqual(cutoff.split(), ["71", "filter_cutoff", "34", "0.5", "841", "Hz"])
+
+    def test_demo_sound(self):
+        lines = SONG.with_suffix(".settings").read_text().splitlines()
+        settings = " ".join(line for line in lines if not line.startswith("#")).split()
+        _, samples = read_wav(self.render(*settings, SONG, "--seconds", "1"))
+        self.assertTrue(0.05 < max(map(abs, samples)) < 1)
 
     def test_demo_song_is_made_from_its_score(self):
         made = self.folder / "made.mid"

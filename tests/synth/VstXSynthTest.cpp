@@ -210,6 +210,23 @@ TEST(NewPatch, CutsWhatSounds)
     plugin.synth->applyCurrentPatch();
     plugin.run(4096); // the filter rings on by itself
     EXPECT_LT(test::peak(Plugin::render(*plugin.synth, 4096).left), 1e-3f);
+    for (int i = 0; i < 30; ++i)
+        plugin.run(4096);
+    EXPECT_TRUE(plugin.synth->engine().asleep()) << "no key is remembered";
+}
+
+TEST(NewPlugin, SoundsSettledFromItsFirstSample)
+{
+    const auto firstNote = [](bool settled) {
+        return inFreshProcess([=] {
+            Plugin plugin("Cockos");
+            if (settled)
+                plugin.synth->snapSmoothers();
+            plugin.send({{0, 0x90, 48, 100}});
+            return Plugin::render(*plugin.synth, 2048).left;
+        });
+    };
+    EXPECT_TRUE(firstNote(false) == firstNote(true));
 }
 
 TEST(Close, ReleasesWhatIsHeld)
