@@ -97,11 +97,3 @@ def smooth_octaves(f, power, fraction=12):
             centres.append(np.sqrt(edges[k - 1] * edges[k]))
             values.append(part.mean())
     return np.array(centres), np.array(values)
-
-
-def gain_over_time(x, reference, window):
-    """How much of reference sounds in x, window by window (least squares)."""
-    n = min(len(x), len(reference)) // window * window
-    a = x[:n].reshape(-1, window)
-    b = reference[:n].reshape(-1, window)
-    return (a * b).sum(1) / np.maximum((b * b).sum(1), TINY)

@@ -6,7 +6,7 @@ import numpy as np
 from scipy import signal
 
 from .. import theory
-from ..analysis import crossing, gain_over_time, rms
+from ..analysis import crossing
 from ..render import Job
 from ..setup import BARE, ENGINES, NOISE, NOISE_KEY
 from .filter import knob, units_of
@@ -22,19 +22,27 @@ FIR_DELAY = 59 / 8  # output samples
 # Amplifier: the same white noise twice, once with the envelope and once without ------------------
 
 def amplitude(render, settings, hold, seconds, rate):
-    """Times from the start of the note and amplitude, ceiling 1."""
-    early = {**NOISE, "mixer_noise": 0.3}
-    pair = [Job({**early, **settings}, [(NOISE_KEY, 100, ON, ON + hold)], ON + seconds, rate),
-            Job(early, [(NOISE_KEY, 100, 0, 900)], ON + seconds, rate)]
-    sound, steady = (s[:, 0] for s in render.batch(pair))
+    """Times from the start of the note and amplitude, ceiling 1. Quick envelopes are played again and
+    again, and each window is fitted over all notes at once."""
+    notes = 40 if rate == FAST_RATE else 1
+    hold = min(hold, 0.08) if notes > 1 else hold
+    starts = [ON + k * 0.12 for k in range(notes)]
+    every = {**NOISE, "mixer_noise": 0.3}
+    length = starts[-1] + seconds
+    pair = [Job({**every, **settings}, [(NOISE_KEY, 100, t, t + hold) for t in starts], length, rate),
+            Job(every, [(NOISE_KEY, 100, 0, 900)], length, rate)]
     # Thumps of the control voltage lie below, and the hum's share is the same in both.
     high = signal.butter(2, 1000, "highpass", fs=rate, output="sos")
-    start = int(ON * rate)
-    sound, steady = (signal.sosfilt(high, s)[start:] for s in (sound, steady))
+    sound, steady = (signal.sosfilt(high, s[:, 0]) for s in render.batch(pair))
     window = max(8, int(rate * min(seconds / 3000, 0.01)))
-    gain = gain_over_time(sound, steady, window)
-    time = ((np.arange(len(gain)) + 0.5) * window - 0.5 - FIR_DELAY) / rate
-    return time, gain
+    count = int(seconds * rate) // window
+    upper = lower = 0.0
+    for t in starts:
+        at = int(t * rate + 0.5)
+        y, x = (s[at : at + count * window].reshape(count, window) for s in (sound, steady))
+        upper, lower = upper + (x * y).sum(1), lower + (x * x).sum(1)
+    time = ((np.arange(count) + 0.5) * window - 0.5 - FIR_DELAY) / rate
+    return time, upper / lower
 
 
 def levels_at(rows):
@@ -57,7 +65,7 @@ def amp_attack(page, render, axes):
             wanted = -np.log(1 - level) / np.log(5) * ms / 1000
             # The quickest attack passes its first rows within a few samples of the output.
             page.percent(f"amplifier attack at {x:g}, to {level:g}", seconds, wanted,
-                         3 if wanted > 0.0003 else 12, "s")
+                         3 if wanted > 0.0003 else 6, "s")
         axes.plot(time / ms * 1000, gain, lw=0.8, label=f"{x:g}: {ms:.4g} ms")
     axes.set(xlim=(0, 1), ylim=(0, 1.1), title="amplifier attack", xlabel="time / attack time")
     axes.legend()
@@ -92,7 +100,8 @@ def linear_release(page, render, axes):
     for x in (0.0, 0.0095):
         ms = theory.amp_linear_ms(x)
         time, gain = amplitude(render, {"amplifier_env_release": x}, 0.05, 0.055, FAST_RATE)
-        found = times_at(time - 0.05, gain, (1280, 1024, 512, 384), True)
+        after = time > 0.05
+        found = times_at(time[after] - 0.05, gain[after], (1280, 1024, 512, 384), True)
         for level, seconds in found:
             page.row(f"linear release at {x:g}, to {level:g}", seconds * 1000, (0.8 - level) * ms, 0.03, "ms")
         axes.plot((time - 0.05) * 1000, gain, label=f"{x:g}")
@@ -112,24 +121,26 @@ def amp_sustain(page, render):
 
 # Filter: the pitch of the singing filter is the cutoff --------------------------------------------
 
-AMOUNT = 0.55
-BASE_HZ = 220
+TAIL = 0.05  # seconds at the end, lost to the analytic signal
 
 
 class SingingFilter:
     """Turns a self-oscillation, whose pitch follows the cutoff, back into the envelope."""
+
+    base, amount = 220, 0.55  # Hz of the resting filter, envelope amount
 
     def __init__(self, render, early):
         self.render, self.early = render, early
         self.units = calibration(render, early)
 
     def job(self, settings, hold, seconds):
-        every = {**BARE, "opts_revision": self.early, "osc_1_active": 0, "osc_1_range": 5,
-                 "osc_2_range": 5, "osc_3_range": 5, "filter_resonance": 1,
-                 "filter_cutoff": knob(BASE_HZ, self.early), "filter_env_amount": AMOUNT,
+        every = {**BARE, "opts_revision": self.early, "osc_1_range": 5, "osc_2_range": 5,
+                 "osc_3_range": 5, "filter_resonance": 1, "mixer_osc_1": 0.5,
+                 "filter_cutoff": knob(self.base, self.early), "filter_env_amount": self.amount,
                  "amplifier_env_release": 0.9, **settings}
-        # A first note sets the filter singing; its own envelope must be over before the second.
-        return Job(every, [(60, 100, ON, ON + hold)], ON + seconds, FAST_RATE if seconds < 0.6 else RATE)
+        # An oscillator sets the filter singing ahead of the note, and is closed again.
+        return Job(every, [(60, 100, ON, ON + hold)], ON + seconds + TAIL,
+                   FAST_RATE if seconds < 0.6 else RATE, ["--auto", "osc_1_active=0@0.1"])
 
     def envelope(self, settings, hold, seconds):
         one = self.job(settings, hold, seconds)
@@ -140,8 +151,9 @@ class SingingFilter:
         hz = np.diff(phase[::step]) * one.rate / (2 * np.pi * step)
         time = ((np.arange(len(hz)) + 0.5) * step - start - FIR_DELAY) / one.rate
         units = self.units(np.clip(hz, 115, 17000))
-        level = (units - units_of(BASE_HZ, self.early)) / (theory.filter_scale(self.early) * AMOUNT)
-        return time, level
+        level = (units - units_of(self.base, self.early)) / (theory.filter_scale(self.early) * self.amount)
+        inside = time < seconds
+        return time[inside], level[inside]
 
 
 def smooth(level, width):
@@ -167,14 +179,28 @@ def filter_attack(page, singer, name, axes):
     axes.legend()
 
 
+def quick_attack(page, singer, name):
+    """The shortest attacks last a few cycles: they are seen from a higher pitch, and less well."""
+    singer.base, singer.amount = 3000, 0.25
+    for x in (0.05, 0.1):
+        seconds = theory.filter_attack_seconds(x)
+        time, level = singer.envelope({"filter_env_attack": x, "filter_env_sustain": 1,
+                                       "filter_env_decay": 0.5, "amplifier_env_attack": 0}, 99, 0.05)
+        level = smooth(level, 5)
+        inside = (time > 0) & (time < seconds)
+        page.percent(f"{name}, filter attack at {x:g}, to 0.4", crossing(time[inside], level[inside], 0.4, False),
+                     -np.log2(0.6) * seconds, 8, "s")
+    singer.base, singer.amount = SingingFilter.base, SingingFilter.amount
+
+
 def filter_decay(page, singer, name, axes):
     for attack, decay in ((0.0, 0.3), (0.0, 0.5), (0.0, 0.7), (0.4, 0.5)):
         td, ta = theory.filter_decay_seconds(decay), theory.filter_attack_seconds(attack)
         length = min(td, 8.0)
         time, level = singer.envelope({"filter_env_attack": attack, "filter_env_sustain": 0,
                                        "filter_env_decay": decay}, 99, ta + length)
-        curve = theory.filter_decay_curve(decay, 0, attack, 0.5, length, 6000)
-        when = np.arange(1, len(curve) + 1) / 48000
+        curve = theory.filter_decay_curve(decay, 0, attack, 0.5, length, RATE)
+        when = np.arange(1, len(curve) + 1) / (8 * RATE)
         level = smooth(level, 15)
         after = time - ta
         inside = (after > max(0.004, td * 0.02)) & (after < length * 0.95)
@@ -186,8 +212,8 @@ def filter_decay(page, singer, name, axes):
         error = level[inside] - np.interp(after[inside], when, curve)
         page.row(f"{name}, filter decay at {decay:g} after attack {attack:g}: largest error",
                  max(error, key=abs), 0, 0.008)
-        line, = axes.plot(after / td, level, lw=0.7, label=f"attack {attack:g}, decay {decay:g}")
-        axes.plot(when / td, curve, "--", lw=0.7, color="k")
+        axes.plot(after / td, level, lw=0.7, label=f"attack {attack:g}, decay {decay:g}")
+        axes.plot(when[::400] / td, curve[::400], "--", lw=0.7, color="k")
     axes.set(xlim=(-0.05, 1), ylim=(0, 0.55), title=f"{name}: filter decay", xlabel="time / decay time")
     axes.legend()
 
@@ -195,9 +221,9 @@ def filter_decay(page, singer, name, axes):
 def filter_sustain(page, singer, name):
     for x in (0.3, 1.0):
         time, level = singer.envelope({"filter_env_sustain": x, "filter_env_decay": 0.25}, 99, 1.0)
-        curve = theory.filter_decay_curve(0.25, x, 0.0, 0.5, 0.95, 6000)
+        curve = theory.filter_decay_curve(0.25, x, 0.0, 0.5, 0.95, RATE)
         page.row(f"{name}, filter sustain at {x:g} after 0.9 s", np.median(level[(time > 0.88) & (time < 0.92)]),
-                 curve[int(0.9 * 48000)], 0.004)
+                 curve[int(0.9 * 8 * RATE)], 0.004)
 
 
 def filter_release(page, singer, name, axes):
@@ -247,6 +273,7 @@ def measure(page, render):
     for (name, early), row in zip(ENGINES, axes):
         singer = SingingFilter(render, early)
         filter_attack(page, singer, name, row[0])
+        quick_attack(page, singer, name)
         filter_decay(page, singer, name, row[1])
         filter_release(page, singer, name, row[2])
         filter_sustain(page, singer, name)
