@@ -104,7 +104,7 @@ PlateReverb::TankDelays PlateReverb::tankDelays(int ch, double rate) noexcept
     const auto samples = [r](double length, int less = 0) {
         return static_cast<int>(length * r - less);
     };
-    TankDelays d;
+    TankDelays d{};
     d.entry1 = samples(l.entry1);
     d.entry2 = samples(l.entry2);
     d.pre = samples(l.pre, c);

@@ -51,7 +51,7 @@ bool AudioGate::tryPauseAudio() noexcept
 
 void AudioGate::resumeAudio() noexcept
 {
-    if (--depth > 0)
+    if (!holdsPause() || --depth > 0)
         return;
     audioPaused.exchange(0);
     owner.store(std::thread::id{}); // last: the next owner raises the flag again

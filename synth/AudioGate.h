@@ -32,7 +32,7 @@ public:
     /// [!audio] Refuses blocks from now on and waits in steps of 1 ms until none is running. Calls
     /// of one thread nest; other threads wait until the holder has resumed.
     void pauseAudio() noexcept;
-    /// Ends one pauseAudio or successful tryPauseAudio of this thread.
+    /// Ends one pauseAudio or successful tryPauseAudio of this thread; nothing without one.
     void resumeAudio() noexcept;
     /// [any, on the audio thread only between blocks] As pauseAudio, but false at once if another
     /// thread holds the pause. Between two blocks of its own the audio thread has nothing to wait

@@ -49,7 +49,7 @@ void MidiIntake::processEvents(const HostEvents* list) noexcept
         }
     }
 
-    std::array<float, kMidiChannels> pitchBend;
+    std::array<float, kMidiChannels> pitchBend{};
     std::ranges::copy(controls.pitchBend, pitchBend.begin());
     engine.rows.endBlock(controls.modWheel, pitchBend);
 }

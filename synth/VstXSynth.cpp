@@ -37,15 +37,15 @@ constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
 
 // --- Life -----------------------------------------------------------------------------------
 
-VstXSynth::VstXSynth(VstXSynthOptions options)
+VstXSynth::VstXSynth(const VstXSynthOptions& options)
     : AudioEffectX(options.host, kIdentity), settings(options.settings), library(options.library),
       controls(parameterStore, soundEngine, gate), midi(soundEngine, controls, map, library)
 {
     if (settings)
         map.load(*settings);
     adaptToHost(); // ahead of the first volume
-    setSampleRate(kStartSampleRate);
-    setBlockSize(kStartBlockSize);
+    VstXSynth::setSampleRate(kStartSampleRate);
+    VstXSynth::setBlockSize(kStartBlockSize);
     soundEngine.snapSmoothers(); // whatever the host: nothing can glide in from nowhere
 
     if (options.editorFactory) {

@@ -36,7 +36,7 @@ struct VstXSynthOptions {
 /// processReplacing, and user-interface threads with all else.
 class VstXSynth : public AudioEffectX {
 public:
-    explicit VstXSynth(VstXSynthOptions options = {});
+    explicit VstXSynth(const VstXSynthOptions& options = {});
     ~VstXSynth() override; ///< keeps a learned MIDI map
 
     // --- Sound ---

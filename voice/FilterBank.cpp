@@ -2,6 +2,7 @@
 #include "voice/FilterBank.h"
 
 #include "common/Maths.h"
+#include "voice/VoiceRates.h"
 
 #include <cmath>
 
@@ -12,7 +13,7 @@ namespace {
 /// Output tap as weights of the ladder stages, with the gain that brings the four modes to one
 /// loudness.
 struct Tap {
-    float y1, y2, y3, y4, comp;
+    float y1 = 0.0f, y2 = 0.0f, y3 = 0.0f, y4 = 0.0f, comp = 0.0f;
 };
 constexpr float kComp = 0.7692308f;           // 1 / 1.3
 constexpr float kBandPass24Comp = 1.5384616f; // 2 / 1.3
@@ -61,20 +62,20 @@ const float* stream(const float* frame, Stream which, int lanes) noexcept
 } // namespace
 
 struct FilterBank::Stretch {
-    float drive;
-    float asym; ///< bias of the ladder
-    float sat;  ///< gain into the amplifier's clipper
-    float fbGain;
+    float drive = 0.0f;
+    float asym = 0.0f; ///< bias of the ladder
+    float sat = 0.0f;  ///< gain into the amplifier's clipper
+    float fbGain = 0.0f;
     Tap tap;
-    bool mono; ///< the first lane decides alone
-    const float* cutoffTable;
+    bool mono = false; ///< the first lane decides alone
+    const float* cutoffTable = nullptr;
     Coefficients coeffs;
     Pan pan;
 };
 
 void FilterBank::setSampleRate(double fs)
 {
-    const double fs8 = fs * 8.0;
+    const double fs8 = fs * kOversampling;
     const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
     lateCoeffs = {at(12.0), at(20.0), at(24.4)};
     earlyCoeffs = {at(8.0), at(12.0), at(16.0)};

@@ -45,7 +45,7 @@ private:
     };
     struct Stretch; ///< constants of one sub-block
     struct Pan {
-        Float4 left, right; ///< gain per lane
+        Float4 left{}, right{}; ///< gain per lane
     };
 
     template <bool kIterated>

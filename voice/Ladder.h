@@ -92,7 +92,7 @@ template <class T> struct IteratedLadder {
 
 /// Constants of the linearised ladder's resonance path: two high-passes.
 struct ResonancePath {
-    float w1, w2;
+    float w1 = 0.0f, w2 = 0.0f;
     float p1 = 1.0f / (1.0f + w1), p2 = 1.0f / (1.0f + w2);
     float q = 1.0f + p2 * w2;
 };

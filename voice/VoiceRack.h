@@ -25,7 +25,7 @@ public:
     void reset() noexcept;
 
     /// Oscillator 3 as the common low-frequency oscillator: voices 1..7 take over its state from
-    /// voice 0, which alone carries it on.
+    /// voice 0, which keeps them together.
     void shareOscillator3() noexcept;
 
     /// Renders `count` voice-rate samples (a multiple of 8) from `firstSample` of the sub-block

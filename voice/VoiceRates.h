@@ -5,13 +5,16 @@
 
 namespace zephra {
 
+/// Voices and filter run at this multiple of the host rate, whatever the host rate is.
+inline constexpr int kOversampling = 8;
+
 /// Voice-rate samples between two control ticks; ticks thus run at the host rate.
 inline constexpr int kTick = 8;
 
 /// Everything in a voice that follows from the host rate alone.
 struct VoiceRates {
     explicit VoiceRates(double hostRate = 44100.0) noexcept
-        : fs(hostRate), fs8(hostRate * 8.0), bend(onePoleCoeff(15.0, fs)),
+        : fs(hostRate), fs8(hostRate * kOversampling), bend(onePoleCoeff(15.0, fs)),
           modAmount(static_cast<float>(onePoleCoeff(12.0, fs))),
           slowNoise(static_cast<float>(onePoleCoeff(10.0, fs))), driftStep(kDriftSpeed / fs),
           triLow(static_cast<float>(onePoleCoeff(200.0, fs8))),

@@ -225,7 +225,7 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
             keyCutoff = static_cast<float>((glidePitch - kKeytrackCentre) * keytrack);
         }
 
-        std::array<float, 3> o;
+        std::array<float, 3> o{};
         for (std::size_t k = 0; k < 3; ++k)
             o[k] = oscillatorSample<kRevision>(osc[k], k, values.oscWave[k], inc[k], threshold[k],
                                                rates.triLow, shapes);

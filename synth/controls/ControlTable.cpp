@@ -60,10 +60,10 @@ static_assert(std::ranges::all_of(kControls, isConsistent));
 // --- Look-ups ---
 
 constexpr auto kTableRowOfId = [] {
-    std::array<std::int8_t, kControls.back().id + 1> rows{};
+    std::array<std::int16_t, kControls.back().id + 1> rows{};
     rows.fill(-1);
     for (std::size_t row = 0; row < kControls.size(); ++row)
-        rows[static_cast<std::size_t>(kControls[row].id)] = static_cast<std::int8_t>(row);
+        rows[static_cast<std::size_t>(kControls[row].id)] = static_cast<std::int16_t>(row);
     return rows;
 }();
 

@@ -9,7 +9,7 @@ namespace zephra {
 /// Note lengths of tempo-synced cycles in 1/64 notes: for each plain value b from 8/1 (512) down
 /// to 1/32 (2) the dotted, plain and triplet length.
 inline constexpr std::array<double, 27> kSyncCycles = [] {
-    std::array<double, 27> cycles {};
+    std::array<double, 27> cycles{};
     double plain = 512.0;
     for (std::size_t i = 0; i < cycles.size(); i += 3, plain *= 0.5) {
         cycles[i] = 1.5 * plain;

@@ -3,6 +3,7 @@
 
 #include "common/Maths.h"
 #include "controls/ControlTable.h"
+#include "voice/VoiceRates.h"
 
 #include <algorithm>
 #include <array>
@@ -102,16 +103,16 @@ double intake(int id, double value) noexcept
     return std::trunc(std::clamp(value, -2147483648.0, 2147483647.0));
 }
 
-void mapControl(EngineTargets& t, int id, double v, const ControlRates& rates,
-                bool volumeDoubled) noexcept
+void mapControl(EngineTargets& t, int id, double v, double fs, bool volumeDoubled) noexcept
 {
+    const double fs8 = fs * kOversampling;
     const auto f = static_cast<float>(v);
     const auto whole = static_cast<int>(v);
     const bool on = whole != 0;
 
     switch (id) {
     case controls_glide: // 0 = 10000 st/s, 1 = 10 st/s
-        t.glideRate = geometricMap((1.0 - v) * (1.0 - v), 10.0, 10000.0) / rates.fs;
+        t.glideRate = geometricMap((1.0 - v) * (1.0 - v), 10.0, 10000.0) / fs;
         break;
     case controls_modulation_mix: t.modulationMix = f; break;
     case controls_osc_modulation_sw: t.modOscOn = on; break;
@@ -135,7 +136,7 @@ void mapControl(EngineTargets& t, int id, double v, const ControlRates& rates,
     case osc_3_semi: // as fixed rate: 0 = 0.312 Hz, 1 = 15.8 Hz in range "LO"
         t.oscSemi[2] = static_cast<float>(14.0 * v - 7.0);
         t.osc3SemiNorm = f;
-        t.osc3FixedRate = static_cast<double>(expMap(v, 0.3121616f, 15.7998686f)) / rates.fs8;
+        t.osc3FixedRate = static_cast<double>(expMap(v, 0.3121616f, 15.7998686f)) / fs8;
         break;
     case osc_1_fine: t.oscFine[0] = static_cast<float>(v - 0.5); break;
     case osc_2_fine: t.oscFine[1] = static_cast<float>(v - 0.5); break;
@@ -173,7 +174,7 @@ void mapControl(EngineTargets& t, int id, double v, const ControlRates& rates,
     case filter_env_attack:
         t.filterAttackNorm = f;
         t.filterAttackSeconds = attackSeconds(v);
-        t.filterAttack = std::pow(0.5, 1.0 / (attackSeconds(v) * rates.fs8));
+        t.filterAttack = std::pow(0.5, 1.0 / (attackSeconds(v) * fs8));
         break;
     case filter_env_decay: t.filterDecay = decaySeconds(v); break;
     case filter_env_sustain: t.filterSustain = 0.992 * v + 0.035; break;
@@ -182,11 +183,11 @@ void mapControl(EngineTargets& t, int id, double v, const ControlRates& rates,
         t.filterRelease = decaySeconds(v);
         break;
 
-    case amplifier_env_attack: t.ampAttack = ampAttackCoeff(v, rates.fs8); break;
-    case amplifier_env_decay: t.ampDecay = ampDecayCoeff(v, rates.fs8); break;
+    case amplifier_env_attack: t.ampAttack = ampAttackCoeff(v, fs8); break;
+    case amplifier_env_decay: t.ampDecay = ampDecayCoeff(v, fs8); break;
     case amplifier_env_sustain: t.ampSustain = v; break;
     case amplifier_env_release:
-        t.ampRelease = ampDecayCoeff(v, rates.fs8);
+        t.ampRelease = ampDecayCoeff(v, fs8);
         t.ampReleaseNorm = f;
         t.ampReleaseMs = static_cast<double>(expMap(v, 2.5f, 36000.0f));
         break;

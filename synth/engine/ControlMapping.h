@@ -5,20 +5,13 @@
 
 namespace zephra {
 
-/// Host and voice rate in Hz, as far as controls depend on them.
-struct ControlRates {
-    double fs = 44100.0;
-    double fs8 = 352800.0;
-};
-
 /// A control value as the engine takes it in: continuous ones limited to 0..1 (not a number: the
 /// control's default), switches and stepped ones as whole numbers, saturated.
 double intake(int id, double value) noexcept;
 
 /// Sets the targets of one control; `v` has passed the intake. Ids that are not the voices' or
-/// the output's do nothing here. [any]
-void mapControl(EngineTargets& targets, int id, double v, const ControlRates& rates,
-                bool volumeDoubled) noexcept;
+/// the output's do nothing here. `fs` is the host rate in Hz. [any]
+void mapControl(EngineTargets& targets, int id, double v, double fs, bool volumeDoubled) noexcept;
 
 // Control value 0..1 to engine value. Anchors stand beside the bodies.
 double attackSeconds(double v) noexcept;              ///< filter envelope attack

@@ -50,7 +50,6 @@ SynthEngine::SynthEngine(std::uint32_t engineNumber)
 void SynthEngine::setSampleRate(double rate)
 {
     fs = std::isfinite(rate) ? std::clamp(rate, kMinSampleRate, kMaxSampleRate) : kMinSampleRate;
-    fs8 = fs * 8.0;
     smoothCoeff = static_cast<float>(onePoleCoeff(kSmoothingHz, fs));
     tailBlocks = static_cast<int>(kTailSeconds * fs) / kSubBlock;
 
@@ -90,8 +89,19 @@ void SynthEngine::setControl(int id, double value) noexcept
     case fx_rev_color: reverb.setColor(static_cast<float>(v)); break;
     case fx_rev_width: reverb.setWidth(static_cast<float>(v)); break;
     case fx_rev_dry_wet: reverb.setDryWet(static_cast<float>(v)); break;
-    default: mapControl(targets, id, v, {fs, fs8}, volumeDoubled); break;
+    default: mapAtPresentRate(id, v); break;
     }
+}
+
+/// A rate that changes meanwhile on another thread sends all controls again, but may have done so
+/// before this one's store.
+void SynthEngine::mapAtPresentRate(int id, double v) noexcept
+{
+    double rate = 0.0;
+    do {
+        rate = fs;
+        mapControl(targets, id, v, rate, volumeDoubled);
+    } while (rate != fs);
 }
 
 /// Held keys stay down and sound no more until they are pressed again.
@@ -114,12 +124,16 @@ void SynthEngine::takeEffectSwitch() noexcept
     switch (fxRequest.exchange(EffectSwitch::None, std::memory_order_relaxed)) {
     case EffectSwitch::None: break;
     case EffectSwitch::On:
+        if (!fxActive && fxOffCountdown > 0) { // stopped, but not yet cleared
+            delay.reset();
+            reverb.reset();
+        }
         fxActive = true;
         fxOffCountdown = 0;
         fxWet = 1.0f;
         break;
     case EffectSwitch::Off:
-        if (fxActive)
+        if (fxActive) // else their memories are clear already, or about to be
             fxOffCountdown = static_cast<int>(fs / 44100.0) * kTailBlocks;
         fxWet = 0.0f;
         break;
@@ -148,8 +162,6 @@ void SynthEngine::noteOn(int note, float velocity, int channel) noexcept
 void SynthEngine::noteOff(int note, float /*velocity*/, int /*channel*/) noexcept
 {
     allocator.noteOff(values, note);
-    if (!allocator.noKeysHeld)
-        tailCounter = tailBlocks;
 }
 
 void SynthEngine::allNotesOff() noexcept { allocator.allNotesOff(); }
@@ -159,7 +171,8 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
     stepSmoothers(values, targets, performance.aftertouchLast, smoothCoeff);
     values.lfoIncrement =
         performance.tempo /
-        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) / fs8;
+        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) /
+        (fs * kOversampling);
     shareOscillator3();
     takeEffectSwitch();
 
@@ -201,7 +214,7 @@ void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
         if (event.sampleOffset >= startOffset + sampleCount)
             break;
         if (event.sampleOffset > now) {
-            renderVoices(done * kTick, (event.sampleOffset - now) * kTick);
+            renderVoices(done * kOversampling, (event.sampleOffset - now) * kOversampling);
             done += event.sampleOffset - now;
             now = event.sampleOffset;
         }
@@ -211,9 +224,9 @@ void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
             noteOff(event.note, event.velocity, event.channel);
     }
     if (done < sampleCount)
-        renderVoices(done * kTick, (sampleCount - done) * kTick);
+        renderVoices(done * kOversampling, (sampleCount - done) * kOversampling);
 
-    filterBank.process(values, *lanes, sampleCount * kTick, overL.data(), overR.data());
+    filterBank.process(values, *lanes, sampleCount * kOversampling, overL.data(), overR.data());
     decimator.process(overL.data(), overR.data(), sampleCount, outL.data(), outR.data());
     output.process(outL.data(), outR.data(), sampleCount, targets.outVolume, values.mains50Hz);
 }

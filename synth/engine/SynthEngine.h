@@ -40,9 +40,9 @@ public:
     SynthEngine& operator=(const SynthEngine&) = delete;
 
     // --- Settings ---
-    /// [!processing] Hz; rates out of range or not finite go to the nearest end. Silences
-    /// everything and rebuilds the tables of the rate; allocates. Afterwards all controls are to
-    /// be sent again.
+    /// [!processing] Hz; a rate out of range goes to the nearest end, one that is not finite to
+    /// the lower. Silences everything but the ring of the filters and rebuilds the tables of the
+    /// rate; allocates. Afterwards all controls are to be sent again.
     void setSampleRate(double rate);
     double sampleRate() const noexcept { return fs; }
     /// [any], but polyphony [!processing], since that resets the voices. `value` is a control
@@ -84,6 +84,7 @@ public:
 private:
     explicit SynthEngine(std::uint32_t engineNumber);
 
+    void mapAtPresentRate(int id, double v) noexcept;
     void setPolyMode(PolyMode mode) noexcept;
     void takeEffectSwitch() noexcept;
     void renderVoices(int firstSample, int count) noexcept;
@@ -94,8 +95,7 @@ private:
     void flushSilentOutput() noexcept;
     void stepEffectCountdown() noexcept;
 
-    double fs = 0.0;          ///< host rate
-    double fs8 = 0.0;         ///< voice rate
+    Shared<double> fs{0.0};   ///< host rate; set [!processing], read by setControl [any]
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 

@@ -42,7 +42,7 @@ void VoiceAllocator::playMono(const EngineValues& values, int note, float veloci
 int VoiceAllocator::pickVoice(const EngineValues& values, int note) noexcept
 {
     const int maxVoices = voicesOf(values.polyMode);
-    int picked = nextVoice < maxVoices ? nextVoice : 0;
+    int picked = nextVoice;
     if (values.notePriorityLast) {
         int nearest = kKeys;
         for (int i = 0; i < maxVoices; ++i) {

@@ -74,7 +74,7 @@ TEST(ControlMapping, WildStepsFallBackAndIndexesStayInTheirLists)
     EngineTargets targets;
     EngineValues values;
     const auto send = [&](int id, double v) {
-        mapControl(targets, id, intake(id, v), {}, false);
+        mapControl(targets, id, intake(id, v), 44100.0, false);
         stepSmoothers(values, targets, 0.0, 1.0f);
     };
     send(tuning_coarse, 9.0);
@@ -94,9 +94,9 @@ TEST(ControlMapping, WildStepsFallBackAndIndexesStayInTheirLists)
 TEST(ControlMapping, VolumeIsSquareAndDoublesInTheOwnHost)
 {
     EngineTargets targets;
-    mapControl(targets, volume, 0.5, {}, false);
+    mapControl(targets, volume, 0.5, 44100.0, false);
     EXPECT_FLOAT_EQ(targets.outVolume, 0.5025f);
-    mapControl(targets, volume, 0.5, {}, true);
+    mapControl(targets, volume, 0.5, 44100.0, true);
     EXPECT_FLOAT_EQ(targets.outVolume, 1.005f);
 }
 

@@ -83,7 +83,7 @@ TEST(SynthEngine, NotesStartAtTheirSample)
         e.engine.setControl(mixer_osc_1, 0.0); // the envelope's own thump is the same each time
         e.engine.setControl(opts_flt_symmetry, 0.5);
         e.engine.snapSmoothers();
-        e.blocks(4);                           // levels and cutoff have arrived
+        e.blocks(4); // levels and cutoff have arrived
         e.note(100, true, offset);
         e.blocks(20);
         for (std::size_t i = 256; i < e.left.size(); ++i)
@@ -207,6 +207,30 @@ TEST(SynthEngine, EffectsSwitchedOffStopAfterFiveHundredSubBlocks)
     EXPECT_LT(e.peakOfLast(64 * 1900), 1e-4f) << "no old tail comes back";
 }
 
+TEST(SynthEngine, NoOldTailComesBackWhileTheEffectsAreBeingCleared)
+{
+    for (const int blocksAfterOff : {470, 477, 482, 490, 499, 505}) {
+        Engine e;
+        e.engine.setControl(fx_active, 1.0);
+        e.engine.setControl(fx_rev_dry_wet, 1.0);
+        e.engine.setControl(fx_rev_time, 1.0);
+        e.note(60, true);
+        e.blocks(50);
+        e.note(60, false);
+        e.blocks(200);
+        e.engine.setControl(fx_active, 0.0);
+        e.blocks(blocksAfterOff);
+        const bool running = e.engine.effectsRunning();
+        e.engine.setControl(fx_active, 1.0);
+        e.blocks(2000);
+        if (running) {
+            EXPECT_GT(e.peakOfLast(64 * 1900), 1e-3f) << "not yet stopped: the tail goes on";
+        } else {
+            EXPECT_LT(e.peakOfLast(64 * 1900), 1e-4f) << blocksAfterOff;
+        }
+    }
+}
+
 TEST(SynthEngine, TwoEnginesInARowPlayOneFreeRunningNoteDifferently)
 {
     Engine a, b; // generators are numbered by engine: no two instances phase-lock
@@ -231,25 +255,6 @@ TEST(SynthEngine, RatesOutOfRangeAreServedAtTheEnds)
         e.engine.setSampleRate(asked);
         EXPECT_EQ(e.engine.sampleRate(), served);
     }
-}
-
-TEST(NoteQueue, KeepsRisingOffsetsAndTheOrderOfEqualOnes)
-{
-    NoteQueue queue;
-    for (const auto& [note, offset] :
-         std::initializer_list<std::pair<int, int>>{{1, 40}, {2, 10}, {3, 40}, {4, 10}, {5, 0}})
-        queue.insert({note, 0.5f, offset, 1, 0});
-    std::vector<int> order;
-    for (const NoteEvent& event : queue)
-        order.push_back(event.note);
-    EXPECT_EQ(order, (std::vector<int>{5, 2, 4, 1, 3}));
-
-    queue.clear();
-    for (int i = 0; i < 128; ++i)
-        queue.insert({i, 0.5f, i, 1, 0});
-    EXPECT_EQ(queue.end() - queue.begin(), 128);
-    queue.insert({77, 0.5f, 5, 1, 0});
-    EXPECT_EQ(queue.end() - queue.begin(), 1) << "a full queue restarts";
 }
 
 } // namespace

@@ -220,11 +220,12 @@ TEST(PolyKeys, AllNotesOffReleasesEverything)
     EXPECT_EQ(k.voiceOf(70), 0);
 }
 
-TEST(PolyKeys, RotationBeyondASmallerModeStartsOver)
+TEST(PolyKeys, RotationStartsOverInASmallerMode)
 {
     Keys k(PolyMode::Poly8, true);
     k.press({60, 61, 62, 63, 64, 65}); // rotation at 6
     k.values.polyMode = PolyMode::Poly4;
+    k.allocator.startRotation();
     k.press({70});
     bool insideTheMode = false;
     for (int i = 0; i < 4; ++i)

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Cost of the running plug-in per host sample (the column Time), how many times faster than real
+// time that is, and a hash of what the scenario sounds like from its first sample on: a faster
+// instrument that gives another hash is another instrument. Numbers to look at, never asserted.
+#include "controls/ControlIds.h"
+#include "synth/VstXSynth.h"
+
+#include <benchmark/benchmark.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace zephra;
+
+enum Mode { Unison, Poly4, Mono, Poly8 };
+enum Revision { Late, Early };
+
+struct Setting {
+    int control = panel_view; ///< no sound
+    float value = 0.0f;       ///< control value
+};
+
+/// One instrument, with the Init Patch but for what is told here.
+struct Scenario {
+    const char* name;
+    Mode mode = Poly8;
+    Revision revision = Late;
+    int keys = 8; ///< held
+    std::array<Setting, 5> settings{};
+    double rate = 48000.0; ///< Hz
+    int block = 64;        ///< samples of a host block, a power of two up to 4096
+};
+
+constexpr std::array<Setting, 5> kEffects = {{
+    {fx_active, 1.0f},
+    {fx_rev_dry_wet, 0.5f},
+    {fx_del_dry_wet, 0.5f},
+}};
+constexpr std::array<Setting, 5> kThreeOscillators = {{
+    {mixer_osc_2, 1.0f},
+    {mixer_osc_3, 1.0f},
+    {osc_3_range, 2.0f},
+    {osc_3_ktrk, 1.0f},
+    {mixer_noise, 0.5f},
+}};
+
+// clang-format off
+constexpr Scenario kScenarios[] = {
+    // name                         mode    revision keys settings                      rate    block
+    {"silence",                     Poly8,  Late,    0},
+    {"silence with effects",        Poly8,  Late,    0, kEffects},
+    {"voices/1",                    Poly8,  Late,    1},
+    {"voices/4",                    Poly8,  Late,    4},
+    {"voices/8",                    Poly8,  Late,    8},
+    {"voices/1 early",              Poly8,  Early,   1},
+    {"voices/4 early",              Poly8,  Early,   4},
+    {"voices/8 early",              Poly8,  Early,   8},
+    {"mode/mono",                   Mono,   Late,    1},
+    {"mode/mono early",             Mono,   Early,   1},
+    {"mode/unison",                 Unison, Late,    1},
+    {"mode/unison early",           Unison, Early,   1},
+    {"mode/poly-4",                 Poly4,  Late,    4},
+    {"mode/poly-4 early",           Poly4,  Early,   4},
+    {"wave/triangle",               Poly8,  Late,    8, {{{osc_1_waveform, 0.0f}}}},
+    {"wave/shark",                  Poly8,  Late,    8, {{{osc_1_waveform, 1.0f}}}},
+    {"wave/saw",                    Poly8,  Late,    8, {{{osc_1_waveform, 2.0f}}}},
+    {"wave/rev saw",                Poly8,  Late,    8, {{{osc_1_waveform, 3.0f}}}},
+    {"wave/pulse",                  Poly8,  Late,    8, {{{osc_1_waveform, 4.0f}}}},
+    {"wave/wide",                   Poly8,  Late,    8, {{{osc_1_waveform, 5.0f}}}},
+    {"wave/narrow",                 Poly8,  Late,    8, {{{osc_1_waveform, 6.0f}}}},
+    {"wave/all and noise",          Poly8,  Late,    8, kThreeOscillators},
+    {"wave/all and noise early",    Poly8,  Early,   8, kThreeOscillators},
+    {"filter/resonant",             Poly8,  Late,    8, {{{filter_resonance, 0.5f}}}},
+    {"filter/resonant early",       Poly8,  Early,   8, {{{filter_resonance, 0.5f}}}},
+    {"filter/sings",                Poly8,  Late,    8, {{{filter_resonance, 1.0f}}}},
+    {"filter/sings early",          Poly8,  Early,   8, {{{filter_resonance, 1.0f}}}},
+    {"filter/sings unison",         Unison, Late,    1, {{{filter_resonance, 1.0f}}}},
+    {"filter/sings unison early",   Unison, Early,   1, {{{filter_resonance, 1.0f}}}},
+    {"filter/open and driven",      Poly8,  Late,    8, {{{filter_cutoff, 1.0f}, {mixer_drive, 1.0f}}}},
+    {"filter/open and driven early",Poly8,  Early,   8, {{{filter_cutoff, 1.0f}, {mixer_drive, 1.0f}}}},
+    {"feedback",                    Poly8,  Late,    8, {{{mixer_feedback, 0.7f}}}},
+    {"feedback early",              Poly8,  Early,   8, {{{mixer_feedback, 0.7f}}}},
+    {"effects",                     Poly8,  Late,    8, kEffects},
+    {"rate/44100",                  Poly8,  Late,    8, {},                             44100.0},
+    {"rate/48000",                  Poly8,  Late,    8, {},                             48000.0},
+    {"rate/96000",                  Poly8,  Late,    8, {},                             96000.0},
+    {"rate/192000",                 Poly8,  Late,    8, {},                            192000.0},
+    {"block/16",                    Poly8,  Late,    8, {},                             48000.0, 16},
+    {"block/64",                    Poly8,  Late,    8, {},                             48000.0, 64},
+    {"block/256",                   Poly8,  Late,    8, {},                             48000.0, 256},
+    {"block/1024",                  Poly8,  Late,    8, {},                             48000.0, 1024},
+};
+// clang-format on
+
+constexpr std::uint64_t kFnvStart = 14695981039346656037ull, kFnvPrime = 1099511628211ull;
+
+/// What other programs do meanwhile is not counted.
+double threadSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+struct Result {
+    double secondsPerSample = 0.0; ///< best of kPasses
+    std::uint64_t hash = 0;        ///< FNV-1a over the first pass
+};
+
+/// Plays the scenario for a while, again and again; the keys stay down.
+Result measure(const Scenario& scenario)
+{
+    constexpr int kPassFrames = 16384;
+    constexpr int kPasses = 12;
+
+    VstXSynth plugin;
+    plugin.setSampleRate(scenario.rate);
+    plugin.setBlockSize(scenario.block);
+    plugin.setControlSilently(polyphony, static_cast<float>(scenario.mode));
+    plugin.setControlSilently(opts_revision, static_cast<float>(scenario.revision));
+    for (const Setting& setting : scenario.settings)
+        plugin.setControlSilently(setting.control, setting.value);
+    plugin.snapSmoothers();
+
+    std::array<MidiEvent, 8> notes;
+    std::array<const HostEvent*, 8> pointers{};
+    for (int i = 0; i < scenario.keys; ++i) {
+        const auto n = static_cast<std::size_t>(i);
+        notes[n] = MidiEvent(0, 0x90, 36 + 5 * i, 100);
+        pointers[n] = &notes[n];
+    }
+    const HostEvents keys = {scenario.keys, pointers.data()};
+    plugin.processEvents(&keys);
+
+    std::vector<float> left(static_cast<std::size_t>(scenario.block)), right = left;
+    float* outputs[] = {left.data(), right.data()};
+    Result result{std::numeric_limits<double>::infinity(), kFnvStart};
+    for (int pass = 0; pass <= kPasses; ++pass) {
+        const double start = threadSeconds();
+        for (int frame = 0; frame < kPassFrames; frame += scenario.block) {
+            plugin.processReplacing(nullptr, outputs, scenario.block);
+            for (std::size_t i = 0; pass == 0 && i < left.size(); ++i)
+                for (const float x : {left[i], right[i]})
+                    result.hash = (result.hash ^ std::bit_cast<std::uint32_t>(x)) * kFnvPrime;
+        }
+        const double seconds = threadSeconds() - start;
+        if (pass > 0)
+            result.secondsPerSample = std::min(result.secondsPerSample, seconds / kPassFrames);
+    }
+    return result;
+}
+
+/// In a child process. Random numbers follow from how many engines the process has built, and the
+/// hash of a scenario shall not follow from which others were run.
+Result measureApart(const Scenario& scenario)
+{
+    Result result;
+    int ends[2];
+    if (pipe(ends) != 0)
+        return result;
+    const pid_t child = fork();
+    if (child == 0) {
+        result = measure(scenario);
+        _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
+    }
+    close(ends[1]);
+    if (read(ends[0], &result, sizeof result) != sizeof result)
+        result = {};
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return result;
+}
+
+void synth(benchmark::State& state, const Scenario& scenario)
+{
+    Result result;
+    for (auto _ : state) {
+        result = measureApart(scenario);
+        state.SetIterationTime(result.secondsPerSample);
+    }
+    state.counters["x_real_time"] = 1.0 / (result.secondsPerSample * scenario.rate);
+    char text[17];
+    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(result.hash));
+    state.SetLabel(text);
+}
+
+const bool registered = [] {
+    for (const Scenario& scenario : kScenarios)
+        benchmark::RegisterBenchmark((std::string("synth/") + scenario.name).c_str(), synth,
+                                     scenario)
+            ->UseManualTime()
+            ->Iterations(1);
+    return true;
+}();
+
+} // namespace

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "common/Random15.h"
+#include "controls/ControlTable.h"
+#include "synth/HostPeer.h"
+#include "synth/PatchLibraryPeer.h"
+#include "synth/PluginEditor.h"
+#include "synth/VstXSynth.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <limits>
+#include <vector>
+
+namespace zephra {
+
+/// A plug-in with everything that may hang on it, and a host that gives it no rest. What happens
+/// follows from the seed alone.
+class BusyHost : HostPeer, PatchLibraryPeer {
+public:
+    static constexpr int kMostFrames = 4096;
+    static constexpr int kEventsPerBlock = 128;
+    static constexpr int kLearntCc = 20;
+
+    explicit BusyHost(std::uint32_t seed) : plugin(options()) { random.seed(seed); }
+
+    int below(int n) noexcept { return random.next() % n; }
+    /// 0..1; one in sixteen lies at an end, one in a thousand is nothing that a host should send.
+    float normalised() noexcept
+    {
+        constexpr std::array kOdd = {std::numeric_limits<float>::quiet_NaN(),
+                                     std::numeric_limits<float>::infinity(), -1e30f, 7.0f, 1e-40f};
+        if (below(1000) == 0)
+            return kOdd[static_cast<std::size_t>(below(kOdd.size()))];
+        return std::clamp(static_cast<float>(below(1024)) / 960.0f - 0.03f, 0.0f, 1.0f);
+    }
+
+    /// An event for the coming block; further ones than a block takes are dropped.
+    void add(int sample, int status, int first, int second) noexcept
+    {
+        if (count < kEventsPerBlock)
+            events[static_cast<std::size_t>(count++)] = MidiEvent(sample, status, first, second);
+    }
+
+    /// Fills the coming block up with notes, controllers, bends, pressure and program changes.
+    void addAnyEvents(int frames) noexcept
+    {
+        constexpr std::array kControllers = {
+            1, 0, 2, 4, 7, 11, 32, 64, 64, 74, 120, 121, 123, kLearntCc, kLearntCc, kLearntCc};
+        while (count < kEventsPerBlock) {
+            const int sample = count * frames / kEventsPerBlock;
+            const int channel = below(16);
+            const int value = below(128);
+            switch (below(8)) {
+            case 0:
+            case 1:
+            case 2: add(sample, 0x90 | channel, 24 + below(84), value); break;
+            case 3: add(sample, 0x80 | channel, 24 + below(84), value); break;
+            case 4:
+            case 5:
+                add(sample, 0xb0 | channel,
+                    kControllers[static_cast<std::size_t>(below(kControllers.size()))], value);
+                break;
+            case 6: add(sample, 0xe0 | channel, below(128), value); break;
+            default: add(sample, (below(2) ? 0xd0 : 0xc0) | channel, value, 0); break;
+            }
+        }
+    }
+
+    /// [audio] One host block with the events that were added.
+    void play(int frames) noexcept
+    {
+        for (int i = 0; i < count; ++i)
+            pointers[static_cast<std::size_t>(i)] = &events[static_cast<std::size_t>(i)];
+        const HostEvents list = {count, pointers.data()};
+        float* outputs[] = {left.data(), right.data()};
+        plugin.processEvents(&list);
+        plugin.processReplacing(nullptr, outputs, frames);
+        count = 0;
+        tempo = tempo < 300.0 ? tempo + 0.7 : 20.0;
+    }
+
+    /// The last block holds numbers that a sound card can take.
+    bool soundIsSane(int frames) const noexcept
+    {
+        return std::ranges::all_of(
+            std::initializer_list<const float*>{left.data(), right.data()},
+            [frames](const float* side) {
+                return std::all_of(side, side + frames, [](float x) { return std::fabs(x) < 50; });
+            });
+    }
+
+    /// It was rendered, and something plays.
+    bool lastBlockSounds() const noexcept { return left[0] != 0.0f; }
+
+private:
+    /// An editor that is always open, so that every value is shown.
+    struct Screen : PluginEditor {
+        bool isOpen() const noexcept override { return true; }
+        void postValue(int, float) noexcept override { shown = shown + 1; }
+        void requestRefresh() noexcept override {}
+        bool onWheel(float) override { return true; }
+        Shared<int> shown{0};
+    };
+
+    VstXSynthOptions options()
+    {
+        VstXSynthOptions all;
+        all.host = this;
+        all.library = this;
+        all.editorFactory = [](VstXSynth&, int) { return std::make_unique<Screen>(); };
+        return all;
+    }
+
+    HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
+    void selectProgram(int program) noexcept override { programWanted = program; }
+    void selectBank(int bank) noexcept override { programWanted = -bank; }
+    int currentProgram() const noexcept override { return programWanted; }
+
+    Random15 random;
+    double tempo = 120.0;
+    Shared<int> programWanted{0};
+    std::array<MidiEvent, kEventsPerBlock> events;
+    std::array<const HostEvent*, kEventsPerBlock> pointers{};
+    int count = 0;
+    std::vector<float> left = std::vector<float>(kMostFrames);
+    std::vector<float> right = std::vector<float>(kMostFrames);
+
+public:
+    VstXSynth plugin; ///< last: it leans on the others
+};
+
+} // namespace zephra

@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "realtime/RealtimeWatch.h"
+
+#include <execinfo.h>
+
+#include <cstdlib>
+#include <memory>
+#include <ostream>
+
+#ifndef ZEPHRA_SANITIZED
+
+#include <dlfcn.h>
+#include <linux/prctl.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/prctl.h>
+#include <ucontext.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <utility>
+
+namespace zephra {
+
+namespace {
+
+thread_local Offences* watching = nullptr; ///< of this thread; nullptr: nobody looks
+
+/// The kernel reads it at every system call of the thread while dispatch is on.
+thread_local volatile char dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
+
+/// Looks away while it takes notes.
+void note(int Offences::*count, const char* what, int systemCallNumber = -1) noexcept
+{
+    Offences* const seen = std::exchange(watching, nullptr);
+    if (!seen)
+        return;
+    const char dispatched = dispatch;
+    dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
+    ++(seen->*count);
+    if (!seen->first) {
+        seen->first = what;
+        seen->systemCallNumber = systemCallNumber;
+        seen->depth = backtrace(seen->place.data(), static_cast<int>(seen->place.size()));
+    }
+    dispatch = dispatched;
+    watching = seen;
+}
+
+#if defined(__x86_64__)
+
+/// A system call of a watched thread, which the kernel has not begun: noted, then made again.
+void onSystemCall(int, siginfo_t* info, void* context) noexcept
+{
+    constexpr long kInstructionBytes = 2; // "syscall"
+    note(&Offences::systemCalls, "system call", info->si_syscall);
+    dispatch = SYSCALL_DISPATCH_FILTER_ALLOW; // for the return from here, too
+    static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP] -= kInstructionBytes;
+}
+
+bool setDispatch(unsigned long mode) noexcept
+{
+    const volatile char* const selector = mode == PR_SYS_DISPATCH_ON ? &dispatch : nullptr;
+    return prctl(PR_SET_SYSCALL_USER_DISPATCH, mode, 0, 0, selector) == 0;
+}
+
+bool installTrap() noexcept
+{
+    struct sigaction action = {};
+    action.sa_sigaction = onSystemCall;
+    action.sa_flags = SA_SIGINFO;
+    return sigaction(SIGSYS, &action, nullptr) == 0 && setDispatch(PR_SYS_DISPATCH_ON) &&
+           setDispatch(PR_SYS_DISPATCH_OFF);
+}
+
+#else
+
+constexpr unsigned long PR_SYS_DISPATCH_ON = 1, PR_SYS_DISPATCH_OFF = 0;
+bool setDispatch(unsigned long) noexcept { return false; }
+bool installTrap() noexcept { return false; }
+
+#endif
+
+bool trapsSystemCalls() noexcept
+{
+    static const bool works = installTrap();
+    return works;
+}
+
+/// The function of this name that the program would have called without the watch.
+template <std::size_t size> struct Name {
+    char text[size];
+    constexpr Name(const char (&name)[size]) { std::copy_n(name, size, text); }
+};
+template <Name name, class Result = int, class... Args> Result lockBy(Args... args) noexcept
+{
+    using Function = Result (*)(Args...);
+    static constinit std::atomic<Function> found{nullptr};
+    Function function = found;
+    if (!function) {
+        function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name.text));
+        found = function;
+    }
+    note(&Offences::locks, name.text);
+    return function(args...);
+}
+
+void noteAllocation(const char* what) noexcept { note(&Offences::allocations, what); }
+
+} // namespace
+
+RealtimeWatch::RealtimeWatch(Offences& offences) noexcept
+{
+    void* here = nullptr;
+    backtrace(&here, 1); // the first call loads a library
+    if (trapsSystemCalls() && setDispatch(PR_SYS_DISPATCH_ON))
+        dispatch = SYSCALL_DISPATCH_FILTER_BLOCK;
+    watching = &offences;
+}
+
+RealtimeWatch::~RealtimeWatch()
+{
+    watching = nullptr;
+    dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
+    if (trapsSystemCalls())
+        setDispatch(PR_SYS_DISPATCH_OFF);
+}
+
+const char* RealtimeWatch::blindness() noexcept { return nullptr; }
+
+const char* RealtimeWatch::blindnessToSystemCalls() noexcept
+{
+    return trapsSystemCalls() ? nullptr : "this kernel does not hand system calls back to programs";
+}
+
+} // namespace zephra
+
+// What the whole program calls in place of the functions of the C library, which end up here too
+// when that library or the C++ library calls them itself.
+
+using zephra::lockBy;
+using zephra::noteAllocation;
+
+extern "C" {
+
+void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
+void* __libc_memalign(std::size_t, std::size_t);
+void __libc_free(void*);
+
+void* malloc(std::size_t size) noexcept
+{
+    noteAllocation("malloc");
+    return __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size) noexcept
+{
+    noteAllocation("calloc");
+    return __libc_calloc(count, size);
+}
+void* realloc(void* old, std::size_t size) noexcept
+{
+    noteAllocation("realloc");
+    return __libc_realloc(old, size);
+}
+void* memalign(std::size_t alignment, std::size_t size) noexcept
+{
+    noteAllocation("memalign");
+    return __libc_memalign(alignment, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
+{
+    noteAllocation("aligned_alloc");
+    return __libc_memalign(alignment, size);
+}
+int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept
+{
+    noteAllocation("posix_memalign");
+    *memory = __libc_memalign(alignment, size);
+    return *memory ? 0 : ENOMEM;
+}
+void free(void* memory) noexcept
+{
+    noteAllocation("free");
+    __libc_free(memory);
+}
+
+int pthread_mutex_lock(pthread_mutex_t* m) noexcept { return lockBy<"pthread_mutex_lock">(m); }
+int pthread_mutex_trylock(pthread_mutex_t* m) noexcept
+{
+    return lockBy<"pthread_mutex_trylock">(m);
+}
+int pthread_mutex_timedlock(pthread_mutex_t* m, const timespec* end) noexcept
+{
+    return lockBy<"pthread_mutex_timedlock">(m, end);
+}
+int pthread_mutex_clocklock(pthread_mutex_t* m, clockid_t clock, const timespec* end) noexcept
+{
+    return lockBy<"pthread_mutex_clocklock">(m, clock, end);
+}
+int pthread_rwlock_rdlock(pthread_rwlock_t* l) noexcept
+{
+    return lockBy<"pthread_rwlock_rdlock">(l);
+}
+int pthread_rwlock_tryrdlock(pthread_rwlock_t* l) noexcept
+{
+    return lockBy<"pthread_rwlock_tryrdlock">(l);
+}
+int pthread_rwlock_wrlock(pthread_rwlock_t* l) noexcept
+{
+    return lockBy<"pthread_rwlock_wrlock">(l);
+}
+int pthread_rwlock_trywrlock(pthread_rwlock_t* l) noexcept
+{
+    return lockBy<"pthread_rwlock_trywrlock">(l);
+}
+int pthread_spin_lock(pthread_spinlock_t* l) noexcept { return lockBy<"pthread_spin_lock">(l); }
+int pthread_spin_trylock(pthread_spinlock_t* l) noexcept
+{
+    return lockBy<"pthread_spin_trylock">(l);
+}
+int sem_wait(sem_t* s) { return lockBy<"sem_wait">(s); }
+int sem_trywait(sem_t* s) noexcept { return lockBy<"sem_trywait">(s); }
+int sem_timedwait(sem_t* s, const timespec* end) { return lockBy<"sem_timedwait">(s, end); }
+int __cxa_guard_acquire(long long* guard) { return lockBy<"__cxa_guard_acquire">(guard); }
+
+} // extern "C"
+
+#else // a sanitizer
+
+namespace zephra {
+
+RealtimeWatch::RealtimeWatch(Offences&) noexcept {}
+RealtimeWatch::~RealtimeWatch() = default;
+
+const char* RealtimeWatch::blindness() noexcept
+{
+    return "a sanitizer stands where the watch would: it replaces the same functions, allocates "
+           "and asks the kernel on its own account";
+}
+const char* RealtimeWatch::blindnessToSystemCalls() noexcept { return blindness(); }
+
+} // namespace zephra
+
+#endif
+
+namespace zephra {
+
+std::ostream& operator<<(std::ostream& out, const Offences& offences)
+{
+    if (!offences.first)
+        return out << "no offence";
+    out << offences.allocations << " allocations, " << offences.locks << " locks, "
+        << offences.systemCalls << " system calls; first: " << offences.first;
+    if (offences.systemCallNumber >= 0)
+        out << " number " << offences.systemCallNumber;
+    const std::unique_ptr<char*, decltype(&std::free)> names(
+        backtrace_symbols(offences.place.data(), offences.depth), &std::free);
+    for (int i = 0; names && i < offences.depth; ++i)
+        out << "\n  " << names.get()[i];
+    return out;
+}
+
+} // namespace zephra

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <iosfwd>
+
+namespace zephra {
+
+/// What a thread did while it was watched that an audio thread must not do, and where it did the
+/// first such thing.
+struct Offences {
+    int allocations = 0; ///< of memory, or memory given back
+    int locks = 0;       ///< taken or tried, whether free or not
+    int systemCalls = 0; ///< only the first of each watch: it ends the looking out for others
+
+    const char* first = nullptr;   ///< what it was
+    int systemCallNumber = -1;     ///< if it was a system call
+    std::array<void*, 32> place{}; ///< [depth] the calls that led there, the innermost first
+    int depth = 0;
+
+    int count() const noexcept { return allocations + locks + systemCalls; }
+};
+
+/// The first offence and the calls that led there, for a failure message.
+std::ostream& operator<<(std::ostream& out, const Offences& offences);
+
+/// While it lives, everything that its thread allocates, locks or asks the kernel for goes into
+/// `offences`, and is carried out as if nobody looked. Other threads are not watched.
+///
+/// Allocation: the malloc family, and with it operator new and delete. Locks: mutexes, read-write
+/// locks, spin locks, semaphores and the guards of function-local statics. System calls: trapped
+/// by the kernel as they are made, whichever library makes them; that takes in futexes, and so
+/// every wait, also on a condition variable.
+class RealtimeWatch {
+public:
+    explicit RealtimeWatch(Offences& offences) noexcept;
+    ~RealtimeWatch();
+    RealtimeWatch(const RealtimeWatch&) = delete;
+    RealtimeWatch& operator=(const RealtimeWatch&) = delete;
+
+    /// Why nothing is seen in this program, or nullptr if allocation and locks are.
+    static const char* blindness() noexcept;
+    /// Why system calls are not seen, or nullptr.
+    static const char* blindnessToSystemCalls() noexcept;
+};
+
+} // namespace zephra

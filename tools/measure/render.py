@@ -1,0 +1,73 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+"""Runs zephra-render and keeps what it wrote, one file per set of arguments."""
+
+import hashlib
+import os
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass, field
+
+import numpy as np
+import soundfile
+
+
+@dataclass
+class Job:
+    """One render: control values by name, notes (key, velocity, on, off), length in seconds."""
+
+    settings: dict = field(default_factory=dict)
+    notes: list = field(default_factory=list)
+    seconds: float = 1.0
+    rate: int = 48000
+    options: list = field(default_factory=list)  # further words of the command line
+
+    def arguments(self):
+        words = list(self.options)
+        for name, value in self.settings.items():
+            words += ["--set", f"{name}={value:.9g}"]
+        for note in self.notes:
+            words += ["--note", ",".join(f"{v:.9g}" for v in note)]
+        if self.seconds is not None:
+            words += ["--seconds", f"{self.seconds:.9g}"]
+        return words + ["--rate", str(self.rate)]
+
+
+class Renderer:
+    """Calls the binary, at most `jobs` at a time. The cache forgets nothing but is keyed by the
+    bytes of the binary as well, so a new build is measured anew."""
+
+    def __init__(self, binary, cache, jobs=2):
+        self.binary = os.path.abspath(binary)
+        self.cache = cache
+        self.jobs = jobs
+        self.calls = self.hits = 0
+        os.makedirs(cache, exist_ok=True)
+        with open(self.binary, "rb") as file:
+            self.build = hashlib.sha1(file.read()).hexdigest()
+
+    def path(self, job):
+        """The WAV file of a job, rendered if it is not there yet."""
+        words = job.arguments()
+        key = hashlib.sha1("\0".join([self.build, *words]).encode()).hexdigest()
+        target = os.path.join(self.cache, key + ".wav")
+        if os.path.exists(target):
+            self.hits += 1
+            return target
+        self.calls += 1
+        aside = target + ".part.wav"
+        run = subprocess.run(
+            [self.binary, "--quiet", *words, "--out", aside], capture_output=True, text=True
+        )
+        if run.returncode != 0:
+            raise RuntimeError(f"{' '.join(run.args)}: {run.stderr.strip()}")
+        os.replace(aside, target)
+        return target
+
+    def __call__(self, job):
+        """Samples as float64, shape (frames, 2)."""
+        return soundfile.read(self.path(job), dtype="float64", always_2d=True)[0]
+
+    def batch(self, jobs):
+        """All jobs, side by side, in their order."""
+        with ThreadPoolExecutor(self.jobs) as pool:
+            return list(pool.map(self, jobs))
