@@ -205,6 +205,19 @@ TEST(VoiceAmplifier, SustainIsFourFifthsOfItsKnobBeforeTheCurve)
     }
 }
 
+TEST(VoiceAmplifier, SustainWalksToItsKnobOverAStretch)
+{
+    VoiceRig rig;
+    rig.values.ampSustain = 0.625;
+    rig.start(60);
+    rig.playFor(0.3);
+    rig.values.ampSustain = 0.3125;
+    const auto amplitude = rig.play(512).amplitude;
+    EXPECT_NEAR(amplitude[255], 0.392428, 1e-5) << "half way, the curve at 3/8";
+    EXPECT_NEAR(amplitude[511], 0.197941, 1e-5);
+    EXPECT_NEAR(rig.play(8).amplitude[0], 0.197941, 1e-5);
+}
+
 TEST(VoiceAmplifier, ResonanceIsTheKnobTimesItsRange)
 {
     VoiceRig rig;

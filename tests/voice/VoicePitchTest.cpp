@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/VoiceRack.h"
 
+#include "voice/Drift.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -118,6 +119,27 @@ TEST(VoicePitch, WalkersDriftInStraightLinesAndTheSecondPartsTwoOscillators)
 
     const auto shallow = offPitch(0, 0.0025);
     EXPECT_NEAR(shallow.back() / first.back(), 0.0025 / kDepth, 1e-4);
+}
+
+TEST(VoicePitch, WalkersCoverTheirRangeAndStayInIt)
+{
+    DriftState drift;
+    Random15 random;
+    std::array<double, 2> least{1.0, 1.0}, most{};
+    for (int tick = 0; tick < 100000; ++tick) {
+        drift.tick(random, 0.002);
+        const std::array<double, 2> now{drift.drift1, drift.drift2};
+        for (std::size_t walker = 0; walker < 2; ++walker) {
+            least[walker] = std::min(least[walker], now[walker]);
+            most[walker] = std::max(most[walker], now[walker]);
+        }
+    }
+    for (std::size_t walker = 0; walker < 2; ++walker) {
+        EXPECT_GE(least[walker], 0.0);
+        EXPECT_LE(most[walker], 1.0 + 1.0 / 32767.0);
+        EXPECT_GT(most[walker], 0.95);
+    }
+    EXPECT_NE(most[0], most[1]);
 }
 
 TEST(VoicePitch, WalkersRunAtDepthZero)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/VoiceRack.h"
 
+#include "voice/NoiseRecording.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -45,7 +46,7 @@ TEST(VoiceRack, AllVoicesDrawOneNoiseSequenceInVoiceOrder)
         for (const int voice : row.ended)
             rig.rack[voice].ended = true;
         const int voices = 1 + *std::max_element(row.turn.begin(), row.turn.end());
-        // The reset voices are in a release that has long gone: keep them as they are.
+        // Without a note a voice counts as ended after its first stretch.
         const auto keep = [&rig, &row] {
             for (int voice = 0; voice < kVoices; ++voice)
                 rig.rack[voice].ended = std::count(row.ended.begin(), row.ended.end(), voice) > 0;
@@ -85,6 +86,31 @@ TEST(VoiceRack, AVoiceSoundsTheSameWhateverLanesThereAre)
     }
     EXPECT_EQ(four[0].signal, play(PolyMode::Poly4)[0].signal) << "the same twice";
     EXPECT_NE(four[0].signal, four[1].signal);
+}
+
+TEST(VoiceRack, VoicesReadTheNoiseRecordingAtEighthsOfItsLoop)
+{
+    VoiceRig rig;
+    rig.values.polyMode = PolyMode::Poly8;
+    rig.values.noiseLevel = 1.0f;
+    for (int voice = 1; voice < 7; ++voice)
+        rig.rack[voice].ended = true;
+    std::array<double, kVoices> slow{}; // the part below 10 Hz
+    const auto recording = noiseRecording();
+    for (int tick = 0; tick < kNoiseRecordingLength / 8 + 100; ++tick) { // voice 7 comes round
+        for (const int voice : {0, 3, 7})
+            rig.rack[voice].ended = false;
+        rig.rack.render(rig.values, rig.performance, rig.buffer, 0, 8);
+        for (const int voice : {0, 3, 7}) {
+            const auto position =
+                (voice * kNoiseRecordingLength / 8 + tick) % kNoiseRecordingLength;
+            const double v = 0.31 * recording[static_cast<std::size_t>(position)] / 32768.0;
+            double& low = slow[static_cast<std::size_t>(voice)];
+            low += (v - low) * (1.0 - std::exp(-2.0 * M_PI * 10.0 / 48000.0));
+            ASSERT_NEAR(rig.at(7, Stream::Signal, voice), 1.75 * (v + low), 6e-4) // and the floor
+                << "voice " << voice << " tick " << tick;
+        }
+    }
 }
 
 TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
