@@ -43,7 +43,7 @@ public:
     /// `fade` 0..1 scales the wet share, 0.0001 at least while it is 1.
     void process(float* left, float* right, int frames, float fade) noexcept;
 
-    void reset() noexcept; ///< tank and filters to zero; controls and smoothers stay
+    void reset() noexcept; ///< tank, filters and wander to zero; controls and smoothers stay
 
 private:
     /// Delays of one half-tank in samples.
@@ -57,6 +57,10 @@ private:
         int out;                                ///< where the other half is fed
     };
     struct HalfTank {
+        HalfTank() = default;
+        HalfTank(const HalfTank&) = delete; // the rings point at its own head
+        HalfTank& operator=(const HalfTank&) = delete;
+
         RingHead head;
         Ring entry1{head}, entry2{head}, pre{head}, first{head}, firstInner{head}, middle{head},
             second{head}, secondInner1{head}, secondInner2{head}, last{head};

@@ -124,6 +124,10 @@ void SynthEngine::takeEffectSwitch() noexcept
     switch (fxRequest.exchange(EffectSwitch::None, std::memory_order_relaxed)) {
     case EffectSwitch::None: break;
     case EffectSwitch::On:
+        if (!fxActive && fxOffCountdown > 0) { // stopped, but not yet cleared
+            delay.reset();
+            reverb.reset();
+        }
         fxActive = true;
         fxOffCountdown = 0;
         fxWet = 1.0f;

@@ -40,9 +40,9 @@ public:
     SynthEngine& operator=(const SynthEngine&) = delete;
 
     // --- Settings ---
-    /// [!processing] Hz; rates out of range or not finite go to the nearest end. Silences
-    /// everything but the ring of the filters and rebuilds the tables of the rate; allocates.
-    /// Afterwards all controls are to be sent again.
+    /// [!processing] Hz; a rate out of range goes to the nearest end, one that is not finite to
+    /// the lower. Silences everything but the ring of the filters and rebuilds the tables of the
+    /// rate; allocates. Afterwards all controls are to be sent again.
     void setSampleRate(double rate);
     double sampleRate() const noexcept { return fs; }
     /// [any], but polyphony [!processing], since that resets the voices. `value` is a control

@@ -176,6 +176,15 @@ TEST(DelayLine, WetShareFollowsControlAndFade)
     }
 }
 
+TEST(DelayLine, StartsHalfWetAndMovesFromThere)
+{
+    DelayLine delay;
+    delay.setDryWet(1.0f);
+    float left = 1.0f, right = 0.0f;
+    delay.process(&left, &right, 1, 120.0, 1.0f);
+    EXPECT_NEAR(left, 0.495009f, 1e-6f) << "dry share after one step from 0.5 toward fully wet";
+}
+
 TEST(DelayLine, BlockLengthDoesNotMatter)
 {
     // So loud that the cleaning of small states at block ends is lost in the rounding.

@@ -207,6 +207,30 @@ TEST(SynthEngine, EffectsSwitchedOffStopAfterFiveHundredSubBlocks)
     EXPECT_LT(e.peakOfLast(64 * 1900), 1e-4f) << "no old tail comes back";
 }
 
+TEST(SynthEngine, NoOldTailComesBackWhileTheEffectsAreBeingCleared)
+{
+    for (const int blocksAfterOff : {470, 477, 482, 490, 499, 505}) {
+        Engine e;
+        e.engine.setControl(fx_active, 1.0);
+        e.engine.setControl(fx_rev_dry_wet, 1.0);
+        e.engine.setControl(fx_rev_time, 1.0);
+        e.note(60, true);
+        e.blocks(50);
+        e.note(60, false);
+        e.blocks(200);
+        e.engine.setControl(fx_active, 0.0);
+        e.blocks(blocksAfterOff);
+        const bool running = e.engine.effectsRunning();
+        e.engine.setControl(fx_active, 1.0);
+        e.blocks(2000);
+        if (running) {
+            EXPECT_GT(e.peakOfLast(64 * 1900), 1e-3f) << "not yet stopped: the tail goes on";
+        } else {
+            EXPECT_LT(e.peakOfLast(64 * 1900), 1e-4f) << blocksAfterOff;
+        }
+    }
+}
+
 TEST(SynthEngine, TwoEnginesInARowPlayOneFreeRunningNoteDifferently)
 {
     Engine a, b; // generators are numbered by engine: no two instances phase-lock

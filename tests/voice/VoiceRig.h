@@ -57,38 +57,17 @@ public:
     }
 
     /// `count` voice-rate samples in stretches of at most `stretch`; one entry per lane.
-    std::vector<Streams> playLanes(int count)
-    {
-        const int width = values.polyMode == PolyMode::Poly8 ? 8 : 4;
-        std::vector<Streams> lanes(static_cast<std::size_t>(width));
-        for (int left = count; left > 0; left -= std::min(left, stretch)) {
-            const int n = std::min(left, stretch);
-            rack.render(values, performance, buffer, 0, n);
-            for (int i = 0; i < n; ++i) {
-                const double floor = 0.001 * white.next();
-                for (int lane = 0; lane < width; ++lane) {
-                    Streams& s = lanes[static_cast<std::size_t>(lane)];
-                    s.signal.push_back(at(i, Stream::Signal, lane));
-                    s.cutoff.push_back(at(i, Stream::Cutoff, lane));
-                    s.amplitude.push_back(at(i, Stream::Amplitude, lane));
-                    s.resonance.push_back(at(i, Stream::Resonance, lane));
-                    s.sound.push_back(s.signal.back() - floor);
-                }
-            }
-        }
-        return lanes;
-    }
+    std::vector<Streams> playLanes(int count) { return record(count, width()); }
     /// The same of lane 0 alone.
-    Streams play(int count) { return playLanes(count).front(); }
+    Streams play(int count) { return record(count, 1).front(); }
     Streams playFor(double seconds) { return play(8 * static_cast<int>(seconds * fs8 / 8.0)); }
 
     /// Sample i of the buffer, in the layout of the present mode.
     float at(int i, Stream stream, int lane) const
     {
-        const auto width = values.polyMode == PolyMode::Poly8 ? 8 : 4;
         const auto index =
-            static_cast<std::size_t>((4 * i + static_cast<int>(stream)) * width + lane);
-        return width == 8 ? buffer.eight[index] : buffer.four[index];
+            static_cast<std::size_t>((4 * i + static_cast<int>(stream)) * width() + lane);
+        return width() == 8 ? buffer.eight[index] : buffer.four[index];
     }
 
     /// Oscillator `k` stands still on a pulse for half a second and more: high (+1) or low (-1).
@@ -112,6 +91,29 @@ public:
     LaneBuffer buffer;
 
 private:
+    int width() const { return values.polyMode == PolyMode::Poly8 ? 8 : 4; }
+
+    std::vector<Streams> record(int count, int lanes)
+    {
+        std::vector<Streams> recorded(static_cast<std::size_t>(lanes));
+        for (int left = count; left > 0; left -= std::min(left, stretch)) {
+            const int n = std::min(left, stretch);
+            rack.render(values, performance, buffer, 0, n);
+            for (int i = 0; i < n; ++i) {
+                const double floor = 0.001 * white.next();
+                for (int lane = 0; lane < lanes; ++lane) {
+                    Streams& s = recorded[static_cast<std::size_t>(lane)];
+                    s.signal.push_back(at(i, Stream::Signal, lane));
+                    s.cutoff.push_back(at(i, Stream::Cutoff, lane));
+                    s.amplitude.push_back(at(i, Stream::Amplitude, lane));
+                    s.resonance.push_back(at(i, Stream::Resonance, lane));
+                    s.sound.push_back(s.signal.back() - floor);
+                }
+            }
+        }
+        return recorded;
+    }
+
     WhiteReference white;
 };
 
