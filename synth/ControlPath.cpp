@@ -85,7 +85,7 @@ void ControlPath::setControlInternal(int id, float value, Origin origin) noexcep
         timbreIsRouted = std::ranges::any_of(
             std::array{modulation_source_1, modulation_source_2, modulation_source_3},
             [this](int source) {
-                return snapped(source, parameters.getValue(source)) == kTimbreSource;
+                return steppedValues[static_cast<std::size_t>(source)] == kTimbreSource;
             });
         break;
     default: engine.setControl(id, value); break;

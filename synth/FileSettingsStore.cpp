@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "synth/FileSettingsStore.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -25,6 +26,8 @@ bool writeAll(int file, std::span<const std::uint8_t> bytes)
 {
     while (!bytes.empty()) {
         const ssize_t written = ::write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
         if (written <= 0)
             return false;
         bytes = bytes.subspan(static_cast<std::size_t>(written));

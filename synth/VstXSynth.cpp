@@ -94,6 +94,7 @@ void VstXSynth::processReplacing(float**, float** outputs, int sampleFrames) noe
 
 int VstXSynth::processEvents(const HostEvents* events) noexcept
 {
+    carryOutSettings(); // a new block size decides where the events stand
     midi.processEvents(events);
     return 1;
 }
@@ -318,7 +319,8 @@ void VstXSynth::setProgram(int program)
 void VstXSynth::setProgramName(const char* name)
 {
     nameOfProgram = std::string_view(name ? name : "").substr(0, kKeptProgramName);
-    parameterStore.getPreset(parameterStore.currentPreset)->setName(nameOfProgram);
+    if (PatchRecord* preset = parameterStore.getPreset(parameterStore.currentPreset))
+        preset->setName(nameOfProgram);
 }
 
 void VstXSynth::getProgramName(char* text) const { copyText(text, nameOfProgram, kMaxProgramName); }

@@ -66,9 +66,10 @@ public:
     Shared<int> parameterBeingEdited{-1};
 
     // --- Controls by id, control values; ids outside 0..153 read 0 and do nothing ---
-    /// [any] With notifyEditor an open editor shows the value.
+    /// [any], but polyphony [!audio], since it waits for the block. With notifyEditor an open
+    /// editor shows the value.
     void setControlValue(int id, float value, bool notifyEditor);
-    void setControlSilently(int id, float value); ///< [any]
+    void setControlSilently(int id, float value); ///< as above
     /// [!audio] To the sound without a place in the preset; the way of pitch_wheel.
     void setControlInternal(int id, float value);
     float getControlValue(int id) const noexcept; ///< [any]

@@ -234,11 +234,12 @@ bool isSwitch(int id) noexcept;
 bool isStepped(int id) noexcept;
 
 /// The whole step that `value`, a number, has reached: truncated after adding 1e-4, which takes
-/// back what the rounding of single precision or of six digits in a host has lost. Limited to plus
+/// back what the rounding of single precision or of six digits in a host has lost. Negative values
+/// are in no list: they stay apart from the first step. Limited to plus
 /// or minus 1e9, which an int and a float hold.
 constexpr int wholeStep(double value) noexcept
 {
-    return static_cast<int>(std::clamp(value + 1e-4, -1e9, 1e9));
+    return static_cast<int>(std::clamp(value < 0.0 ? value : value + 1e-4, -1e9, 1e9));
 }
 
 /// The control value as it is stored: a switch becomes 0 (below 0.5) or 1, a stepped control its

@@ -53,11 +53,11 @@ std::string nearestRow(std::span<const char* const> texts, double v)
     return row(texts, std::clamp(v, 0.0, static_cast<double>(texts.size() - 1)), "");
 }
 
-/// Truncated towards zero, but 0.53 as single precision holds it, a little below, is 53.
+/// Truncated towards zero, of a product in single precision, as presets hold the value.
 std::string hundredths(double v)
 {
-    const int size = wholeStep(std::abs(100.0 * v));
-    return std::to_string(v < 0.0 ? -size : size);
+    const float product = 100.0f * static_cast<float>(v);
+    return std::to_string(static_cast<int>(std::clamp(product, -1e9f, 1e9f)));
 }
 
 /// 25 Hz at the bottom, a little more than an octave each tenth of the way.

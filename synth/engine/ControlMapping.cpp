@@ -97,7 +97,7 @@ double intake(int id, double value) noexcept
     if (info == nullptr)
         return 0.0;
     if (std::isnan(value))
-        value = static_cast<double>(info->defaultValue);
+        value = static_cast<double>(defaultValue(id));
     if (info->kind == ControlKind::Continuous)
         return std::clamp(value, 0.0, 1.0);
     return std::trunc(std::clamp(value, -2147483648.0, 2147483647.0));

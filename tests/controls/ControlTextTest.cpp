@@ -44,7 +44,7 @@ TEST(ControlText, ShowsWhatThePanelMeans)
         {osc_3_fine, 1.0f, "+50.0"},
         // percent: what was set is what is read, though 0.29 in single precision is less
         {controls_modulation_mix, 0.5f, "Mix 50%"},
-        {controls_modulation_mix, 0.53f, "Mix 53%"},
+        {controls_modulation_mix, 0.56f, "Mix 56%"},
         {modwheel, 0.29f, "29 %"},
         {modwheel, 0.999f, "99 %"},
         {modwheel, -0.5f, "-50 %"},
