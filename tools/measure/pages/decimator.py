@@ -60,7 +60,7 @@ def stop_band(page, render, axes):
         wanted = db(chain.decimator_response([2 * base], RATE)[0])
         floor = db(np.median(steep_spectrum(plain, RATE)[1][1000:]) / carrier) + 6
         tolerance = 0.2 if wanted > -60 else 1.5
-        if wanted > floor + 10:
+        if db(came_back / carrier) > floor + 20:
             page.row(f"{2 * base:.0f} Hz, folded to {back:.0f} Hz", db(through), wanted, tolerance, "dB")
         else:
             page.row(f"{2 * base:.0f} Hz, folded to {back:.0f} Hz, below the noise", db(through),
