@@ -3,6 +3,7 @@
 
 import hashlib
 import os
+import shutil
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, field
@@ -33,22 +34,25 @@ class Job:
 
 
 class Renderer:
-    """Calls the binary, at most `jobs` at a time. The cache forgets nothing but is keyed by the
-    bytes of the binary as well, so a new build is measured anew."""
+    """Calls the binary, at most `jobs` at a time. The cache holds the renders of one build, known
+    by the bytes of its binary: a new build is measured anew and takes the old one's place."""
 
     def __init__(self, binary, cache, jobs=2):
         self.binary = os.path.abspath(binary)
-        self.cache = cache
         self.jobs = jobs
         self.calls = self.hits = 0
-        os.makedirs(cache, exist_ok=True)
         with open(self.binary, "rb") as file:
-            self.build = hashlib.sha1(file.read()).hexdigest()
+            build = hashlib.sha1(file.read()).hexdigest()
+        if os.path.isdir(cache):
+            for other in set(os.listdir(cache)) - {build}:
+                shutil.rmtree(os.path.join(cache, other))
+        self.cache = os.path.join(cache, build)
+        os.makedirs(self.cache, exist_ok=True)
 
     def path(self, job):
         """The WAV file of a job, rendered if it is not there yet."""
         words = job.arguments()
-        key = hashlib.sha1("\0".join([self.build, *words]).encode()).hexdigest()
+        key = hashlib.sha1("\0".join(words).encode()).hexdigest()
         target = os.path.join(self.cache, key + ".wav")
         if os.path.exists(target):
             self.hits += 1
