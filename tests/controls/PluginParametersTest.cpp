@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -12,6 +13,7 @@ namespace zephra {
 namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 TEST(PluginParameters, EveryPresetStartsAsTheInitPatch)
 {
@@ -79,7 +81,7 @@ TEST(PluginParameters, ControlsThatNoPatchStoresReadZeroAndTakeNothing)
 TEST(PluginParameters, ValuesAreKeptAsSent)
 {
     PluginParameters parameters;
-    for (const float value : {-4.0f, 0.3f, 1e30f, std::numeric_limits<float>::infinity()}) {
+    for (const float value : {-4.0f, 0.3f, 1e30f, kInfinity}) {
         parameters.setValue(fx_active, value);
         EXPECT_EQ(parameters.getValue(fx_active), value);
     }
@@ -122,7 +124,7 @@ TEST(Locks, AWildValueDoesNotOpenThem)
 {
     PluginParameters parameters;
     parameters.setLocked(volume, true);
-    for (const float wild : {kNan, -9999.0f, -std::numeric_limits<float>::infinity()}) {
+    for (const float wild : {kNan, -9999.0f, kInfinity, -kInfinity}) {
         parameters.setValue(volume, wild);
         EXPECT_TRUE(parameters.isLocked(volume)) << wild;
         parameters.setLocked(volume, true); // again, at that very value
@@ -193,14 +195,30 @@ TEST(GetPreset, TheirNumberIsLimited)
     EXPECT_EQ(PluginParameters(40000).presetCount(), 32767);
 }
 
-TEST(PatchRecord, LongNamesAreCutAndShortOnesLeaveNoRest)
+TEST(PatchRecord, TextsAreCutBetweenCharactersAndShortOnesLeaveNoRest)
 {
+    const struct {
+        std::string text, kept;
+    } rows[] = {
+        {"A name of more than thirty-one bytes", "A name of more than thirty-one "},
+        {std::string(30, 'x') + "\xc3\xa4", std::string(30, 'x')},         // a two-byte letter
+        {std::string(28, 'x') + "\xf0\x9f\x8e\xb9", std::string(28, 'x')}, // a four-byte sign
+        {std::string(27, 'x') + "\xf0\x9f\x8e\xb9", std::string(27, 'x') + "\xf0\x9f\x8e\xb9"},
+        {std::string(40, '\x80'), std::string(31, '\x80')}, // no UTF-8 at all
+        {std::string("ends\0here", 9), "ends"},
+        {"Bell", "Bell"},
+    };
     PatchRecord record;
-    record.setName("A name of more than twenty-seven bytes");
-    EXPECT_STREQ(record.name.data(), "A name of more than twenty-");
-    record.setName("Bell");
-    EXPECT_EQ(std::string(record.name.begin(), record.name.end()),
-              std::string("Bell") + std::string(24, '\0'));
+    for (const auto& row : rows) {
+        record.setName(row.text);
+        EXPECT_EQ(std::string(record.name.begin(), record.name.end()),
+                  row.kept + std::string(32 - row.kept.size(), '\0'));
+    }
+    record.setInfoText(std::string(510, 'x') + "\xc3\xa4");
+    EXPECT_EQ(record.infoText(), std::string(510, 'x'));
+    record.setInfoText("short");
+    EXPECT_EQ(record.infoText(), "short");
+    EXPECT_EQ(std::ranges::count(record.info, '\0'), 560 - 5);
 }
 
 // For the thread sanitizer: host, editor and audio thread move one control at a time.
