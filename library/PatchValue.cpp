@@ -29,8 +29,8 @@ public:
             wanted.push_back({keyOf(value.id, 0), {}});
         }
         std::ranges::sort(wanted, {}, &Wanted::key);
-        const auto doubles = std::ranges::unique(wanted, {}, &Wanted::key);
-        wanted.erase(doubles.begin(), doubles.end());
+        const auto sameKey = [](const Wanted& a, const Wanted& b) { return a.key == b.key; };
+        wanted.erase(std::unique(wanted.begin(), wanted.end(), sameKey), wanted.end());
     }
 
     void take(std::span<const std::uint8_t> entry) noexcept

@@ -29,6 +29,13 @@ constexpr std::uint32_t fourBytes(const char (&text)[5]) noexcept
 constexpr std::uint32_t kOwnId = fourBytes("ZPHR");
 constexpr std::array kKnownIds = {kOwnId, fourBytes("ZPHF"), fourBytes("ZEPD"), fourBytes("ZEPF")};
 
+ProgramFile unreadable(const RegularFile& file)
+{
+    return {ProgramFile::Fault::Unreadable,
+            file.error() ? file.error().message() : "The file is too short for a patch.",
+            {}};
+}
+
 } // namespace
 
 ProgramFile readProgramFile(const std::filesystem::path& path)
@@ -37,9 +44,7 @@ ProgramFile readProgramFile(const std::filesystem::path& path)
     RegularFile file(path);
     std::array<std::uint8_t, kHeaderBytes> header{};
     if (file.read(header) < header.size())
-        return {Fault::Unreadable,
-                file.error() ? file.error().message() : "The file is too short for a patch.",
-                {}};
+        return unreadable(file);
     if (std::ranges::find(kKnownIds, bigEndian32(header, kIdAt)) == kKnownIds.end())
         return {Fault::Foreign, "This is not a patch for The Zephra.", {}};
 
@@ -48,8 +53,8 @@ ProgramFile readProgramFile(const std::filesystem::path& path)
     program.chunk.resize(static_cast<std::size_t>(
         std::min<std::uint64_t>({bigEndian32(header, kChunkSizeAt), left, kMostChunkBytes})));
     program.chunk.resize(file.read(program.chunk));
-    if (file.error())
-        return {Fault::Unreadable, file.error().message(), {}};
+    if (file.error() || program.chunk.empty())
+        return unreadable(file);
     return program;
 }
 

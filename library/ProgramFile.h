@@ -18,7 +18,7 @@ namespace zephra {
 struct ProgramFile {
     enum class Fault {
         None,
-        Unreadable, ///< missing, no regular file, shorter than a header, or the system refused
+        Unreadable, ///< missing, no regular file, nothing in it, or the system refused
         Foreign,    ///< a program of another instrument
     };
 

@@ -76,8 +76,7 @@ class EndToEnd(unittest.TestCase):
                 ("--note", "--note", "60,100,2,1", "--out", self.out),
                 ("--block", "--block", "8193", "--out", self.out),
                 ("--rate", "--rate", "-1", "--out", self.out),
-                ("--patch", "--patch", "lead.fxp", "--out", self.out),
-                ("--dump", "--dump", "lead.fxp")]:
+                ("--out", "--save-patch", self.folder / "lead.fxp")]:
             self.check_refused(2, names + ": ", *arguments)
         self.assertIn("filter_cutoff",
                       self.check_refused(2, "--set", "--set", "filter_cutof=1", "--out", self.out))
@@ -89,6 +88,21 @@ class EndToEnd(unittest.TestCase):
             path = self.folder / song
             self.check_refused(1, str(path).replace("\n", " "), path, "--out", self.out)
         self.check_refused(1, "/dev/zero: ", "/dev/zero", "--out", self.out)
+
+    def test_patches_that_are_none(self):
+        short, foreign = self.folder / "short.fxp", self.folder / "foreign.fxp"
+        short.write_bytes(b"CcnK")
+        foreign.write_bytes(b"CcnK" + bytes(12) + b"ZPHX" + bytes(900))
+        pipe = self.folder / "pipe.fxp"
+        os.mkfifo(pipe)
+        for what, patch in [("No such file", self.folder / "missing.fxp"),
+                            ("directory", self.folder), ("too short", short),
+                            ("This is not a patch for The Zephra.", foreign),
+                            ("not supported", pipe)]:
+            for option in ["--patch", "--dump", "--dump-xml"]:
+                message = self.check_refused(1, what, option, patch, "--out", self.out,
+                                             "--save-patch", self.folder / "new.fxp")
+                self.assertIn(str(patch), message)
 
     def test_damaged_songs(self):
         whole = SONG.read_bytes()
@@ -210,6 +224,24 @@ class EndToEnd(unittest.TestCase):
                                                   f"{name}={value}", "--auto",
                                                   f"{name}={value}@0.02"))
                 self.assertTrue(all(map(math.isfinite, samples)), f"{name}={value}")
+
+    # --- Patches ---
+    def test_a_saved_patch_brings_the_state_back(self):
+        first, second = self.folder / "Low Brass.fxp", self.folder / "Second.fxp"
+        self.render("--set", "filter_cutoff=0.3", "--set", "polyphony=2", "--save-patch", first,
+                    "--auto", "filter_cutoff=0.9@0", "--seconds", 0.1)
+        data = first.read_bytes()
+        self.assertEqual((data[:4], data[16:20], data[28:38]), (b"CcnK", b"ZPHR", b"Low Brass\0"))
+        self.assertEqual(struct.unpack(">I", data[56:60])[0], len(data) - 60)
+
+        sound = self.render("--patch", first, *CHORD, "--save-patch", second, "--set", "volume=0.4")
+        self.assertNotEqual(sound, self.render("--set", "volume=0.4", *CHORD))
+        lines = self.start("--dump", second).stdout.decode().splitlines()
+        self.assertEqual(len(lines), 88)
+        for line in ['"1";"0";"2.0000"', '"7";"0";"0.4000"', '"71";"0";"0.3000"']:
+            self.assertIn(line, lines)
+        xml = self.start("--dump-xml", second).stdout.decode()
+        self.assertIn("\t\t\t<id>71</id>\n\t\t\t<value>0.3000</value>\n", xml)
 
     def test_control_table(self):
         result = self.start("--list-controls")

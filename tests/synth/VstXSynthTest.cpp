@@ -62,7 +62,12 @@ TEST(Program, NamesAreCutForTheHostAndKeptLonger)
     synth.getProgramName(text);
     EXPECT_STREQ(text, "01234567890123456789012");
     EXPECT_EQ(synth.programName(), "0123456789012345678901234567890");
-    EXPECT_STREQ(synth.parameters().getPreset(0)->name.data(), "012345678901234567890123456");
+    synth.setProgramName("Glockenspiele, Gr\xc3\xb6\xc3\x9f"
+                         "e\xc3\xa4");
+    synth.getProgramName(text);
+    EXPECT_STREQ(text, "Glockenspiele, Gr\xc3\xb6\xc3\x9f"
+                       "e")
+        << "no half letter";
     synth.setProgramName(nullptr);
     EXPECT_EQ(synth.programName(), "");
 }
