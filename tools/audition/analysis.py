@@ -7,7 +7,7 @@ from dataclasses import dataclass
 
 import numpy as np
 from measure.analysis import db, rms
-from scipy import ndimage, signal
+from scipy import signal
 
 from . import phrases
 
@@ -17,7 +17,7 @@ ENDS_WITHIN = 6.0                      # s after the last note-off
 STEADY = 0.005                         # of full scale: mean of the phrase
 RUMBLE = -12.0                         # dB: what lies below 25 Hz against the whole
 SOFT_SPAN = -26.0                      # dB: a soft note against a firm one
-PITCH = 10.0                           # cents
+PITCH = 15.0                           # cents
 
 
 @dataclass
@@ -108,48 +108,33 @@ def centroid_track(x, rate):
 
 
 def pitch_cents(x, rate, key):
-    """Distance of a held note from the nearest semitone in cents, by the comb of harmonics that
-    holds most; nan where tones hold less than a third of the sound."""
+    """Distance of a held note from the nearest semitone in cents, the middle of a detuned group;
+    nan where tones hold less than a third of the sound."""
     size = 1 << 18
-    window = signal.windows.hann(len(x), sym=False)
-    amplitude = np.abs(np.fft.rfft(x * window, size))
+    power = np.square(np.abs(np.fft.rfft(x * signal.windows.hann(len(x), sym=False), size)))
     step = rate / size
-    smooth = ndimage.maximum_filter1d(amplitude, max(1, round(1.5 / step)))
-    cents = np.arange(-2650, 2651, 1.0)
-    hz = 440 * 2 ** ((key - 69) / 12 + cents / 1200)
-    score = np.zeros(len(cents))
-    for number in range(1, 13):
-        bins = hz * number / step
-        inside = bins < len(amplitude) - 1
-        score[inside] += number ** -0.5 * np.interp(bins[inside], np.arange(len(smooth)), smooth)
-    best = int(np.argmax(score))
-    power = np.square(amplitude)
-    held = 0.0
-    for number in range(1, 41):
-        centre = hz[best] * number / step
-        reach = max(3.0 / step, centre * 0.012)
-        held += power[max(0, int(centre - reach)) : int(centre + reach) + 1].sum()
-    if held < power.sum() / 3:
+
+    def around(hz, cents):
+        """Bins within so many cents of a frequency."""
+        reach = 2 ** (cents / 1200)
+        low = int(hz / reach / step)
+        return low, power[low : int(hz * reach / step) + 2]
+
+    def held(hz):
+        return sum(around(hz * n, 50)[1].max(initial=0) ** 0.5 / n**0.5 for n in range(1, 9))
+
+    hz = max((440 * 2 ** ((key - 69 + k) / 12) for k in range(-26, 27)), key=held)
+    if sum(around(hz * n, 60)[1].sum() for n in range(1, 17)) < power[int(25 / step) :].sum() / 3:
         return float("nan")
-    refined = refine(power, hz[best], step)
-    off = 1200 * np.log2(refined / 440)
-    return float((off + 50) % 100 - 50)
-
-
-def refine(power, guess, step):
-    """Fundamental from the centres of gravity of the partials, weighted by their power."""
-    total = weight = 0.0
-    for number in range(1, 13):
-        centre = guess * number / step
-        reach = centre * 0.02
-        low, high = int(centre - reach), int(centre + reach) + 2
-        part = power[low:high]
-        if len(part) < 2 or part.sum() <= 0:
-            continue
-        mean = float(np.dot(np.arange(low, low + len(part)), part) / part.sum())
-        total += mean / number * step * part.sum()
-        weight += part.sum()
-    return total / weight if weight else guess
+    for _ in range(4):
+        places = []
+        for n in range(1, 9):
+            low, part = around(hz * n, 60)
+            if part.sum() > 0:
+                middle = (low + np.dot(np.arange(len(part)), part) / part.sum()) * step / n
+                places.append((middle, part.sum()))
+        hz = float(np.average([p[0] for p in places], weights=[p[1] for p in places]))
+    return float((1200 * np.log2(hz / 440) + 50) % 100 - 50)
 
 
 def rumble(x, rate):
