@@ -6,7 +6,7 @@ import os
 import sys
 from concurrent.futures import ThreadPoolExecutor
 
-from . import analysis, controls, patch, phrases, source
+from . import analysis, controls, page, patch, phrases, report, source, traits
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
@@ -67,6 +67,37 @@ def match(studio, sound, reach=0.25, attempts=6):
     return figures, remarks
 
 
+def judge_all(pool, studio, sounds, matching):
+    """The figures of all sounds, printed as they come."""
+
+    def judge(sound):
+        if matching and not patch.is_compiled(sound.path):
+            return match(studio, sound)
+        return studio.measure(sound), []
+
+    measured = []
+    for sound, (figures, remarks) in zip(sounds, pool.map(judge, sounds)):
+        show(sound, figures)
+        for remark in remarks:
+            print(f"    MATCH  {remark}", flush=True)
+        measured.append(figures)
+    return measured
+
+
+def whole_library(pool, studio, sounds, measured, table, options):
+    """What shows only when the sounds stand side by side."""
+    entries = [report.Entry(sound, figures, traits.traits(sound, table), *report.place(sound.path))
+               for sound, figures in zip(sounds, measured)]
+    pairs = report.compare(entries, list(pool.map(studio.portrait, sounds)))
+    shares = traits.shares([entry.traits for entry in entries])
+    if options.report:
+        print(report.text(entries, shares, pairs))
+    if options.csv:
+        report.write_csv(options.csv, entries)
+    if options.page:
+        print(page.write(pool, options.page, entries, shares, pairs, studio.phrase_file))
+
+
 def arguments():
     parser = argparse.ArgumentParser(prog="audition", description=__doc__, epilog=EPILOG)
     parser.add_argument("files", nargs="+", metavar="FILE_OR_FOLDER",
@@ -76,6 +107,10 @@ def arguments():
     parser.add_argument("--match", action="store_true",
                         help=f"rewrite `volume` of the sources for {analysis.LOUDNESS:g} LUFS")
     parser.add_argument("--check", action="store_true", help="check the sources, play nothing")
+    parser.add_argument("--report", action="store_true",
+                        help="print the closest pairs and what the sounds are made of")
+    parser.add_argument("--csv", metavar="FILE", help="write all figures as a table")
+    parser.add_argument("--page", metavar="DIR", help="write a page to listen to")
     parser.add_argument("--phrase", choices=phrases.PHRASES, help="another phrase than the sound's")
     parser.add_argument("--octave", type=int, choices=range(-3, 4), help="another octave")
     parser.add_argument("--cache", default=f"{ROOT}/build/audition",
@@ -90,7 +125,8 @@ def main():
     missing = [path for path in paths if not os.path.exists(path)]
     if missing or not paths:
         parser.error(f"{missing[0] if missing else options.files[0]}: no sound there")
-    sounds = patch.read(paths, controls.read(), options.phrase, options.octave)
+    table = controls.read()
+    sounds = patch.read(paths, table, options.phrase, options.octave)
     if options.check:
         for sound in sounds:
             for fault in sound.faults:
@@ -100,19 +136,11 @@ def main():
         parser.error(f"no renderer at {options.renderer}: build the target zephra-render first")
 
     studio = patch.Studio(options.renderer, options.cache, options.jobs)
-
-    def judge(sound):
-        if options.match and not patch.is_compiled(sound.path):
-            return match(studio, sound)
-        return studio.measure(sound), []
-
-    off = 0
     with ThreadPoolExecutor(options.jobs) as pool:
-        for sound, (figures, remarks) in zip(sounds, pool.map(judge, sounds)):
-            show(sound, figures)
-            for remark in remarks:
-                print(f"    MATCH  {remark}", flush=True)
-            off += bool(figures.flags() or sound.faults)
+        measured = judge_all(pool, studio, sounds, options.match)
+        if options.report or options.csv or options.page:
+            whole_library(pool, studio, sounds, measured, table, options)
+    off = sum(bool(figures.flags() or sound.faults) for sound, figures in zip(sounds, measured))
     print(f"{len(sounds)} sounds, {off} with something off")
     return 1 if off else 0
 

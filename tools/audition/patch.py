@@ -3,10 +3,9 @@
 
 import os
 
-import soundfile
 from measure.render import Job, Renderer
 
-from . import analysis, phrases, source
+from . import analysis, distance, phrases, source
 
 RATE = 48000
 CACHE_BYTES = 6 << 30
@@ -30,10 +29,16 @@ class Studio:
         return [Job(settings, seconds=None, rate=RATE, options=patch + words, files=patch[1:])
                 for words in lists]
 
+    def phrase_file(self, sound):
+        return self.render.path(self.jobs(sound)[0])
+
+    def portrait(self, sound):
+        return distance.portrait(self.render(self.jobs(sound)[2]), RATE)
+
     def measure(self, sound):
-        paths = [self.render.path(job) for job in self.jobs(sound)]
-        phrase, chord, single = (soundfile.read(path, dtype="float64", always_2d=True)[0]
-                                 for path in paths)
+        jobs = self.jobs(sound)
+        paths = [self.render.path(job) for job in jobs]
+        phrase, chord, single = (self.render(job) for job in jobs)
         _, last_off = phrases.phrase_words(sound.phrase, sound.octave)
         key = phrases.played(phrases.PHRASES[sound.phrase].root, sound.octave)[0]
         return analysis.figures(phrase, analysis.loudness(paths[0]), last_off, chord, single, RATE, key)
@@ -87,6 +92,6 @@ def read(paths, controls, phrase=None, octave=None):
         if octave is not None:
             sound.about["octave"] = str(octave)
         sounds.append(sound)
-    codes = [source.author_code(os.path.dirname(sound.path)) for sound in sounds]
+    codes = [source.author_code(sound.path) for sound in sounds]
     source.check_library(sounds, codes)
     return sounds

@@ -118,16 +118,18 @@ def check_library(sounds, codes):
             sound.faults.append(f"{first.path} has the same name")
 
 
-def author_code(folder):
-    """AuthorCode of the config.ini in this folder or the next one above that has it."""
-    folder = os.path.abspath(folder)
-    for _ in range(2):
-        try:
-            with open(os.path.join(folder, "config.ini")) as file:
+def has_bank_file(folder):
+    return os.path.exists(os.path.join(folder, "config.ini"))
+
+
+def author_code(path):
+    """AuthorCode of the bank that this file lies in, None without one."""
+    folder = os.path.dirname(os.path.abspath(path))
+    for bank in (folder, os.path.dirname(folder)):
+        if has_bank_file(bank):
+            with open(os.path.join(bank, "config.ini"), encoding="utf-8") as file:
                 found = re.search(r"^AuthorCode=(.*)$", file.read(), re.MULTILINE)
-                return found.group(1).strip() if found else None
-        except FileNotFoundError:
-            folder = os.path.dirname(folder)
+            return found.group(1).strip() if found else None
     return None
 
 
