@@ -2,7 +2,9 @@
 const { sounds, shares, pairs, nearCopy } = library;
 const byId = id => document.getElementById(id);
 const audio = byId("audio");
-const nameWithoutCode = sound => sound.name.replace(/ [A-Z+]{1,4}$/, "");
+
+const icon = path => `<svg viewBox="0 0 20 20"><path d="${path}"/></svg>`;
+const playIcon = icon("M5 2.5v15L17 10z"), pauseIcon = icon("M4.5 3h4v14h-4zM11.5 3h4v14h-4z");
 
 function element(tag, attributes = {}, ...children) {
   const made = document.createElement(tag);
@@ -42,7 +44,11 @@ function track(index, ...pictures) {
 
 const seconds = value => value === null ? "never" : value < 1 ? `${Math.round(1000 * value)} ms` : `${value.toFixed(1)} s`;
 const hertz = value => value >= 1000 ? `${(value / 1000).toFixed(1)} kHz` : `${Math.round(value)} Hz`;
-const signed = (value, digits) => value === null ? "–" : (value > 0 ? "+" : "") + value.toFixed(digits).replace("-", "−");
+function signed(value, digits) {
+  if (value === null) return "–";
+  const text = Math.abs(value).toFixed(digits);
+  return (Number(text) == 0 ? "" : value < 0 ? "−" : "+") + text;
+}
 
 function figures(sound) {
   const off = word => sound.flags.some(flag => flag.includes(word));
@@ -78,8 +84,8 @@ function makeRow(sound, index) {
     element("span", { class: sound.gap < nearCopy ? "close" : "" }, `${sound.gap.toFixed(1)} dB`), " to ",
     link(sound.nearest));
   const folder = [sound.bank, sound.category].filter(Boolean).join(" / ");
-  const row = element("article", { class: "sound" },
-    element("button", { title: "Play", onclick: () => index == chosen ? toggle() : start(index) }, "▶"),
+  return element("article", { class: "sound" },
+    element("button", { title: "Play", onclick: () => index == chosen ? toggle() : start(index) }),
     element("div", {},
       element("h3", {}, sound.name, element("small", {}, folder)),
       element("p", {}, sound.info),
@@ -88,7 +94,6 @@ function makeRow(sound, index) {
     track(index, wave(sound), element("img", { src: `pictures/${sound.file}.png`, loading: "lazy", alt: "" })),
     figures(sound),
     element("div", { class: "made", title: [...routing, ...colour].join("\n") }, chips(sound), near));
-  return row;
 }
 
 const rows = sounds.map(makeRow);
@@ -201,9 +206,8 @@ function showPlace() {
 }
 
 function showState() {
-  byId("play").textContent = audio.paused ? "▶" : "⏸";
-  for (const row of rows) row.firstChild.textContent = "▶";
-  if (chosen >= 0 && !audio.paused) rows[chosen].firstChild.textContent = "⏸";
+  byId("play").innerHTML = audio.paused ? playIcon : pauseIcon;
+  rows.forEach((row, index) => { row.firstChild.innerHTML = index == chosen && !audio.paused ? pauseIcon : playIcon; });
   showPlace();
 }
 
@@ -267,3 +271,4 @@ byId("direction").onclick = event => {
   list();
 };
 list();
+showState();

@@ -20,6 +20,7 @@ from . import report
 
 HERE = Path(__file__).resolve().parent
 LONGEST = 20.0  # s: of sounds that do not end
+AFTER = 0.3     # s of silence behind a sound
 WAVE_POINTS = 180
 PICTURE = (260, 64)  # columns, rows
 LOWEST, OCTAVES = 30.0, 9
@@ -50,8 +51,14 @@ def spectrogram(path, x, rate):
     matplotlib.image.imsave(path, level[::-1], cmap="magma", vmin=level.max() - DEPTH, vmax=level.max())
 
 
-def compress(wav, target):
-    subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav, "-t", str(LONGEST),
+def audible(x):
+    """Samples until the sound stays 66 dB below its peak."""
+    size = np.abs(x).max(axis=1)
+    return np.flatnonzero(size >= size.max() * 5e-4)[-1] + 1
+
+
+def compress(wav, seconds, target):
+    subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav, "-t", f"{seconds:.4f}",
                     "-codec:a", "libmp3lame", "-q:a", "4", target], check=True)
 
 
@@ -79,8 +86,8 @@ def one_sound(folder, entry, wav):
     """Writes the sound and picture of a row."""
     name = slug(entry)
     x, rate = soundfile.read(wav, dtype="float64", always_2d=True)
-    x = x[: int(LONGEST * rate)]
-    compress(wav, os.path.join(folder, "sounds", name + ".mp3"))
+    x = x[: int(audible(x) + AFTER * rate)][: int(LONGEST * rate)]
+    compress(wav, len(x) / rate, os.path.join(folder, "sounds", name + ".mp3"))
     spectrogram(os.path.join(folder, "pictures", name + ".png"), x, rate)
     data = row(entry, name)
     data["outline"], data["seconds"] = outline(x), number(len(x) / rate)

@@ -33,7 +33,7 @@ def place(path):
     """Bank and category of a file: the bank is the folder that holds a config.ini."""
     folder = os.path.dirname(os.path.abspath(path))
     above = os.path.dirname(folder)
-    if source.has_bank_file(folder) or not source.has_bank_file(above):
+    if source.has_bank_file(folder):
         return os.path.basename(folder), ""
     return os.path.basename(above), os.path.basename(folder)
 
