@@ -144,7 +144,8 @@ def rumble(x, rate):
 
 
 def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
-    """phrase, chord, single: samples, shape (frames, 2); key: that of the single note."""
+    """phrase, chord, single: samples, shape (frames, 2); key: that of the single note,
+    None for sounds that need not be in tune."""
     out = Figures(loudness=phrase_loudness)
     out.finite = all(bool(np.isfinite(x).all()) for x in (phrase, chord, single))
     if not out.finite or rms(phrase) < 1e-5:
@@ -172,7 +173,8 @@ def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
     held = single[int(on * rate) : int(off * rate)]
     if rms(held) > 1e-5:
         out.attack = attack_seconds(held, rate)
-        out.pitch = pitch_cents(held[int(0.15 * rate) :].mean(axis=1), rate, key)
+        if key is not None:
+            out.pitch = pitch_cents(held[int(0.15 * rate) :].mean(axis=1), rate, key)
         soft = single[int(phrases.SOFT[0] * rate) : int(phrases.SOFT[1] * rate)]
         same = held[: len(soft)]
         out.soft = float(level(soft, rate).max() - level(same, rate).max())

@@ -18,6 +18,7 @@ FORBIDDEN = set('\\/:*?"<>|')
 @dataclass
 class Sound:
     path: str
+    patch: str | None = None                      # program file to load instead of the settings
     about: dict = field(default_factory=dict)     # KEYS: text
     settings: dict = field(default_factory=dict)  # control name: control value
     needless: list = field(default_factory=list)  # controls that the text gives their default
