@@ -80,6 +80,12 @@ public:
     virtual void setProgramName(const char* name) = 0;
     virtual void getProgramName(char* text) const = 0; ///< at least 24 characters
 
+    // --- State, as bytes that hosts keep with a song. [ui] ---
+    /// Lends the bytes until the next call and returns their number. Both mean the same for a
+    /// preset and for a bank.
+    virtual int getChunk(void** data, bool isPreset) = 0;
+    virtual int setChunk(const void* data, int byteSize, bool isPreset) = 0;
+
     // --- Life. [ui] ---
     virtual void suspend() {} ///< processing stops
     virtual void resume() {}  ///< processing starts

@@ -22,7 +22,6 @@ constexpr const char* kVendor = "Quillon Audio";
 constexpr const char* kNoName = "-/-";
 constexpr double kUsualTempo = 120.0; // beats per minute
 constexpr int kLargestBlock = 1 << 20;
-constexpr std::size_t kKeptProgramName = 31; // bytes
 
 constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
                                       1,
@@ -39,7 +38,8 @@ constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
 
 VstXSynth::VstXSynth(const VstXSynthOptions& options)
     : AudioEffectX(options.host, kIdentity), settings(options.settings), library(options.library),
-      controls(parameterStore, soundEngine, gate), midi(soundEngine, controls, map, library)
+      fileSelector(options.fileSelector), controls(parameterStore, soundEngine, gate),
+      midi(soundEngine, controls, map, library)
 {
     if (settings)
         map.load(*settings);
@@ -315,15 +315,6 @@ void VstXSynth::setProgram(int program)
     if (library && !programListHidden)
         library->selectProgram(program);
 }
-
-void VstXSynth::setProgramName(const char* name)
-{
-    nameOfProgram = std::string_view(name ? name : "").substr(0, kKeptProgramName);
-    if (PatchRecord* preset = parameterStore.getPreset(parameterStore.currentPreset))
-        preset->setName(nameOfProgram);
-}
-
-void VstXSynth::getProgramName(char* text) const { copyText(text, nameOfProgram, kMaxProgramName); }
 
 // --- What the plug-in is --------------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 #include "synth/AudioEffectX.h"
 #include "synth/AudioGate.h"
 #include "synth/ControlPath.h"
+#include "synth/Messages.h"
 #include "synth/MidiIntake.h"
 #include "synth/MidiMap.h"
 #include "synth/PluginEditor.h"
@@ -14,18 +15,26 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <vector>
 
 namespace zephra {
 
+class FileSelector;
 class PatchLibraryPeer;
 class SettingsStore;
 
+/// What a patch file is wanted for. The older kind of files is not offered to the user and has no
+/// reader or writer: its modes do nothing.
+enum class PatchFileMode : int { LoadProgram = 2, LoadOld = 3, SaveProgram = 4, SaveOld = 5 };
+
 /// What a plug-in object may lean on; each may be missing. All outlive it.
 struct VstXSynthOptions {
-    SettingsStore* settings = nullptr;   ///< none: nothing is read or kept
-    HostPeer* host = nullptr;            ///< none: 120 beats per minute, nobody to tell
-    PatchLibraryPeer* library = nullptr; ///< none: program changes do nothing
-    EditorFactory editorFactory;         ///< none: no editor
+    SettingsStore* settings = nullptr;    ///< none: nothing is read or kept
+    HostPeer* host = nullptr;             ///< none: 120 beats per minute, nobody to tell
+    PatchLibraryPeer* library = nullptr;  ///< none: program changes do nothing
+    EditorFactory editorFactory;          ///< none: no editor
+    FileSelector* fileSelector = nullptr; ///< none: no files to choose
 };
 
 /// The plug-in object: a software instrument without inputs and with two outputs. Turns one host
@@ -102,12 +111,37 @@ public:
     int ccOfControl(int id) const noexcept { return map.ccOfControl(id); } ///< [any] 255: none
     MidiActivity& midiActivity() noexcept { return midi.activity; }        ///< [any]
 
+    // --- Patches. [ui]; in VstXSynthPatches.cpp ---
+    /// The current patch as bytes, which belong to this object until the next call.
+    int getChunk(void** data, bool isPreset) override;
+    /// A patch from the host, and from loadPatchFile: in place of the current one, all of it or
+    /// what is undamaged. Nothing happens without bytes. Returns byteSize.
+    int setChunk(const void* data, int byteSize, bool isPreset) override;
+    /// Loads a ".fxp" under its file name; other modes do nothing and succeed. A file that cannot
+    /// be read fails silently, one of another instrument with a message; the patch stays then.
+    /// `fromLibrary`: the patch stands for that file from now on; else it is like one of the host.
+    bool loadPatchFile(const std::string& path, PatchFileMode mode, bool fromLibrary);
+    /// Writes the current patch as ".fxp" and names it after the file, for which it stands from
+    /// then on; on an error all stays as it was.
+    std::error_code savePatchFile(const std::string& path);
+    /// Every control to its default, locked ones too.
+    void initPatch();
+    /// Has the user choose a file and loads or saves it.
+    void selectPatchFile(PatchFileMode mode);
+    /// Of the file that the patch stands for, else programName().
+    std::string currentPatchName() const;
+
+    std::string currentPatchPath; ///< [ui] the file that the patch stands for, empty if none
+    std::string lastFolder;       ///< [ui] of the last file chosen, empty if none yet
+    bool hostLoaded = false;      ///< [ui] the last chunk came from the host, not from a file
+    Messages messages;            ///< [ui]
+
     // --- Programs. [ui] ---
     int getProgram() const override;
     void setProgram(int program) override;
     void setProgramName(const char* name) override; ///< keeps 31 bytes
     void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters
-    const std::string& programName() const noexcept { return nameOfProgram; }
+    std::string programName() const;                ///< in full
 
     // --- What the plug-in is. [any] ---
     bool getOutputProperties(int index, PinProperties& properties) const override;
@@ -134,6 +168,7 @@ private:
 
     SettingsStore* const settings;
     PatchLibraryPeer* const library;
+    FileSelector* const fileSelector;
 
     PluginParameters parameterStore;
     MidiMap map;
@@ -146,10 +181,11 @@ private:
     std::atomic<double> sampleRateWanted{0.0};
     std::atomic<int> blockSizeWanted{0};
 
-    bool hostIsOwn = false;          ///< the maker's own host
-    bool hostKeepsSmoothers = false; ///< a new patch glides in instead of jumping
-    bool programListHidden = true;   ///< the host sees one program, number 0
-    std::string nameOfProgram = "Init Patch";
+    bool hostIsOwn = false;                ///< the maker's own host
+    bool hostKeepsSmoothers = false;       ///< a new patch glides in instead of jumping
+    bool programListHidden = true;         ///< the host sees one program, number 0
+    bool loadedFromLibrary = false;        ///< setChunk runs on behalf of loadPatchFile
+    std::vector<std::uint8_t> chunkOfHost; ///< lent by getChunk
 
     std::unique_ptr<PluginEditor> ownEditor; ///< last: goes first
 };

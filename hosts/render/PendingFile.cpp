@@ -4,6 +4,7 @@
 #include "render/Failure.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -19,26 +20,61 @@ namespace {
 
 namespace fs = std::filesystem;
 
-char interruptedPath[PATH_MAX] = ""; ///< to be removed when a signal ends the program
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::size_t kMostPending = 2; ///< a sound and a patch
+
+/// [file] paths to be removed when a signal ends the program; empty: none
+std::array<std::array<char, PATH_MAX>, kMostPending> interruptedPaths{};
 
 void removeAndDie(int signal)
 {
-    ::unlink(interruptedPath);
+    for (const auto& path : interruptedPaths) {
+        if (path[0] != '\0')
+            ::unlink(path.data());
+    }
     std::signal(signal, SIG_DFL);
     ::raise(signal);
 }
 
-/// An empty path: nothing to remove.
+/// While it lives no signal finds the paths half-written.
+class SignalsHeld {
+public:
+    SignalsHeld() noexcept
+    {
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (const int signal : kEndingSignals)
+            sigaddset(&ending, signal);
+        sigprocmask(SIG_BLOCK, &ending, &before);
+    }
+    ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t before{};
+};
+
+/// One that is too long, or beyond kMostPending, stays when the program is interrupted.
 void removeWhenInterrupted(const std::string& path)
 {
-    const bool known = !path.empty() && path.size() < sizeof interruptedPath;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(signal, SIG_DFL);
-    if (!known)
+    const SignalsHeld held;
+    const auto free =
+        std::ranges::find_if(interruptedPaths, [](const auto& known) { return known[0] == '\0'; });
+    if (free == interruptedPaths.end() || path.size() >= free->size())
         return;
-    std::memcpy(interruptedPath, path.c_str(), path.size() + 1);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    std::memcpy(free->data(), path.c_str(), path.size() + 1);
+    for (const int signal : kEndingSignals)
         std::signal(signal, removeAndDie);
+}
+
+void keepWhenInterrupted(const std::string& path)
+{
+    const SignalsHeld held;
+    for (auto& known : interruptedPaths) {
+        if (path == known.data())
+            known[0] = '\0';
+    }
 }
 
 Failure systemFailure(const std::string& name, int error = errno)
@@ -90,7 +126,17 @@ PendingFile::~PendingFile()
     ::close(fd);
     if (!aside.empty()) {
         ::unlink(aside.c_str());
-        removeWhenInterrupted({});
+        keepWhenInterrupted(aside);
+    }
+}
+
+void PendingFile::write(std::span<const std::uint8_t> bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR)
+            throw systemFailure(shownName);
+        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
     }
 }
 
@@ -108,8 +154,8 @@ void PendingFile::commit()
     }
     if (::fsync(fd) != 0 || ::rename(aside.c_str(), target.c_str()) != 0)
         throw systemFailure(shownName);
+    keepWhenInterrupted(aside);
     aside.clear();
-    removeWhenInterrupted({});
 }
 
 void PendingFile::copyTo(int out)

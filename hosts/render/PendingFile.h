@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string>
 
 namespace zephra::render {
@@ -8,7 +10,7 @@ namespace zephra::render {
 /// A file that appears under its name only when it is complete. It is written aside, next to its
 /// place, and takes the name in `commit`; without that nothing remains, not even when the program
 /// is interrupted. Standard output ("-"), devices and pipes get the whole content in `commit`.
-/// One at a time. Throws Failure with the name.
+/// Up to two at a time. Throws Failure with the name.
 class PendingFile {
 public:
     explicit PendingFile(const std::string& path);
@@ -20,6 +22,7 @@ public:
     int descriptor() const noexcept { return fd; }
     /// As the user wrote it, or "standard output".
     const std::string& name() const noexcept { return shownName; }
+    void write(std::span<const std::uint8_t> bytes);
     /// The content is complete.
     void commit();
 

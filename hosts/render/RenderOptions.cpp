@@ -114,6 +114,7 @@ public:
         addEvents();
         addRendering();
         addPatches();
+        addLibrary();
     }
 
     std::optional<RenderOptions> read(int argc, const char* const* argv)
@@ -202,26 +203,46 @@ private:
         app.add_flag("--list-controls", options.listControls, "print all controls and exit");
     }
 
-    /// Options that need the patch formats, which this version does not have.
     void addPatches()
     {
+        path("--patch", "FILE.fxp", "load a patch before the settings [the Init Patch]",
+             options.patch);
+        path("--save-patch", "FILE.fxp", "write the state after --patch and --set as a patch",
+             options.savePatch);
+        path("--dump", "FILE.fxp", "print a patch as a list and exit", options.dump);
+        path("--dump-xml", "FILE.fxp", "print a patch as XML and exit", options.dumpXml);
+    }
+
+    void path(const std::string& name, const char* form, const char* help, std::string& place)
+    {
+        take(name, form, help, [&place](const std::string& option, const std::string& text) {
+            if (text.empty())
+                throw usageFailure(option, "the name of the file is missing");
+            place = text;
+        });
+    }
+
+    /// Options that need the patch library, which this version does not have.
+    void addLibrary()
+    {
         const auto refuse = [](const std::string& option, const std::string&) {
-            throw usageFailure(option, "this version cannot read or write patches yet");
+            throw usageFailure(option, "this version has no patch library yet");
         };
-        for (const char* name : {"--patch", "--library", "--program", "--list-patches", "--dump",
-                                 "--dump-xml", "--save-patch"})
+        for (const char* name : {"--library", "--program", "--list-patches"})
             take(name, "...", "not available yet", refuse);
     }
 
     void check()
     {
         options.snap = !noSnap;
-        if (options.listControls)
+        if (options.listControls || !options.dump.empty() || !options.dumpXml.empty())
             return;
         if (options.out.empty())
             throw usageFailure("--out", "the file to write is missing");
         if (options.out == "-" && options.json)
             throw usageFailure("--json", "standard output already takes the WAV file");
+        if (options.out == "-" && options.savePatch == "-")
+            throw usageFailure("--save-patch", "standard output already takes the WAV file");
     }
 
     RenderOptions options;

@@ -34,6 +34,8 @@ struct PlayedNote {
 struct RenderOptions {
     std::string song;                     ///< path, empty for none
     std::string out;                      ///< path, "-" for standard output
+    std::string patch;                    ///< path of a program file, empty for the Init Patch
+    std::string savePatch;                ///< path, empty: the state is not saved
     std::vector<ControlSetting> settings; ///< in command-line order, as all lists here
     std::vector<ControlChange> automation;
     std::vector<PlayedNote> notes;
@@ -47,6 +49,8 @@ struct RenderOptions {
     bool quiet = false;
     bool json = false;
     bool listControls = false;
+    std::string dump;    ///< path of a program file to print; nothing is rendered then
+    std::string dumpXml; ///< likewise, as XML
 };
 
 /// Reads the command line. Throws Failure; on --help prints the help to standard output and

@@ -2,6 +2,8 @@
 #include "render/Renderer.h"
 
 #include "controls/ControlTable.h"
+#include "library/ProgramFile.h"
+#include "render/Failure.h"
 
 #include <algorithm>
 #include <chrono>
@@ -34,10 +36,24 @@ Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
 {
     synth.setSampleRate(options.rate);
     synth.setBlockSize(options.block);
+    if (!options.patch.empty())
+        loadPatch(options.patch);
     for (const ControlSetting& setting : options.settings)
         setControl(synth, setting);
     if (options.snap)
         synth.snapSmoothers();
+}
+
+void Renderer::loadPatch(const std::string& path)
+{
+    if (!synth.loadPatchFile(path, PatchFileMode::LoadProgram, true))
+        throw fileFailure(path, readProgramFile(path).why);
+}
+
+std::vector<std::uint8_t> Renderer::programFile(const std::string& patchName)
+{
+    synth.setProgramName(patchName.c_str());
+    return programFileBytes(*synth.parameters().getPreset(NoParameter), synth.engineWord);
 }
 
 Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace zephra::render {
@@ -24,7 +25,11 @@ namespace zephra::render {
 class Renderer {
 public:
     /// Builds the instrument and brings it to its starting state. `events` outlives the renderer.
+    /// Throws Failure if the patch cannot be loaded.
     Renderer(const RenderOptions& options, const EventList& events);
+
+    /// The present state as a program file; the patch takes this name.
+    std::vector<std::uint8_t> programFile(const std::string& patchName);
 
     /// Renders from time 0 until `tail` ends the file. Throws what `wav` throws.
     Summary run(TailRule tail, WavWriter& wav, ProgressBar& progress);
@@ -38,6 +43,7 @@ private:
         double tempo = 120.0; ///< beats per minute
     };
 
+    void loadPatch(const std::string& path);
     void startBlock(std::int64_t start);
     void automate(const ControlSetting& setting);
     void sendMessages(std::int64_t start, std::span<const TimedMessage> messages);

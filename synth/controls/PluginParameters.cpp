@@ -93,7 +93,7 @@ void PluginParameters::setLocked(int id, bool on) noexcept
     if (row < 0)
         return;
     const float present = getValue(id);
-    const float locked = present > kUnsetBelow ? present : defaultValue(id);
+    const float locked = isSetValue(present) ? present : defaultValue(id);
     lockRecords[static_cast<std::size_t>(row)].value = on ? locked : kUnset;
 }
 
@@ -139,7 +139,12 @@ void PluginParameters::loadDefaultsUnlocked(int page, int preset) noexcept
 
 PatchRecord* PluginParameters::getPreset(int index)
 {
-    PatchRecord* record = findPreset(currentPage, index);
+    return const_cast<PatchRecord*>(std::as_const(*this).getPreset(index));
+}
+
+const PatchRecord* PluginParameters::getPreset(int index) const
+{
+    const PatchRecord* record = findPreset(currentPage, index);
     if (!record && report)
         report("PluginParameters::getPreset", "Assertion failed");
     return record;
@@ -162,7 +167,7 @@ PatchRecord* PluginParameters::findPreset(int page, int preset) noexcept
 void PluginParameters::write(PatchRecord& record, std::size_t row, float value) noexcept
 {
     record.params[row].value = value;
-    if (lockRecords[row].isSet() && value > kUnsetBelow)
+    if (lockRecords[row].isSet() && isSetValue(value))
         lockRecords[row].value = value;
 }
 

@@ -42,7 +42,7 @@ public:
     // --- Values, by control id ---
     float getValue(int id, int page = NoParameter, int preset = NoParameter) const noexcept;
     /// The lock of a locked control follows, unless the value could not be told from no lock
-    /// (below -9990, not a number): then the lock keeps what it has.
+    /// (below -9990, not finite): then the lock keeps what it has.
     void setValue(int id, float value, int page = NoParameter, int preset = NoParameter) noexcept;
     float defaultOf(int id) const noexcept { return defaultValue(id); }
 
@@ -67,6 +67,7 @@ public:
     /// The record, which lives as long as this object; an index out of range is reported and gives
     /// nullptr.
     PatchRecord* getPreset(int index);
+    const PatchRecord* getPreset(int index) const;
 
     static constexpr int currentPage = 0;
     Shared<int> currentPreset{0}; ///< index of the preset in use

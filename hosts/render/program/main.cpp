@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "library/PatchChunk.h"
+#include "library/PatchDump.h"
+#include "library/ProgramFile.h"
 #include "render/ControlNames.h"
 #include "render/EventList.h"
 #include "render/Failure.h"
 #include "render/MidiFile.h"
+#include "render/PendingFile.h"
 #include "render/ProgressBar.h"
 #include "render/Renderer.h"
 #include "render/RenderOptions.h"
@@ -13,6 +17,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 namespace zephra::render {
@@ -40,18 +45,43 @@ void report(const RenderOptions& options, const Summary& summary)
         (options.out == "-" ? std::cerr : std::cout) << summary.text() << '\n';
 }
 
+/// The state of the instrument, aside until the sound is complete.
+void keepPatch(const std::string& path, Renderer& renderer, std::optional<PendingFile>& file)
+{
+    if (path.empty())
+        return;
+    file.emplace(path);
+    file->write(renderer.programFile(patchNameOf(path)));
+}
+
+/// Prints a patch as `text` gives it.
+template <class Text> void dump(const std::string& path, Text text)
+{
+    const ProgramFile program = readProgramFile(path);
+    if (program.fault != ProgramFile::Fault::None)
+        throw fileFailure(path, program.why);
+    PluginParameters parameters;
+    readChunk(program.chunk, parameters);
+    std::cout << text(*parameters.getPreset(NoParameter));
+}
+
 void render(const RenderOptions& options)
 {
     const Song song = options.song.empty() ? Song{} : readMidiFile(options.song, options.tempo);
     const EventList events = makeEventList(song, options);
     const TailRule tail = tailOf(options, events);
     WavWriter wav(options.out, options.rate, options.format);
+    std::optional<PendingFile> patch;
     Summary summary;
     {
+        Renderer renderer(options, events);
+        keepPatch(options.savePatch, renderer, patch);
         ProgressBar progress(options.seconds ? tail.longest() : events.end, options.quiet);
-        summary = Renderer(options, events).run(tail, wav, progress);
+        summary = renderer.run(tail, wav, progress);
     }
     wav.finish();
+    if (patch)
+        patch->commit();
     report(options, summary);
 }
 
@@ -74,6 +104,10 @@ int run(int argc, char** argv)
         if (const auto options = readOptions(argc, argv)) {
             if (options->listControls)
                 listControls(std::cout);
+            else if (!options->dump.empty())
+                dump(options->dump, csvText);
+            else if (!options->dumpXml.empty())
+                dump(options->dumpXml, xmlText);
             else
                 render(*options);
             if (!std::cout.flush())
