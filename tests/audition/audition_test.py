@@ -33,8 +33,8 @@ def parse(text, name="Deep Rubber QE"):
 
 class Controls(unittest.TestCase):
     def test_are_those_of_the_instrument(self):
-        listed = subprocess.run([PROGRAM, "--list-controls"], capture_output=True, text=True, check=True)
-        rows = [line.split() for line in listed.stdout.splitlines() if line.strip()[:1].isdigit()]
+        listed = subprocess.check_output([PROGRAM, "--list-controls"], text=True)
+        rows = [line.split() for line in listed.splitlines() if line.strip()[:1].isdigit()]
         expected = {row[1]: None if row[3] == "-" else float(row[3]) for row in rows}
         self.assertEqual({control.name: control.default for control in TABLE.values()}, expected)
 
@@ -98,9 +98,10 @@ class Source(unittest.TestCase):
         paths = sorted((ROOT / "resources" / "soundbanks").rglob("*.sound"))
         if not paths:
             self.skipTest("no sounds yet")
-        sounds = [source.parse(str(path), path.read_text(encoding="utf-8"), TABLE) for path in paths]
+        sounds = [source.parse(str(path), path.read_text("utf-8"), TABLE) for path in paths]
         source.check_library(sounds, [source.author_code(sound.path) for sound in sounds])
-        self.assertEqual([f"{sound.path}: {fault}" for sound in sounds for fault in sound.faults], [])
+        faults = [f"{sound.path}: {fault}" for sound in sounds for fault in sound.faults]
+        self.assertEqual(faults, [])
 
 
 class Phrases(unittest.TestCase):
@@ -140,8 +141,8 @@ class Traits(unittest.TestCase):
         found = traits.traits(parse(text), TABLE)
         self.assertEqual((found["routing"], found["LFO"]), (["Modwheel to Mod Amt"], ["none"]))
         switched = text + "controls_filter_modulation_sw = 1\n"
-        for more, kind in (("", "free"), ("opts_osc_3_lo_sync = 1", "tempo"), ("osc_3_range = 2", "audio"),
-                           ("controls_modulation_mix = 1", "noise")):
+        for more, kind in (("", "free"), ("opts_osc_3_lo_sync = 1", "tempo"),
+                           ("osc_3_range = 2", "audio"), ("controls_modulation_mix = 1", "noise")):
             self.assertEqual(traits.traits(parse(switched + more), TABLE)["LFO"], [kind])
 
     def test_shares_count_each_sound_once(self):
@@ -165,7 +166,8 @@ class Figures(unittest.TestCase):
         import numpy as np
         from audition import analysis
         for cents in (0, 7, -31):
-            self.assertAlmostEqual(analysis.pitch_cents(self.saw(cents), self.RATE, 57), cents, delta=0.5)
+            found = analysis.pitch_cents(self.saw(cents), self.RATE, 57)
+            self.assertAlmostEqual(found, cents, delta=0.5)
         pair = self.saw(-18) + self.saw(12)
         self.assertAlmostEqual(analysis.pitch_cents(pair, self.RATE, 57), -3, delta=1)
         noise = np.random.default_rng(1).standard_normal(3 * self.RATE)
@@ -179,7 +181,8 @@ class Figures(unittest.TestCase):
         self.assertAlmostEqual(analysis.attack_seconds(tone * ramp, self.RATE), 0.71, delta=0.03)
         # off at 1 s, then 60 dB in 1.5 s
         fall = 10 ** (-2 * np.maximum(0, np.arange(len(tone)) / self.RATE - 1))[:, None]
-        self.assertAlmostEqual(analysis.end_seconds(tone * fall, self.RATE, 1.0, False), 1.5, delta=0.06)
+        found = analysis.end_seconds(tone * fall, self.RATE, 1.0, False)
+        self.assertAlmostEqual(found, 1.5, delta=0.06)
         self.assertEqual(analysis.end_seconds(tone, self.RATE, 1.0, True), float("inf"))
 
     def test_distance_hears_colour_and_not_level(self):

@@ -166,7 +166,8 @@ def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
     out.motion = float(np.sqrt(np.average(np.square(centres[loud] - mean),
                                           weights=np.sqrt(power[loud]))))
     left, right = phrase[:, 0], phrase[:, 1]
-    out.correlation = float(np.dot(left, right) / max(1e-20, np.sqrt(np.dot(left, left) * np.dot(right, right))))
+    both = np.sqrt(np.dot(left, left) * np.dot(right, right))
+    out.correlation = float(np.dot(left, right) / max(1e-20, both))
     out.rumble = rumble(mid, rate)
 
     on, off, _ = phrases.LONG

@@ -63,8 +63,8 @@ def match(studio, sound, reach=0.25, attempts=6):
                        f"{analysis.LOUDNESS - figures.loudness:+.1f} dB are left")
     if figures.chord_peak >= analysis.CHORD_PEAK:
         over = figures.chord_peak - analysis.CHORD_PEAK
-        remarks.append(f"at this volume four notes are {over:.1f} dB too hot: fewer voices at once, "
-                       "less velocity to level, more drive or a denser sound")
+        remarks.append(f"at this volume four notes are {over:.1f} dB too hot: fewer voices at "
+                       "once, less velocity to level, more drive or a denser sound")
     return figures, remarks
 
 

@@ -43,7 +43,8 @@ class Studio:
         key = phrases.played(phrases.PHRASES[sound.phrase].root, sound.octave)[0]
         if sound.phrase == "effect":
             key = None
-        return analysis.figures(phrase, analysis.loudness(paths[0]), last_off, chord, single, RATE, key)
+        loudness = analysis.loudness(paths[0])
+        return analysis.figures(phrase, loudness, last_off, chord, single, RATE, key)
 
 
 def is_program(path):
@@ -51,7 +52,7 @@ def is_program(path):
 
 
 def compiled(path):
-    """The program file that the build made of this source, None if there is none or an older one."""
+    """The program file that the build made of this source, None if it made none since."""
     start, folder, rest = path.rpartition("resources/soundbanks/")
     program = f"{start}build/release/soundbanks/{os.path.splitext(rest)[0]}.fxp"
     if folder and os.path.exists(program) and os.path.getmtime(program) >= os.path.getmtime(path):

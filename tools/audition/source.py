@@ -70,7 +70,8 @@ def parse(path, text, controls):
 def read_setting(sound, number, key, value, controls):
     control = controls.get(key)
     if control is None or control.default is None:
-        near = difflib.get_close_matches(key, [c for c in controls if controls[c].default is not None], 1)
+        stored = [name for name in controls if controls[name].default is not None]
+        near = difflib.get_close_matches(key, stored, 1)
         hint = f", perhaps {near[0]}" if near else ""
         sound.faults.append(f"line {number}: a patch has no control {key}{hint}")
         return
