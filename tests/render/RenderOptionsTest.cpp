@@ -122,6 +122,7 @@ TEST(RenderOptions, AWrongCommandLineIsNamedInOneLine)
         {{"--patch", "", "--out", "x"}, "--patch", "missing"},
         {{"--save-patch", "a.fxp"}, "--out", "missing"},
         {{"--save-patch", "-", "--out", "-"}, "--save-patch", "standard output"},
+        {{"--save-patch", "./a", "--out", "a"}, "--save-patch", "this place"},
         {{"--library", "dir"}, "--library", "yet"},
         {{"--program", "1,0"}, "--program", "yet"},
         {{"--list-patches", "dir"}, "--list-patches", "yet"},

@@ -56,7 +56,7 @@ class EndToEnd(unittest.TestCase):
         return self.out.read_bytes()
 
     def check_refused(self, status, names, *arguments, **options):
-        """One line that names what is wrong, the told status, nothing written."""
+        """One line that names what is wrong, the promised status, nothing written."""
         before = sorted(self.folder.iterdir())
         result = self.start(*arguments, **options)
         message = result.stderr.decode()
