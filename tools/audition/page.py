@@ -61,7 +61,7 @@ def audible(x):
 
 def compress(wav, seconds, target):
     subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav,
-                    "-t", f"{seconds:.4f}", "-codec:a", "libmp3lame", "-q:a", "4", target],
+                    "-t", f"{seconds:.4f}", "-codec:a", "libmp3lame", "-q:a", "5", target],
                    check=True)
 
 
