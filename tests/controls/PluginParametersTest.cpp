@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 #include <string>
-#include <thread>
 
 namespace zephra {
 namespace {
@@ -137,23 +136,6 @@ TEST(PatchRecord, TextsAreCutBetweenCharactersAndShortOnesLeaveNoRest)
     EXPECT_EQ(record.infoText(), std::string(510, 'x'));
     record.setInfoText("short");
     EXPECT_EQ(std::ranges::count(record.info, '\0'), 560 - 5);
-}
-
-// For the thread sanitizer: host, editor and audio thread move one control at a time.
-TEST(PluginParameters, TwoThreadsMayMoveOneControl)
-{
-    PluginParameters parameters;
-    parameters.setLocked(volume, true);
-    std::thread other([&] {
-        for (int i = 0; i < 1000; ++i)
-            parameters.setValue(volume, 0.25f);
-    });
-    for (int i = 0; i < 1000; ++i) {
-        parameters.setValue(volume, 0.75f);
-        const float seen = parameters.getValue(volume);
-        EXPECT_TRUE(seen == 0.25f || seen == 0.75f) << seen;
-    }
-    other.join();
 }
 
 } // namespace
