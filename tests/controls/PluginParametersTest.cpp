@@ -41,21 +41,6 @@ TEST(PluginParameters, PresetsStartAsTheInitPatchAndAreAddressedOneByOne)
     EXPECT_EQ(PluginParameters(40000).presetCount(), 32767);
 }
 
-TEST(PluginParameters, ControlsThatNoPatchStoresReadZeroAndTakeNothing)
-{
-    PluginParameters parameters;
-    for (const int id : {int(pitch_wheel), int(panel_view), 0, -1, 154, NoParameter,
-                         std::numeric_limits<int>::max()}) {
-        parameters.setValue(id, 0.7f);
-        parameters.setLocked(id, true);
-        EXPECT_EQ(parameters.getValue(id), 0.0f) << id;
-        EXPECT_EQ(parameters.defaultOf(id), 0.0f) << id;
-        EXPECT_FALSE(parameters.isLocked(id)) << id;
-    }
-    for (const int id : kStorageOrder)
-        EXPECT_EQ(parameters.getValue(id), parameters.defaultOf(id)) << id;
-}
-
 TEST(Locks, HoldThroughAPatchLoadButFollowEveryWrite)
 {
     PluginParameters parameters;

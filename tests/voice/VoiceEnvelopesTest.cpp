@@ -144,25 +144,6 @@ TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
     }
 }
 
-TEST(VoiceAmplifier, SustainIsFourFifthsOfItsKnobBeforeTheCurveAndWalksThere)
-{
-    VoiceRig rig;
-    rig.values.resonance = 0.75f;
-    rig.values.resonanceRange = 6.0f;
-    rig.values.ampSustain = 0.625;
-    rig.start(60);
-    const auto streams = rig.playFor(0.3);
-    EXPECT_NEAR(streams.amplitude.back(), 0.595867, 1e-5);
-    EXPECT_EQ(streams.resonance.back(), 4.5f);
-    rig.values.ampSustain = 0.3125;
-    const auto amplitude = rig.play(512).amplitude;
-    EXPECT_NEAR(amplitude[255], 0.392428, 1e-5) << "half way, the curve at 3/8";
-    EXPECT_NEAR(amplitude[511], 0.197941, 1e-5);
-    rig.values.ampSustain = 0.0;
-    EXPECT_NEAR(rig.playFor(0.3).amplitude.back(), 0.0, 1e-5);
-    EXPECT_FALSE(rig.rack[0].ended) << "held, silent or not";
-}
-
 TEST(VoiceEnd, ComesWithTheStretchWhoseLastSampleIsSilent)
 {
     // From 0.8 to a millionth: 5.903 times the 0.1 s of a tenth, or 0.8 of the 2.5 ms of the
