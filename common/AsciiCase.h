@@ -49,7 +49,8 @@ constexpr bool equalNoCase(std::string_view a, std::string_view b) noexcept
 /// `lowerPart` is in lower case.
 constexpr bool containsNoCase(std::string_view text, std::string_view lowerPart) noexcept
 {
-    return !std::ranges::search(text, lowerPart, {}, [](char c) { return lowerAscii(c); }).empty() ||
+    return !std::ranges::search(text, lowerPart, {}, [](char c) { return lowerAscii(c); })
+                .empty() ||
            lowerPart.empty();
 }
 

@@ -48,7 +48,7 @@ private:
     void rebuild();
 
     const LibraryFiles& files;
-    BoundedList<PatchEntry> list; ///< sorted by name
+    BoundedList<PatchEntry> list;          ///< sorted by name
     std::unordered_set<std::string> known; ///< paths in small letters
 };
 

@@ -68,8 +68,8 @@ void PatchLibrary::readBankConfigs()
         if (!isBank(folder))
             continue;
         std::error_code error;
-        const BankConfig config = readBankConfig(files.readText(
-            folder.path + BankConfig::kFileName, BankConfig::kMostBytes, error));
+        const BankConfig config = readBankConfig(
+            files.readText(folder.path + BankConfig::kFileName, BankConfig::kMostBytes, error));
         for (const auto& [code, name] : config.authors)
             authors.try_emplace(code, name);
         additionalCategories.insert(additionalCategories.end(), config.categories.begin(),
@@ -101,17 +101,15 @@ const PatchEntry* PatchLibrary::findByPath(std::string_view path) const
     const PatchEntry& first = scan.entries.at(found->second);
     if (first.path == path)
         return &first;
-    const auto exact = std::ranges::find(scan.entries, path, [](const PatchEntry& entry) {
-        return entry.path.view();
-    });
+    const auto exact = std::ranges::find(scan.entries, path,
+                                         [](const PatchEntry& entry) { return entry.path.view(); });
     return exact == scan.entries.end() ? &first : &*exact;
 }
 
 const PatchFolder* PatchLibrary::folderByPath(std::string_view path) const
 {
-    const auto found = std::ranges::find(scan.folders, path, [](const PatchFolder& folder) {
-        return folder.path.view();
-    });
+    const auto found = std::ranges::find(
+        scan.folders, path, [](const PatchFolder& folder) { return folder.path.view(); });
     return found == scan.folders.end() ? nullptr : &*found;
 }
 
@@ -189,9 +187,8 @@ void PatchLibrary::buildView(std::string_view currentPath)
 
     if (view.rows.empty() || view.rows.size() != sizeBefore)
         view.clearSelection();
-    const auto current = std::ranges::find_if(view.rows, [&](const PatchEntry* entry) {
-        return entry->path == currentPath;
-    });
+    const auto current = std::ranges::find_if(
+        view.rows, [&](const PatchEntry* entry) { return entry->path == currentPath; });
     view.currentRow =
         current == view.rows.end() ? -1 : static_cast<int>(current - view.rows.begin());
 }

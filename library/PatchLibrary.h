@@ -85,8 +85,7 @@ public:
     bool isGeneticsSelected() const noexcept { return filter.bankRow == rows.geneticsRow; }
 
 private:
-    using PathIndex =
-        std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
+    using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     void readBankConfigs();
     void meetAuthors();
