@@ -28,23 +28,21 @@ int openAside(const std::filesystem::path& folder, std::filesystem::path& aside)
     return file;
 }
 
-bool writeAll(int file, std::span<const std::uint8_t> bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return ::fsync(file) == 0;
-}
-
 } // namespace
 
 RegularFile::RegularFile(const std::filesystem::path& path)
     : file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+{
+    examine();
+}
+
+RegularFile::RegularFile(int folder, const char* name)
+    : file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC))
+{
+    examine();
+}
+
+void RegularFile::examine() noexcept
 {
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0)
@@ -79,22 +77,30 @@ std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
     return count;
 }
 
-std::error_code replaceFile(const std::filesystem::path& wanted,
-                            std::span<const std::uint8_t> bytes)
+bool writeAll(int file, std::span<const std::uint8_t> bytes)
 {
-    std::error_code error;
-    const std::filesystem::path path = std::filesystem::is_symlink(wanted, error)
-                                           ? std::filesystem::weakly_canonical(wanted, error)
-                                           : wanted;
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+std::error_code replaceFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
+{
     std::filesystem::path aside;
     const int file = openAside(path.parent_path(), aside);
     if (file < 0)
         return systemError();
-    error.clear();
+    std::error_code error;
     struct stat old {};
-    if (::stat(path.c_str(), &old) == 0 && ::fchmod(file, old.st_mode & 07777) != 0)
-        error = systemError();
-    if (!error && !writeAll(file, bytes))
+    if (::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode))
+        ::fchmod(file, old.st_mode & 0777); // not vital: some file systems have no rights
+    if (!writeAll(file, bytes) || ::fsync(file) != 0)
         error = systemError();
     if (::close(file) != 0 && !error)
         error = systemError();

@@ -112,9 +112,9 @@ TEST(RenderOptions, AWrongCommandLineIsNamedInOneLine)
         {{"--save-patch", "a.fxp"}, "--out", "missing"},
         {{"--save-patch", "-", "--out", "-"}, "--save-patch", "standard output"},
         {{"--save-patch", "./a", "--out", "a"}, "--save-patch", "this place"},
-        {{"--library", "dir"}, "--library", "yet"},
-        {{"--program", "1,0"}, "--program", "yet"},
-        {{"--list-patches", "dir"}, "--list-patches", "yet"},
+        {{"--library", "", "--out", "x"}, "--library", "missing"},
+        {{"--program", "128,0"}, "--program", "NUMBER 128"},
+        {{"--program", "1"}, "--program", "NUMBER,TIME"},
     };
     for (const auto& row : rows) {
         try {

@@ -116,18 +116,6 @@ TEST(MidiControllers, ChannelValuesReachTheEngineWithTheBlock)
     EXPECT_TRUE(now.pedalUp);
 }
 
-TEST(MidiControllers, ProgramAndBankGoToTheLibraryIfThereIsOne)
-{
-    Plugin plugin;
-    plugin.send({{0, 0xb0, 32, 3}, {0, 0xc0, 17}});
-    EXPECT_EQ(plugin.library.banks, std::vector<int>{3});
-    EXPECT_EQ(plugin.library.programs, std::vector<int>{17});
-
-    VstXSynth alone;
-    test::EventList list{{0, 0xb0, 32, 3}, {0, 0xc0, 17}};
-    EXPECT_EQ(alone.processEvents(list), 1);
-}
-
 TEST(PitchBend, FourteenBitsCoverMinusOneToOne)
 {
     constexpr struct {

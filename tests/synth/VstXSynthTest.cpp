@@ -63,17 +63,6 @@ TEST(Program, NamesAreCutForTheHostBetweenLettersAndKeptLonger)
     EXPECT_EQ(synth.programName(), "");
 }
 
-TEST(Program, OnlyTheMakersHostSeesTheList)
-{
-    Plugin other("Steinberg"), own("Quillon Audio");
-    EXPECT_EQ(other.synth->getProgram(), 0);
-    EXPECT_EQ(own.synth->getProgram(), 41);
-    other.synth->setProgram(0);
-    EXPECT_TRUE(other.library.programs.empty()) << "a host that restores program 0 changes nothing";
-    own.synth->setProgram(5);
-    EXPECT_EQ(own.library.programs, std::vector<int>{5});
-}
-
 TEST(HostWheel, ReachesTheOpenEditorOnly)
 {
     constexpr int kHost = fourCharacters("stCA"), kWheel = fourCharacters("Whee");
