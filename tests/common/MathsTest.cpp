@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <set>
 
 namespace zephra {
@@ -19,49 +18,27 @@ TEST(Tanh, FollowsTheRealOneInsideThreeAndGrowsBeyond)
         EXPECT_NEAR(th(v), std::tanh(v), 5e-4) << "at " << v;
     EXPECT_GT(th(3.7f), 1.0f); // no limiter: above 3.65 it passes 1 and rises as v / 15
     EXPECT_NEAR(th(3000.0f), 200.0f, 1.0f);
-}
-
-TEST(Tanh, IsTheGainTimesTheInputInEveryLane)
-{
-    const Float4 v{-2.5f, 1e-3f, 0.7f, 9.0f};
-    const Float4 t = th(v);
-    const Float4 gain = ra(v);
+    const Float4 wide{-2.5f, 1e-3f, 0.7f, 9.0f};
     for (int lane = 0; lane < 4; ++lane) {
-        EXPECT_EQ(t[lane], th(v[lane])) << "a lane is the plain float, to the bit";
-        EXPECT_NEAR(gain[lane] * v[lane], t[lane], 1e-6f * std::fabs(t[lane]));
+        EXPECT_EQ(th(wide)[lane], th(wide[lane])) << "a lane is the plain float, to the bit";
+        EXPECT_NEAR(ra(wide)[lane] * wide[lane], th(wide[lane]), 1e-6f);
     }
-    EXPECT_EQ(ra(0.0f), 1.0f);
-}
-
-TEST(Simd, SelectTakesLaneByLane)
-{
-    const Float4 a{1, 2, 3, 4};
-    const Float4 b{-1, -2, -3, std::numeric_limits<float>::quiet_NaN()};
-    const Float4 chosen = select(a > 2.5f, a, b);
-    EXPECT_EQ(chosen[0], -1.0f);
-    EXPECT_EQ(chosen[1], -2.0f);
-    EXPECT_EQ(chosen[2], 3.0f);
-    EXPECT_EQ(chosen[3], 4.0f);
-    EXPECT_TRUE(all(a > 0.0f));
-    EXPECT_FALSE(all(a > 1.5f));
 }
 
 TEST(Random15, StaysInRangeAndEnginesStartApart)
 {
     std::set<int> starts;
-    for (std::uint32_t engine = 0; engine < 4; ++engine) {
-        for (std::uint32_t lane = 0; lane < 9; ++lane) {
-            Random15 random;
-            random.seed(engineSeed(engine, lane));
-            starts.insert(random.next());
-            double sum = 0.0;
-            for (int i = 0; i < 4000; ++i) {
-                const int r = random.next();
-                ASSERT_TRUE(r >= 0 && r <= 32767);
-                sum += r;
-            }
-            EXPECT_NEAR(sum / 4000.0, 16384.0, 700.0);
+    for (std::uint32_t generator = 0; generator < 36; ++generator) {
+        Random15 random;
+        random.seed(engineSeed(generator / 9, generator % 9));
+        starts.insert(random.next());
+        double sum = 0.0;
+        for (int i = 0; i < 4000; ++i) {
+            const int r = random.next();
+            ASSERT_TRUE(r >= 0 && r <= 32767);
+            sum += r;
         }
+        EXPECT_NEAR(sum / 4000.0, 16384.0, 700.0);
     }
     EXPECT_EQ(starts.size(), 36u) << "no two generators begin alike";
 }
