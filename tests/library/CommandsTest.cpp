@@ -451,8 +451,9 @@ public:
 private:
     static void seteuidIfRoot(uid_t user)
     {
-        if (::getuid() == 0)
+        if (::getuid() == 0) {
             EXPECT_EQ(::seteuid(user), 0);
+        }
     }
 };
 
