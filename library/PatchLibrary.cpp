@@ -5,7 +5,6 @@
 #include "library/BankConfig.h"
 
 #include <algorithm>
-#include <ranges>
 #include <system_error>
 #include <utility>
 
@@ -127,7 +126,9 @@ int PatchLibrary::countCategoryPatches(const PatchFolder& category, bool inTrash
     return static_cast<int>(
         std::ranges::count_if(inTrash ? scan.trash : scan.entries, [&](const PatchEntry& entry) {
             const PatchFolder* holder = scan.folder(entry.folderId);
-            return holder && equalNoCase(holder->name, category.name);
+            return holder && (isSameCategory(*holder, category) ||
+                              (holder->parent != 0 &&
+                               isSameCategory(*scan.folder(holder->parent), category)));
         }));
 }
 
@@ -177,12 +178,8 @@ void PatchLibrary::buildView(std::string_view currentPath)
     } else {
         const std::string search = lowerAscii(filter.searchText);
         anyCategorySelected = std::ranges::count(filter.categorySelected, true) > 0;
-        if (isGeneticsSelected())
-            for (const PatchEntry& entry : source.all() | std::views::reverse)
-                showIfPassing(entry, search);
-        else
-            for (const PatchEntry& entry : source)
-                showIfPassing(entry, search);
+        for (std::size_t i = 0; i < source.size(); ++i)
+            showIfPassing(source.at(isGeneticsSelected() ? source.size() - 1 - i : i), search);
     }
 
     if (view.rows.empty() || view.rows.size() != sizeBefore)
