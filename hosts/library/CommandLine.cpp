@@ -174,13 +174,11 @@ private:
         takePatches(command("favourite", "mark or unmark favourites: PATCH... on|off",
                             [this](Librarian& librarian) {
                                 const std::string state = patches.back();
+                                if (patches.size() < 2 || (state != "on" && state != "off"))
+                                    throw UsageError{"favourite: the last argument is on or off"};
                                 patches.pop_back();
                                 return librarian.setFavourites(patches, state == "on");
                             }));
-        app.get_subcommand("favourite")->final_callback([this] {
-            if (patches.size() < 2 || (patches.back() != "on" && patches.back() != "off"))
-                throw UsageError{"favourite: the last argument is on or off, after the patches"};
-        });
     }
 
     void addFolderCommands()

@@ -95,21 +95,24 @@ template <class Entries> Report Librarian::paths(const Entries& entries) const
     return report;
 }
 
+const PatchEntry* Librarian::search(const std::string& patch,
+                                    const BoundedList<PatchEntry>& list) const
+{
+    std::string path(library.root());
+    path += patch;
+    std::ranges::replace(path, '/', '\\');
+    if (&list == &library.entries())
+        return library.findByPath(path);
+    const auto at = std::ranges::find_if(
+        list, [&](const PatchEntry& held) { return equalNoCase(held.path, path); });
+    return at == list.end() ? nullptr : &*at;
+}
+
 PatchLibrary::Entries Librarian::find(const Names& patches, const BoundedList<PatchEntry>& list)
 {
     PatchLibrary::Entries found;
     for (const std::string& name : patches) {
-        std::string path(library.root());
-        path += name;
-        std::ranges::replace(path, '/', '\\');
-        const PatchEntry* entry = nullptr;
-        if (&list == &library.entries())
-            entry = library.findByPath(path);
-        else if (const auto at = std::ranges::find_if(
-                     list, [&](const PatchEntry& held) { return equalNoCase(held.path, path); });
-                 at != list.end())
-            entry = &*at;
-        if (entry)
+        if (const PatchEntry* entry = search(name, list))
             found.push_back(*entry);
         else
             complain(name, &list == &library.trash() ? kNotInTrash : kNoPatch);
@@ -344,13 +347,15 @@ Report Librarian::purge(const Names& patches)
 
 Report Librarian::setFavourites(const Names& patches, bool on)
 {
-    PatchLibrary::Entries found;
-    if (on) {
-        found = find(patches, library.entries());
-    } else { // whatever stands in the list, its file or not
-        found = find(patches, library.favourites());
-    }
-    library.setFavourites(found, on);
+    // A favourite whose file has gone can be unmarked too.
+    const auto isListed = [this](const std::string& name) {
+        return search(name, library.favourites()) != nullptr;
+    };
+    Names listed, others;
+    std::ranges::partition_copy(patches, std::back_inserter(listed), std::back_inserter(others),
+                                [&](const std::string& name) { return !on && isListed(name); });
+    library.setFavourites(find(listed, library.favourites()), on);
+    library.setFavourites(find(others, library.entries()), on);
     return {};
 }
 

@@ -71,6 +71,7 @@ private:
     void complain(const std::string& name, const char* what);
     void require(bool done, const std::string& name, const char* otherwise);
 
+    const PatchEntry* search(const std::string& patch, const BoundedList<PatchEntry>& list) const;
     PatchLibrary::Entries find(const Names& patches, const BoundedList<PatchEntry>& list);
     int bankRow(const std::string& bank);
     int categoryRow(const std::string& category);
