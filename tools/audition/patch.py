@@ -2,6 +2,8 @@
 """Finds patches, has them rendered and measured."""
 
 import os
+from contextlib import suppress
+from pathlib import Path
 
 from measure.render import Job, Renderer
 
@@ -61,21 +63,17 @@ def compiled(path):
 
 
 def prune(folder):
-    """Leaves the youngest renders."""
-    files = []
-    for base, _, names in os.walk(folder):
-        for name in names:
-            path = os.path.join(base, name)
-            try:
-                status = os.stat(path)
-            except FileNotFoundError:
-                continue
-            files.append((status.st_mtime, status.st_size, path))
+    """Leaves the youngest renders. Another run may do the same at this moment."""
+    renders = []
+    for path in Path(folder).glob("*/*.wav"):
+        with suppress(FileNotFoundError):
+            status = path.stat()
+            renders.append((status.st_mtime, status.st_size, path))
     room = CACHE_BYTES
-    for _, size, path in sorted(files, reverse=True):
+    for _, size, path in sorted(renders, reverse=True):
         room -= size
         if room < 0:
-            os.remove(path)
+            path.unlink(missing_ok=True)
 
 
 def files(words):
