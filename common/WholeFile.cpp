@@ -79,14 +79,22 @@ std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
     return count;
 }
 
-std::error_code replaceFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
+std::error_code replaceFile(const std::filesystem::path& wanted,
+                            std::span<const std::uint8_t> bytes)
 {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::is_symlink(wanted, error)
+                                           ? std::filesystem::weakly_canonical(wanted, error)
+                                           : wanted;
     std::filesystem::path aside;
     const int file = openAside(path.parent_path(), aside);
     if (file < 0)
         return systemError();
-    std::error_code error;
-    if (!writeAll(file, bytes))
+    error.clear();
+    struct stat old {};
+    if (::stat(path.c_str(), &old) == 0 && ::fchmod(file, old.st_mode & 07777) != 0)
+        error = systemError();
+    if (!error && !writeAll(file, bytes))
         error = systemError();
     if (::close(file) != 0 && !error)
         error = systemError();

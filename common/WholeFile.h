@@ -35,6 +35,7 @@ private:
 
 /// Puts a file with these bytes under a name, in place of what was there. It is written aside, in
 /// the same folder, and renamed when complete: on an error the old file stays, and nothing else.
+/// The new one has the rights of the old one; behind a link it is the target that is replaced.
 std::error_code replaceFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
 } // namespace zephra

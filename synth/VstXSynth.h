@@ -124,7 +124,7 @@ public:
     /// Writes the current patch as ".fxp" and names it after the file, for which it stands from
     /// then on; on an error all stays as it was.
     std::error_code savePatchFile(const std::string& path);
-    /// Every control to its default, locked ones too.
+    /// Every control to its default, locked ones too, and no info text.
     void initPatch();
     /// Has the user choose a file and loads or saves it.
     void selectPatchFile(PatchFileMode mode);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 
 namespace zephra::render {
@@ -243,6 +244,13 @@ private:
             throw usageFailure("--json", "standard output already takes the WAV file");
         if (options.out == "-" && options.savePatch == "-")
             throw usageFailure("--save-patch", "standard output already takes the WAV file");
+        namespace fs = std::filesystem;
+        std::error_code noSuchPlace;
+        const auto place = [&](const std::string& path) {
+            return fs::weakly_canonical(fs::absolute(path), noSuchPlace);
+        };
+        if (!options.savePatch.empty() && place(options.savePatch) == place(options.out))
+            throw usageFailure("--save-patch", "the WAV file already goes to this place");
     }
 
     RenderOptions options;

@@ -56,7 +56,7 @@ class EndToEnd(unittest.TestCase):
         return self.out.read_bytes()
 
     def check_refused(self, status, names, *arguments, **options):
-        """One line that names what is wrong, the told status, nothing written."""
+        """One line that names what is wrong, the promised status, nothing written."""
         before = sorted(self.folder.iterdir())
         result = self.start(*arguments, **options)
         message = result.stderr.decode()
@@ -133,10 +133,6 @@ class EndToEnd(unittest.TestCase):
         self.assertEqual(list(self.folder.iterdir()), [])
 
     # --- What comes out ---
-    def test_same_arguments_same_bytes(self):
-        arguments = [SONG, "--seconds", "1"]
-        self.assertEqual(self.render(*arguments), self.render(*arguments))
-
     def test_standard_output_gives_the_file(self):
         result = self.start(*CHORD, "--seconds", "0.2", "--out", "-")
         self.assertEqual(result.stdout, self.render(*CHORD, "--seconds", "0.2"))
@@ -155,21 +151,6 @@ class EndToEnd(unittest.TestCase):
         self.assertAlmostEqual(summary["peak_dbfs"], 20 * math.log10(peak), 3)
         self.assertAlmostEqual(summary["rms_dbfs"], 20 * math.log10(rms), 3)
         self.assertGreater(summary["speed"], 0)
-
-    def test_tail_ends_half_a_second_into_silence(self):
-        rate, samples = read_wav(self.render(*CHORD))
-        last = max(i for i, s in enumerate(samples) if abs(s) >= 1e-5) // 2
-        self.assertEqual(len(samples) // 2, max(last + 1, rate // 5) + rate // 2)
-        silence = self.start("--json", "--out", self.out)
-        self.assertEqual(json.loads(silence.stdout)["samples"], 24000)
-        self.assertLess(json.loads(silence.stdout)["peak_dbfs"], -120)
-
-    def test_notes_sound_from_their_sample_on(self):
-        _, samples = read_wav(self.render("--note", "60,127,0.1,0.2", "--seconds", "0.2",
-                                          "--set", "opts_osc_1_phase=0.3"))
-        first = next(i for i, s in enumerate(samples) if abs(s) > 1e-4) // 2
-        self.assertGreaterEqual(first, 4800)
-        self.assertLess(first, 4800 + 64)
 
     def test_settings_and_automation_are_heard(self):
         plain = self.render(*CHORD, "--seconds", "0.2")

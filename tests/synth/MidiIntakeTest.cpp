@@ -207,17 +207,6 @@ TEST(MidiLearn, ControllersWithAMeaningOfTheirOwnKeepIt)
     }
 }
 
-TEST(MidiLearn, DriveMovesItsDisplayToo)
-{
-    Plugin plugin;
-    plugin.synth->startMidiLearn(mixer_drive);
-    plugin.send({{0, 0xb0, 20, 127}});
-    EXPECT_EQ(plugin.editor->posts, (Posts{{mixer_drive, 1.0f}, {kDriveDisplayTag, 1.0f}}));
-    plugin.editor->open = false;
-    plugin.send({{0, 0xb0, 20, 0}, {0, 0xe0, 0, 0}});
-    EXPECT_EQ(plugin.editor->posts.size(), 2u) << "a closed editor is left alone";
-}
-
 TEST(MidiLearn, IsKeptForTheNextInstance)
 {
     test::MemorySettings settings;
