@@ -75,8 +75,8 @@ def row(entry, name):
     return {
         "name": entry.sound.name, "bank": entry.bank, "category": entry.category, "file": name,
         "info": entry.sound.about.get("info", ""), "phrase": entry.sound.phrase,
-        "loudness": number(figures.loudness), "peak": number(figures.peak),
-        "four": number(figures.chord_peak), "attack": number(figures.attack),
+        "loudness": number(figures.loudness), "spread": number(figures.spread),
+        "peak": number(figures.peak), "four": number(figures.chord_peak), "attack": number(figures.attack),
         "end": number(figures.end), "centroid": number(figures.centroid),
         "motion": number(figures.motion), "pitch": number(figures.pitch),
         "correlation": number(figures.correlation), "soft": number(figures.soft),
