@@ -77,9 +77,10 @@ def row(entry, name):
         "info": entry.sound.about.get("info", ""), "phrase": entry.sound.phrase,
         "loudness": number(figures.loudness), "spread": number(figures.spread),
         "peak": number(figures.peak), "four": number(figures.chord_peak),
-        "attack": number(figures.attack), "end": number(figures.end), "centroid": number(figures.centroid),
-        "motion": number(figures.motion), "pitch": number(figures.pitch),
-        "correlation": number(figures.correlation), "soft": number(figures.soft),
+        "attack": number(figures.attack), "end": number(figures.end),
+        "centroid": number(figures.centroid), "motion": number(figures.motion),
+        "pitch": number(figures.pitch), "correlation": number(figures.correlation),
+        "soft": number(figures.soft),
         "traits": entry.traits, "nearest": entry.nearest, "gap": number(entry.gap),
         "flags": entry.flags(), "faults": entry.sound.faults,
     }
