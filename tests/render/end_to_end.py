@@ -188,6 +188,32 @@ class EndToEnd(unittest.TestCase):
         xml = self.start("--dump-xml", second).stdout.decode()
         self.assertIn("\t\t\t<id>71</id>\n\t\t\t<value>0.3000</value>\n", xml)
 
+    # --- Libraries ---
+    def test_a_library_brings_the_first_patch_and_programs(self):
+        root = self.folder / "Soundbanks"
+        for name, level in (("A/Loud", 0.5), ("A/Lead/Quiet", 0.1), ("B/Mid", 0.3)):
+            (root / name).parent.mkdir(parents=True, exist_ok=True)
+            self.render("--set", f"volume={level}", "--seconds", "0", "--save-patch",
+                        root / f"{name}.fxp")
+        rows = self.start("--list-patches", root).stdout.decode().splitlines()
+        self.assertEqual(rows, [f"A\t-\tLoud\t{root}/A/Loud.fxp", f"B\t-\tMid\t{root}/B/Mid.fxp",
+                                f"A\tLead\tQuiet\t{root}/A/Lead/Quiet.fxp"])
+
+        def level(*arguments):
+            return max(map(abs, read_wav(self.render(*CHORD, *arguments))[1]))
+
+        loud, quiet, middle = (level("--patch", root / f"{name}.fxp")
+                               for name in ("A/Loud", "A/Lead/Quiet", "B/Mid"))
+        for expected, arguments in (
+                (loud, []), (middle, ["--patch", root / "B/Mid.fxp"]),
+                (quiet, ["--program", "1,0"]), (loud, ["--program", "77,0"]),
+                (middle, ["--cc", "32,3,0", "--program", "0,0"])):
+            self.assertAlmostEqual(level("--library", root, *arguments) / expected, 1, delta=0.3,
+                                   msg=arguments)
+        self.assertEqual(sorted(p.name for p in root.iterdir()), ["A", "B"], "nothing is written")
+        for option in ("--library", "--list-patches"):
+            self.check_refused(1, "none", option, self.folder / "none", "--out", self.out)
+
     def test_control_table(self):
         result = self.start("--list-controls")
         rows = result.stdout.decode().splitlines()[1:]
