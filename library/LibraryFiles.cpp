@@ -368,7 +368,7 @@ bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
     if (!place || from.error() || !nameInTheWay(place->folder.get(), place->name, {}).empty())
         return false;
     const auto copy = [&](int file) {
-        std::array<std::uint8_t, 65536> bytes;
+        std::array<std::uint8_t, 65536> bytes; // NOLINT(*-member-init): read into
         std::size_t count = 0;
         do {
             count = from.read(bytes);

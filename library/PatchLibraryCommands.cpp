@@ -46,7 +46,7 @@ PathText PatchLibrary::bankPath(std::string_view bankName)
 {
     if (bankName.empty())
         return root();
-    const PathText path = root() + bankName + "\\";
+    PathText path = root() + bankName + "\\";
     if (bankName == kUserBank || bankName == kGeneticsBankName)
         files.makeFolder(path);
     return path;
@@ -55,7 +55,7 @@ PathText PatchLibrary::bankPath(std::string_view bankName)
 /// The category's folder in a bank under the spelling that it has there, or a new one.
 PathText PatchLibrary::folderFor(std::string_view bankName, std::string_view categoryName)
 {
-    const PathText bank = bankPath(bankName);
+    PathText bank = bankPath(bankName);
     if (categoryName.empty())
         return bank;
     const PatchFolder* bankFolder = folderByPath(bank);
@@ -63,7 +63,7 @@ PathText PatchLibrary::folderFor(std::string_view bankName, std::string_view cat
     for (const PatchFolder& folder : scan.folders)
         if (folder.parent == bankId && equalNoCase(folder.name, categoryName))
             return folder.path;
-    const PathText path = bank + categoryName + "\\";
+    PathText path = bank + categoryName + "\\";
     files.makeFolder(path);
     return path;
 }
@@ -373,7 +373,7 @@ bool PatchLibrary::clearFavourites()
 
 bool PatchLibrary::moveToTrash(const Entries& entries)
 {
-    const Entries copies = entries;
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     bool all = true;
     for (const PatchEntry& entry : copies) {
         if (equalNoCase(extensionOf(entry.path), kTrashExtension))
@@ -397,7 +397,7 @@ bool PatchLibrary::restoreFromTrash(const Entries& entries)
 template <class Move>
 PatchLibrary::Entries PatchLibrary::moveEach(const Entries& entries, Move move)
 {
-    const Entries copies = entries;
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     Entries moved;
     for (const PatchEntry& entry : copies)
         if (const Moved one = move(entry))
@@ -426,7 +426,7 @@ PatchLibrary::Entries PatchLibrary::movePatchesToCategory(std::string_view categ
 
 bool PatchLibrary::setFavourites(const Entries& entries, bool on)
 {
-    const Entries copies = entries;
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     bool all = true;
     for (const PatchEntry& entry : copies)
         all &= setFavourite(entry, on, false);

@@ -153,6 +153,9 @@ public:
     /// sorts them; numbers without a patch or a bank do nothing.
     void serviceRequests();
     PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
+    /// Stores the current patch in the library as a new one, where the browser points to. False if
+    /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.
+    bool storeNewPatch(std::string_view name);
 
     void setProgramName(const char* name) override; ///< keeps 31 bytes
     void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters

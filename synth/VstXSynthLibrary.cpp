@@ -53,6 +53,18 @@ const PatchEntry* VstXSynth::currentEntry() const
                : nullptr;
 }
 
+bool VstXSynth::storeNewPatch(std::string_view name)
+{
+    PathText path;
+    if (!ownLibrary || !ownLibrary->createPatchFile(name, path, false))
+        return false;
+    const bool stored = !savePatchFile(nativePath(path).string());
+    if (!stored)
+        ownLibrary->discardPatchFile(path);
+    ownLibrary->reload(false);
+    return stored;
+}
+
 // --- Programs -------------------------------------------------------------------------------
 
 int VstXSynth::getProgram() const

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "common/Random15.h"
 #include "library/LibraryMessages.h"
 #include "library/NameRule.h"
 #include "library/PatchLibrary.h"
@@ -11,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -440,6 +442,64 @@ TEST_F(Commands, ABatchGoesOnAfterAFailureAndTellsOnce)
     EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked, kMoveBlocked));
     EXPECT_NE(library->findByPath(path("B/z.fxp")), nullptr) << "it was scanned at the end";
     EXPECT_EQ(tree->text("Favourites.db"), "A\\x.fxp\nB\\z.fxp");
+}
+
+/// Does whatever keeps all patches, at random, and copies nothing.
+void muddle(PatchLibrary& library, std::uint32_t seed, int commands)
+{
+    Random15 random;
+    random.seed(seed);
+    const auto any = [&](const auto& list) {
+        return list.at(static_cast<std::size_t>(random.next()) % list.size());
+    };
+    const std::vector<std::string> names = {"a", "A", "b", "B", "c d AB", "Bass", "User"};
+    for (int i = 0; i < commands; ++i) {
+        const bool all = random.next() % 2;
+        const PatchLibrary::Entries some = library.entries().empty()
+                                               ? PatchLibrary::Entries()
+                                               : PatchLibrary::Entries{any(library.entries())};
+        switch (random.next() % 9) {
+        case 0: library.movePatchesToBank(any(names), some); break;
+        case 1: library.movePatchesToCategory(any(names), some); break;
+        case 2: library.moveToTrash(some); break;
+        case 3: library.restoreAll(); break;
+        case 4: library.setFavourites(some, all); break;
+        case 5: library.createBank(any(names), all); break;
+        case 6: library.createCategory(any(names), all); break;
+        default:
+            if (!some.empty())
+                library.renamePatch(any(names), some.front(), true, all);
+            if (library.folders().size() > 0)
+                library.renameFolder(any(names), any(library.folders()), true, all);
+            break;
+        }
+    }
+}
+
+TEST_F(Commands, TwoProgramsAtOnceKeepEveryPatch)
+{
+    open({"A/1.fxp", "A/Lead/2.fxp", "B/3.fxp", "B/lead/4.fxp", "User/5.fxp", "6.fxp", "A/7.bin"},
+         {});
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = descriptors();
+    const pid_t other = ::fork();
+    muddle(*library, other == 0 ? 1 : 2, 300);
+    if (other == 0)
+        ::_exit(0);
+    int status = -1;
+    ::waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(descriptors(), before) << "all are closed";
+
+    Names patches;
+    for (const std::string& name : tree->names())
+        if (!name.ends_with('/'))
+            patches.push_back(tree->text(name));
+    EXPECT_THAT(patches,
+                testing::UnorderedElementsAre("A/1.fxp", "A/Lead/2.fxp", "B/3.fxp", "B/lead/4.fxp",
+                                              "User/5.fxp", "6.fxp", "A/7.bin"));
 }
 
 /// As long as it lives, this process may not change folders of the mode 0555.

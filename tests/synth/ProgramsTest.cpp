@@ -47,6 +47,28 @@ TEST(FirstPatch, IsTheShowpieceElseTheFirstWithoutCategoryElseTheFirst)
     }
 }
 
+TEST(NewPatch, LiesWhereTheBrowserPointsAndNeverOnAnotherOne)
+{
+    const PatchTree tree{"A/a.fxp", "A/Lead/b.fxp"};
+    Plugin plugin("", tree.root());
+    VstXSynth& synth = *plugin.synth;
+    synth.setControlSilently(filter_cutoff, 0.125f);
+    const std::string kept = tree.text("A/a.fxp");
+    const auto store = [&](const char* name) {
+        synth.library()->filter.bankRow = synth.library()->columns().bankRowNamed("A");
+        return synth.storeNewPatch(name);
+    };
+    EXPECT_FALSE(store("A"));
+    EXPECT_EQ(tree.text("A/a.fxp"), kept);
+    EXPECT_EQ(plugin.synth->messages.count(), 1);
+    EXPECT_TRUE(store("Own"));
+    EXPECT_EQ(synth.programName(), "Own");
+    ASSERT_TRUE(synth.library()->findByPath(libraryPath(tree / "A/Own.fxp")));
+    synth.initPatch();
+    synth.loadPatchFile(tree / "A/Own.fxp", PatchFileMode::LoadProgram, true);
+    EXPECT_EQ(synth.getControlValue(filter_cutoff), 0.125f);
+}
+
 TEST(FirstStart, BringsTheFactoryBanksOnce)
 {
     const PatchTree factory{"Showcase/Bass Carpet QX.fxp", "Essentials/Bass/x.fxp"};
