@@ -97,7 +97,7 @@ enum ControlId : int {
     opts_osc_3_phase = 152,
     opts_osc_3_lo_sync = 153,
     pitch_wheel = 201,
-    empty_parameter = 9999, ///< placeholder of widgets without a control
+    empty_parameter = 9999, ///< what a widget without a control bears
 };
 
 /// Ids at and above this are not accepted by the plug-in's interface by id.
