@@ -3,6 +3,7 @@
 
 #include "controls/PluginParameters.h"
 #include "engine/SynthEngine.h"
+#include "library/GeneticsEngine.h"
 #include "synth/AudioEffectX.h"
 #include "synth/AudioGate.h"
 #include "synth/ControlPath.h"
@@ -128,6 +129,9 @@ public:
     void initPatch();
     /// Has the user choose a file and loads or saves it.
     void selectPatchFile(PatchFileMode mode);
+    /// Breeds the current patch out of state.parents; it stands for no file then. Nothing happens
+    /// unless state.canBreed(). The seed makes a child that can be bred again.
+    void breed(GeneticsState& state, std::uint32_t seed = geneticsSeedOfClock());
     /// Of the file that the patch stands for, else programName().
     std::string currentPatchName() const;
 
@@ -165,6 +169,7 @@ private:
     bool render(float** outputs, int sampleFrames) noexcept;
     double hostTempo() const noexcept;
     void carryOutSettings();
+    void tellOfNewPatch();
 
     SettingsStore* const settings;
     PatchLibraryPeer* const library;
@@ -176,6 +181,7 @@ private:
     AudioGate gate;
     ControlPath controls;
     MidiIntake midi;
+    GeneticsEngine genetics;
 
     // Settings on their way to the engine, 0: none.
     std::atomic<double> sampleRateWanted{0.0};
