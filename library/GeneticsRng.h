@@ -12,9 +12,9 @@ namespace zephra {
 /// upper bits and before the step instead of after it. [ui]
 class GeneticsRng {
 public:
-    explicit GeneticsRng(std::uint32_t start = 0) noexcept { seed(start); }
+    explicit GeneticsRng(std::uint32_t start = 0) noexcept : state(nextSeed(start)) {}
 
-    void seed(std::uint32_t start) noexcept { state = nextSeed(start); }
+    void seed(std::uint32_t start) noexcept { *this = GeneticsRng(start); }
 
     /// 0..65535
     std::uint32_t next() noexcept

@@ -12,7 +12,7 @@ bool GeneticsState::addParent(const PatchEntry& entry)
                      [&](const PatchEntry& held) { return held.path == entry.path; }) != end)
         return false;
     if (parentCount == kMostParents)
-        std::ranges::rotate(parents, parents.begin() + 1);
+        std::rotate(parents.begin(), parents.begin() + 1, parents.end());
     else
         ++parentCount;
     parents[parentCount - 1] = entry;

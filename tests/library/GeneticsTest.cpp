@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/ControlTable.h"
+#include "library/GeneticsBank.h"
 #include "library/GeneticsEngine.h"
 #include "library/GeneticsScoreNet.h"
 
@@ -80,7 +81,7 @@ std::string childrenOfOurs()
         int parents;
     } kCases[] = {
         {343, 0.0f, 2},   {0x1f3a, 0.5f, 2}, {0x1f3a, 0.5f, 3}, {40000, 0.3f, 2},
-        {12345, 0.7f, 3}, {0, 1.0f, 2},      {65535, 1.0f, 3},  {0xffffffff, 0.49f, 3},
+        {12345, 0.7f, 3}, {368, 1.0f, 2},    {65535, 1.0f, 3},  {0xffffffff, 0.49f, 3},
     };
 
     std::string text;
@@ -221,6 +222,21 @@ TEST(GeneticsState, TakesEachFileOnceAndForgetsTheOldestOfFour)
     EXPECT_EQ(state.genes[3], 0);
     EXPECT_EQ(state.mix, 0.25f);
     EXPECT_EQ(state.seed, 77u);
+}
+
+TEST(GeneticsBank, NamesChildrenByTimeAndSeed)
+{
+    std::tm time{};
+    time.tm_year = 105;
+    time.tm_mon = 0;
+    time.tm_mday = 9;
+    time.tm_hour = 23;
+    time.tm_min = 4;
+    time.tm_sec = 5;
+    EXPECT_EQ(geneticsFileName(time, 0xab3), "050109-230405-AB3.fxp");
+    time.tm_year = 126;
+    time.tm_mon = 11;
+    EXPECT_EQ(geneticsFileName(time, 0), "261209-230405-0.fxp");
 }
 
 TEST(GeneticsScoreNet, SeesTheHostParametersButTheLateOnes)
