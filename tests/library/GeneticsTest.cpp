@@ -3,6 +3,7 @@
 #include "library/GeneticsBank.h"
 #include "library/GeneticsEngine.h"
 #include "library/GeneticsScoreNet.h"
+#include "library/GeneticsSelection.h"
 
 #include <gtest/gtest.h>
 
@@ -222,6 +223,44 @@ TEST(GeneticsState, TakesEachFileOnceAndForgetsTheOldestOfFour)
     EXPECT_EQ(state.genes[3], 0);
     EXPECT_EQ(state.mix, 0.25f);
     EXPECT_EQ(state.seed, 77u);
+}
+
+TEST(GeneticsSelection, FewerThanTwoRowsBecomeNeighbours)
+{
+    using Rows = std::vector<std::size_t>;
+    const struct {
+        Rows selected;
+        std::optional<std::size_t> current;
+        std::size_t rowCount;
+        Rows parents;
+    } kCases[] = {
+        {{1, 4, 7, 8}, 0, 9, {1, 4, 7, 8}},
+        {{3}, 7, 9, {3, 4}},
+        {{8}, 0, 9, {7, 8}},
+        {{}, 5, 9, {5, 6}},
+        {{}, 8, 9, {7, 8}},
+        {{}, {}, 9, {0, 1}},
+        {{0}, {}, 1, {0}},
+        {{}, 0, 1, {}},
+        {{}, {}, 0, {}},
+    };
+    for (const auto& [selected, current, rowCount, parents] : kCases)
+        EXPECT_EQ(geneticsParentRows(selected, current, rowCount), parents);
+}
+
+TEST(GeneticsSelection, DrawsTwoDifferentRowsFromTheWholeList)
+{
+    GeneticsRng rng(3);
+    EXPECT_EQ(randomParentRows(rng, 2), (std::array<std::size_t, 2>{0, 1}));
+    int seen[3] = {};
+    for (int i = 0; i < 300; ++i) {
+        const auto [first, second] = randomParentRows(rng, 3);
+        ASSERT_NE(first, second);
+        ++seen[first];
+        ++seen[second];
+    }
+    for (const int count : seen)
+        EXPECT_NEAR(count, 200, 40);
 }
 
 TEST(GeneticsBank, NamesChildrenByTimeAndSeed)
