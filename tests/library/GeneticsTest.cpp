@@ -147,41 +147,8 @@ TEST(Genetics, MixDecidesHowMuchComesFromTheFirstParent)
                 << "parent " << parent + 1 << " of " << parents << ", mix " << mix;
             RecordProperty(
                 printed("parent%dOf%dAtMix%g", parent + 1, parents, static_cast<double>(mix)),
-                printed("%.4f", share));
+                printed("%.6f", share));
         }
-    }
-}
-
-TEST(Genetics, ARowOfTheModulationMatrixStaysWithOneParent)
-{
-    constexpr int kRowsOfMatrix[3][3] = {
-        {modulation_source_1, velocity_amount, modulation_target_1},
-        {modulation_source_2, aftertouch_amount, modulation_target_2},
-        {modulation_source_3, modwheel_amount, modulation_target_3},
-    };
-    Nursery bred(3, parentItself);
-    int reservedApart = 0;
-    for (std::uint32_t seed = 0; seed < 200; ++seed) {
-        bred.breed(seed, 1.0f);
-        const auto from = [&](int id) { return bred.child.getValue(id); };
-        for (const auto& [source, amount, target] : kRowsOfMatrix) {
-            EXPECT_EQ(from(amount), from(source)) << seed;
-            EXPECT_EQ(from(target), from(source)) << seed;
-        }
-        reservedApart += from(velocity_target) != from(modulation_source_1);
-    }
-    EXPECT_GT(reservedApart, 0) << "the reserved controls belong to no row";
-}
-
-TEST(Genetics, NeedsTwoParents)
-{
-    for (const int count : {1, 2}) {
-        Nursery bred(count, parentItself);
-        bred.state.parentCount = 1;
-        bred.breed(5, 0.5f);
-        EXPECT_EQ(bred.child.getPreset(0)->nameText(), "Init Patch");
-        EXPECT_EQ(bred.child.getValue(filter_cutoff), defaultValue(filter_cutoff));
-        EXPECT_EQ(bred.state.seed, 0u);
     }
 }
 
