@@ -49,12 +49,12 @@ PatchValues defaultValues() noexcept
 /// Takes the sections of a chunk into a record and a list of values.
 class SectionReader {
 public:
-    SectionReader(PatchRecord& patchRecord, PatchValues& patchValues) noexcept
+    SectionReader(PatchRecord& patchRecord, PatchValues& patchValues)
         : record(patchRecord), values(patchValues)
     {
     }
 
-    void readAll(Bytes sections)
+    void readAll(Bytes sections) noexcept
     {
         const std::uint64_t total = sections.size();
         for (std::uint64_t offset = 0; offset + kHeadBytes <= total;) {
@@ -63,15 +63,17 @@ public:
             const std::uint64_t count = littleEndian32(section, 12);
             // Kept: not the length of the section, so that one that is cut short is still read.
             if (offset + elementSize >= total)
-                return;
+                break;
             read(littleEndian32(section, 4), elementSize, count, section.subspan(kHeadBytes));
             offset += kHeadBytes + elementSize * count;
         }
+        values.apply();
     }
 
 private:
     /// `bytes` is what there is from the first element on, the following sections included.
-    void read(std::uint32_t tag, std::uint64_t elementSize, std::uint64_t count, Bytes bytes)
+    void read(std::uint32_t tag, std::uint64_t elementSize, std::uint64_t count,
+              Bytes bytes) noexcept
     {
         switch (tag) {
         case kPresetIntsTag: readPresetInts(elementSize, count, bytes); break;
@@ -110,15 +112,15 @@ private:
 
     /// Sections of values may overlap, since their elements have 8 bytes whatever their size says:
     /// what they hold together is limited, so that no chunk keeps the reader busy.
-    void readValues(std::uint64_t count, Bytes bytes)
+    void readValues(std::uint64_t count, Bytes bytes) noexcept
     {
         count = std::min({count, std::uint64_t{bytes.size() / PatchValue::kBytes}, valuesLeft});
         valuesLeft -= count;
-        mergeValues(values, firstOf(bytes, count * PatchValue::kBytes));
+        values.take(firstOf(bytes, count * PatchValue::kBytes));
     }
 
     PatchRecord& record;
-    PatchValues& values;
+    ValueMerge values;
     std::uint64_t valuesLeft = kMostChunkBytes / PatchValue::kBytes;
 };
 

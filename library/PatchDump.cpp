@@ -14,7 +14,7 @@ constexpr int kDecimals = 4;
 
 std::string fixed(float value)
 {
-    std::array<char, 64> text; // the largest float has 39 digits
+    std::array<char, 64> text{}; // the largest float has 39 digits
     const auto end = std::to_chars(text.data(), text.data() + text.size(), value,
                                    std::chars_format::fixed, kDecimals);
     return {text.data(), end.ptr};

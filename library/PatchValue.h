@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <vector>
 
 namespace zephra {
 
@@ -16,12 +18,39 @@ struct PatchValue {
     float value = 0.0f;    ///< control value
 };
 
-/// Gives each target value what a stored list, whole PatchValues as bytes, holds for its id and
-/// sub-index, or else for its id and sub-index 0; what the list lacks stays. Of duplicates the
-/// last one counts. What is not finite is taken as 0; what is below -9990 counts as not stored.
+/// Merges stored lists into a list of values, the target: each target value becomes what was stored
+/// for its id and sub-index, or else for its id and sub-index 0; what was not stored stays. Of
+/// duplicates the last one counts. What is not finite is taken as 0; what is below -9990 counts as
+/// not stored.
 ///
-/// The target keeps its order and length. Needs memory for the target, not for the list, which may
-/// hold anything.
-void mergeValues(std::span<PatchValue> target, std::span<const std::uint8_t> stored);
+/// Keeps what the target asks for and nothing of the lists, which may be of any length and hold
+/// anything.
+class ValueMerge {
+public:
+    explicit ValueMerge(std::span<PatchValue> targetValues); ///< outlives this object
+
+    /// Takes in a list of whole PatchValues.
+    void take(std::span<const std::uint8_t> stored) noexcept;
+    /// Writes what was found into the target, whose order and length stay.
+    void apply() noexcept;
+
+private:
+    /// Id and sub-index as one number to sort by.
+    using Key = std::uint32_t;
+    struct Wanted {
+        Key key;
+        std::optional<float> value;
+    };
+
+    static constexpr Key keyOf(std::uint32_t id, std::uint32_t sub) noexcept
+    {
+        return id << 16 | sub;
+    }
+    /// nullptr if the target does not ask for it.
+    Wanted* find(Key key) noexcept;
+
+    std::span<PatchValue> target;
+    std::vector<Wanted> wanted; ///< in rising order of keys
+};
 
 } // namespace zephra

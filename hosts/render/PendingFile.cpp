@@ -52,7 +52,7 @@ public:
     SignalsHeld& operator=(const SignalsHeld&) = delete;
 
 private:
-    sigset_t before;
+    sigset_t before{};
 };
 
 /// One that is too long, or beyond kMostPending, stays when the program is interrupted.

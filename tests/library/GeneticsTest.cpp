@@ -115,7 +115,7 @@ std::string childrenOfOurs()
 
 TEST(Genetics, BreedsWhatAnIndependentScriptBreeds)
 {
-    std::ifstream file(TEST_DATA "/genetics_table.txt", std::ios::binary);
+    std::ifstream file(ZEPHRA_GENETICS_TABLE, std::ios::binary);
     std::stringstream theirs;
     theirs << file.rdbuf();
     EXPECT_EQ(childrenOfOurs(), theirs.str());

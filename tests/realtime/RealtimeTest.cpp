@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "library/PatchChunk.h"
 #include "realtime/BusyHost.h"
 #include "realtime/RealtimeWatch.h"
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
 
 namespace zephra {
 namespace {
@@ -141,6 +146,37 @@ TEST_F(RealtimeTest, FallingAsleepStoppingTheEffectsAndWakingUp)
         play(0x90, 50);
         EXPECT_FALSE(plugin.engine().asleep());
     }
+}
+
+TEST_F(RealtimeTest, PatchesOfAllModesAreLoadedOverSoundingNotes)
+{
+    BusyHost host(4);
+    VstXSynth& plugin = host.plugin;
+    plugin.setBlockSize(256);
+    std::vector<std::vector<std::uint8_t>> chunks;
+    for (const int mode : kModes) {
+        plugin.setControlSilently(polyphony, static_cast<float>(mode));
+        plugin.setControlSilently(fx_active, static_cast<float>(mode % 2));
+        chunks.push_back(writeChunk(*plugin.parameters().getPreset(0), 0));
+    }
+
+    std::atomic<int> loaded{0};
+    std::atomic<bool> playing{true};
+    std::thread loader([&] {
+        while (playing) {
+            const auto& chunk = chunks[static_cast<std::size_t>(loaded++) % chunks.size()];
+            plugin.setChunk(chunk.data(), static_cast<int>(chunk.size()), true);
+            std::this_thread::yield();
+        }
+    });
+    for (int block = 0; block < 500 || loaded < 20; ++block) {
+        host.add(3, 0x90, 36 + block % 48, 100);
+        const RealtimeWatch watch(seen);
+        host.play(256);
+    }
+    playing = false;
+    loader.join();
+    EXPECT_TRUE(host.soundIsSane(256));
 }
 
 } // namespace

@@ -71,6 +71,14 @@ void useEditor(VstXSynth& plugin, Random15& random)
         EXPECT_GE(plugin.ccOfControl(control.id), 0);
         break;
     case 14: EXPECT_GE(plugin.engine().asleep() + plugin.engine().effectsRunning(), 0); break;
+    case 15: {
+        void* chunk = nullptr;
+        const int size = plugin.getChunk(&chunk, true);
+        plugin.setControlValue(control.id, value, true);
+        EXPECT_EQ(plugin.setChunk(chunk, size, true), size);
+        break;
+    }
+    case 16: plugin.initPatch(); break;
     default: plugin.setControlValue(control.id, value, true); break;
     }
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "synth/FileSettingsStore.h"
 
+#include "support/TempFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -16,13 +18,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 class FileSettings : public ::testing::Test {
 protected:
-    FileSettings()
-    {
-        std::string pattern = (fs::temp_directory_path() / "zephra-settings-XXXXXX").string();
-        root = ::mkdtemp(pattern.data());
-    }
-    ~FileSettings() override { fs::remove_all(root); }
-
     void put(const char* name, std::size_t bytes) const
     {
         fs::create_directories(folder());
@@ -30,7 +25,7 @@ protected:
     }
     fs::path folder() const { return root / "deep" / "er"; }
 
-    fs::path root;
+    test::TempFolder root;
 };
 
 TEST_F(FileSettings, KeepsTheBytesAsTheyAreInAFileOfThatName)

@@ -21,6 +21,7 @@ class Job:
     seconds: float = 1.0
     rate: int = 48000
     options: list = field(default_factory=list)  # further words of the command line
+    files: list = field(default_factory=list)  # named by these words, known by their bytes
 
     def arguments(self):
         words = list(self.options)
@@ -35,15 +36,16 @@ class Job:
 
 class Renderer:
     """Calls the binary, at most `jobs` at a time. The cache holds the renders of one build, known
-    by the bytes of its binary: a new build is measured anew and takes the old one's place."""
+    by the bytes of its binary: a new build is measured anew and takes the old one's place, unless
+    that is to be kept."""
 
-    def __init__(self, binary, cache, jobs=2):
+    def __init__(self, binary, cache, jobs=2, keep_others=False):
         self.binary = os.path.abspath(binary)
         self.jobs = jobs
         self.calls = self.hits = 0
         with open(self.binary, "rb") as file:
             build = hashlib.sha1(file.read()).hexdigest()
-        if os.path.isdir(cache):
+        if os.path.isdir(cache) and not keep_others:
             for other in set(os.listdir(cache)) - {build}:
                 shutil.rmtree(os.path.join(cache, other))
         self.cache = os.path.join(cache, build)
@@ -52,13 +54,17 @@ class Renderer:
     def path(self, job):
         """The WAV file of a job, rendered if it is not there yet."""
         words = job.arguments()
-        key = hashlib.sha1("\0".join(words).encode()).hexdigest()
+        digest = hashlib.sha1("\0".join(words).encode())
+        for file in job.files:
+            with open(file, "rb") as opened:
+                digest.update(opened.read())
+        key = digest.hexdigest()
         target = os.path.join(self.cache, key + ".wav")
         if os.path.exists(target):
             self.hits += 1
             return target
         self.calls += 1
-        aside = target + ".part.wav"
+        aside = f"{target}.{os.getpid()}.wav"
         run = subprocess.run(
             [self.binary, "--quiet", *words, "--out", aside], capture_output=True, text=True
         )

@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "library/PatchChunk.h"
+#include "library/ProgramFile.h"
+#include "support/ChunkBytes.h"
+#include "support/PluginPeers.h"
+#include "support/RandomPatch.h"
+#include "support/TempFolder.h"
+#include "synth/FileSelector.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+namespace zephra {
+namespace {
+
+using test::Bytes;
+using test::ChunkBytes;
+using test::peak;
+using test::Plugin;
+
+/// A user who has made up their mind.
+struct DecidedUser : FileSelector {
+    std::optional<std::string> choose(const FileRequest& request) override
+    {
+        asked.push_back(request);
+        return choice;
+    }
+
+    std::optional<std::string> choice;
+    std::vector<FileRequest> asked;
+};
+
+int set(VstXSynth& synth, const Bytes& chunk)
+{
+    return synth.setChunk(chunk.data(), static_cast<int>(chunk.size()), false);
+}
+
+Bytes get(VstXSynth& synth)
+{
+    void* data = nullptr;
+    const int size = synth.getChunk(&data, false);
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    return {bytes, bytes + size};
+}
+
+class Patches : public testing::Test {
+protected:
+    bool load(const std::string& path, bool fromLibrary = true)
+    {
+        return synth.loadPatchFile(path, PatchFileMode::LoadProgram, fromLibrary);
+    }
+
+    test::TempFolder folder;
+    Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+    const Bytes quiet = ChunkBytes(6, 7).name("Inside").values({{volume, 0.25f}}).file();
+};
+
+// --- Chunks of the host ---------------------------------------------------------------------
+
+TEST_F(Patches, AHostGetsBackWhatItWasGiven)
+{
+    test::RandomPatch random(5);
+    VstXSynth other;
+    other.engineWord = random.fill(*other.parameters().getPreset(0));
+    const Bytes song = get(other);
+    EXPECT_EQ(set(synth, song), static_cast<int>(song.size()));
+    EXPECT_EQ(get(synth), song);
+    EXPECT_EQ(synth.engineWord, other.engineWord);
+    EXPECT_EQ(synth.programName(), other.programName());
+}
+
+TEST_F(Patches, AChunkOfTheHostKeepsItsNameAndStandsForNoFile)
+{
+    ASSERT_TRUE(load(folder.put("Outside.fxp", quiet)));
+    set(synth, ChunkBytes(6, 9).name("In the Song").values({{volume, 0.125f}}).bytes);
+    EXPECT_EQ(synth.programName(), "In the Song");
+    EXPECT_EQ(synth.currentPatchName(), "In the Song");
+    EXPECT_EQ(synth.currentPatchPath, "");
+    EXPECT_TRUE(synth.hostLoaded);
+    EXPECT_EQ(synth.getControlValue(volume), 0.125f);
+    EXPECT_EQ(synth.engineWord, 9u);
+}
+
+TEST_F(Patches, NothingHappensWithoutBytes)
+{
+    ASSERT_TRUE(load(folder.put("Outside.fxp", quiet)));
+    const std::uint8_t byte = 0;
+    EXPECT_EQ(synth.setChunk(nullptr, 1000, true), 1000);
+    EXPECT_EQ(synth.setChunk(&byte, 0, true), 0);
+    EXPECT_EQ(synth.setChunk(&byte, -1, true), -1);
+    EXPECT_EQ(synth.getChunk(nullptr, true), 0);
+    EXPECT_EQ(synth.programName(), "Outside");
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
+    EXPECT_EQ(set(synth, {1}), 1); // a header of nothing: all defaults
+    EXPECT_EQ(synth.getControlValue(volume), 0.5f);
+}
+
+TEST_F(Patches, EverybodyIsToldWhenTheSoundGoesOn)
+{
+    set(synth, ChunkBytes(6).bytes);
+    EXPECT_EQ(plugin.host.displayUpdates, 1);
+    EXPECT_EQ(plugin.host.refreshes, 1);
+    EXPECT_EQ(plugin.editor->refreshes, 1);
+    load(folder.put("x.fxp", quiet));
+    EXPECT_EQ(plugin.host.displayUpdates, 3) << "once more with the name";
+    EXPECT_EQ(plugin.host.refreshes, 2);
+}
+
+// --- Sound ----------------------------------------------------------------------------------
+
+TEST_F(Patches, TheNextBlockAlreadyPlaysTheNewPatch)
+{
+    for (const int mode : {0, 1, 2, 3}) {
+        synth.setControlSilently(polyphony, static_cast<float>(mode));
+        synth.setControlSilently(fx_active, 1.0f);
+        plugin.send({{0, 0x90, 60, 100}, {0, 0x90, 64, 100}});
+        plugin.run(256);
+        const float before = peak(Plugin::render(synth, 256).left);
+        ASSERT_GT(before, 0.1f);
+
+        set(synth, ChunkBytes(6).values({{polyphony, 2}, {volume, 1}}).bytes);
+        // Voices and effects are cut. What the stages behind them hold still discharges, in a
+        // fall without swing.
+        EXPECT_LT(peak(Plugin::render(synth, 2048).left), 0.25f * before);
+        EXPECT_LT(peak(Plugin::render(synth, 2048).left), 0.01f * before);
+
+        plugin.send({{0, 0x90, 60, 100}, {0, 0x90, 64, 100}});
+        Plugin::Stereo played = Plugin::render(synth, 4096);
+        EXPECT_GT(peak(played.left), 0.5f) << "the volume did not have to glide there";
+        for (std::size_t i = 0; i < played.left.size(); ++i)
+            played.left[i] -= played.right[i];
+        EXPECT_LT(peak(played.left), 0.01f) << "Mono";
+    }
+}
+
+TEST_F(Patches, NoValueOfAPatchBreaksTheSound)
+{
+    test::RandomPatch random(6);
+    PluginParameters store;
+    for (int i = 0; i < 300; ++i) {
+        random.fill(*store.getPreset(0));
+        set(synth, writeChunk(*store.getPreset(0), 0));
+        plugin.send({{0, 0x90, 36 + i % 60, 100}});
+        const Plugin::Stereo sound = Plugin::render(synth, 256);
+        for (const float x : sound.left)
+            ASSERT_TRUE(std::isfinite(x)) << "patch " << i;
+    }
+}
+
+// --- Program files --------------------------------------------------------------------------
+
+TEST_F(Patches, AFileGivesThePatchItsName)
+{
+    const std::string path = folder.put("A name that is longer than thirty-one bytes.fxp", quiet);
+    EXPECT_TRUE(load(path));
+    EXPECT_EQ(synth.programName(), "A name that is longer than thir");
+    EXPECT_EQ(synth.currentPatchName(), "A name that is longer than thirty-one bytes");
+    EXPECT_EQ(synth.currentPatchPath, path);
+    EXPECT_FALSE(synth.hostLoaded);
+    EXPECT_EQ(synth.engineWord, 7u);
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
+
+    EXPECT_TRUE(load(path, false)) << "as if from the host, but under the name of the file";
+    EXPECT_EQ(synth.programName(), "A name that is longer than thir");
+    EXPECT_EQ(synth.currentPatchPath, "");
+    EXPECT_TRUE(synth.hostLoaded);
+}
+
+TEST_F(Patches, AFileThatCannotBeLoadedChangesNothing)
+{
+    std::string shown;
+    synth.messages.setHandler(
+        [&](auto title, auto text) { shown += std::string(title) + "|" + std::string(text); });
+    ASSERT_TRUE(load(folder.put("Good.fxp", quiet)));
+    const Bytes before = get(synth);
+    const int updates = plugin.host.displayUpdates;
+
+    ::mkfifo((folder / "pipe.fxp").c_str(), 0600);
+    for (const auto& silent : {folder / "missing.fxp", folder.path(), folder / "pipe.fxp"})
+        EXPECT_FALSE(load(silent.string()));
+    EXPECT_FALSE(load(folder.put("empty.fxp", {})));
+    EXPECT_EQ(shown, "");
+    EXPECT_FALSE(load(folder.put("foreign.fxp", ChunkBytes(6).file("ZPHX"))));
+    EXPECT_EQ(shown, "The Zephra|This is not a patch for The Zephra.");
+    EXPECT_EQ(synth.messages.count(), 1);
+
+    for (const auto mode :
+         {PatchFileMode::LoadOld, PatchFileMode::SaveProgram, PatchFileMode::SaveOld})
+        EXPECT_TRUE(synth.loadPatchFile((folder / "missing.fxp").string(), mode, true));
+    EXPECT_EQ(get(synth), before);
+    EXPECT_EQ(synth.currentPatchName(), "Good");
+    EXPECT_EQ(plugin.host.displayUpdates, updates);
+}
+
+TEST_F(Patches, ASavedPatchIsNamedAfterItsFile)
+{
+    synth.setControlSilently(volume, 0.125f);
+    synth.engineWord = 3;
+    const std::string path = (folder / "Mine.fxp").string();
+    EXPECT_FALSE(synth.savePatchFile(path));
+    EXPECT_EQ(synth.programName(), "Mine");
+    EXPECT_EQ(synth.currentPatchPath, path);
+    const Bytes state = get(synth);
+    EXPECT_EQ(readProgramFile(path).chunk, state);
+
+    EXPECT_TRUE(synth.savePatchFile((folder / "no such" / "Other.fxp").string()));
+    EXPECT_TRUE(synth.savePatchFile(folder.path().string())) << "a folder in its place";
+    EXPECT_EQ(get(synth), state);
+    EXPECT_EQ(synth.currentPatchPath, path);
+    EXPECT_EQ(folder.count(), 1) << "nothing left aside";
+}
+
+// --- Init Patch -----------------------------------------------------------------------------
+
+TEST_F(Patches, InitPatchResetsLockedControlsToo)
+{
+    load(folder.put("x.fxp", quiet));
+    synth.setControlSilently(filter_cutoff, 0.9f);
+    synth.parameters().setLocked(filter_cutoff, true);
+    synth.setControlInternal(pitch_wheel, 1.0f);
+    const int updates = plugin.host.displayUpdates;
+    const int refreshes = plugin.editor->refreshes;
+    synth.initPatch();
+    for (const int id : kStorageOrder)
+        EXPECT_EQ(synth.getControlValue(id), defaultValue(id)) << id;
+    EXPECT_TRUE(synth.parameters().isLocked(filter_cutoff));
+    EXPECT_EQ(synth.programName(), "Init Patch");
+    EXPECT_EQ(synth.engineWord, 0u);
+    EXPECT_EQ(plugin.host.displayUpdates, updates + 1);
+    EXPECT_EQ(plugin.editor->refreshes, refreshes + 1);
+    EXPECT_EQ(get(synth), get(*Plugin().synth)) << "as a fresh one";
+}
+
+// --- File selector --------------------------------------------------------------------------
+
+TEST(PatchSelector, LoadsAndSavesWhatTheUserChooses)
+{
+    const test::TempFolder folder;
+    DecidedUser user;
+    VstXSynthOptions options;
+    options.fileSelector = &user;
+    VstXSynth synth(options);
+
+    synth.selectPatchFile(PatchFileMode::LoadProgram); // the user gives up
+    ASSERT_EQ(user.asked.size(), 1u);
+    EXPECT_EQ(user.asked[0].title, "Load Patch");
+    EXPECT_EQ(user.asked[0].typeName, "Program File");
+    EXPECT_EQ(user.asked[0].extension, "fxp");
+    EXPECT_EQ(user.asked[0].name, "Init Patch");
+    EXPECT_EQ(user.asked[0].folder, "");
+    EXPECT_EQ(synth.programName(), "Init Patch");
+
+    user.choice = folder.put("Bass/Deep.fxp", ChunkBytes(6).values({{volume, 0.25f}}).file());
+    synth.selectPatchFile(PatchFileMode::LoadOld); // a kind of files without a reader
+    EXPECT_EQ(synth.programName(), "Init Patch");
+    synth.selectPatchFile(PatchFileMode::LoadProgram);
+    EXPECT_EQ(synth.programName(), "Deep");
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
+    EXPECT_EQ(user.asked[2].folder, (folder / "Bass").string());
+
+    for (const auto& [typed, written] :
+         {std::pair{"Deeper", "Deeper.fxp"}, {"v1.2", "v1.2.fxp"}, {"Loud.FXP", "Loud.FXP"}}) {
+        user.choice = (folder / typed).string();
+        synth.selectPatchFile(PatchFileMode::SaveProgram);
+        EXPECT_EQ(readProgramFile(folder / written).fault, ProgramFile::Fault::None) << written;
+        EXPECT_EQ(synth.currentPatchPath, (folder / written).string());
+    }
+    EXPECT_TRUE(user.asked.back().save);
+    EXPECT_EQ(user.asked.back().name, "v1.2");
+
+    user.choice = (folder / "no such" / "x").string();
+    synth.selectPatchFile(PatchFileMode::SaveProgram);
+    EXPECT_EQ(synth.messages.count(), 1);
+    EXPECT_TRUE(synth.messages.lastText().starts_with("The patch could not be saved: "));
+    VstXSynth().selectPatchFile(PatchFileMode::SaveProgram); // nobody to ask
+}
+
+} // namespace
+} // namespace zephra

@@ -1,0 +1,97 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+"""Finds patches, has them rendered and measured."""
+
+import os
+
+from measure.render import Job, Renderer
+
+from . import analysis, distance, phrases, source
+
+RATE = 48000
+CACHE_BYTES = 6 << 30
+
+
+class Studio:
+    """Renders and measures sounds; what was rendered before by the same binary is not again."""
+
+    def __init__(self, renderer, cache, jobs):
+        prune(cache)
+        self.render = Renderer(renderer, cache, jobs, keep_others=True)
+
+    def jobs(self, sound):
+        """Phrase, chord and single note."""
+        kind, octave = sound.phrase, sound.octave
+        wheel = sound.settings.get("modwheel", 0.0)
+        words, _ = phrases.phrase_words(kind, octave, wheel)
+        lists = (words, phrases.chord_words(kind, octave), phrases.single_words(kind, octave))
+        patch = ["--patch", sound.path] if is_compiled(sound.path) else []
+        settings = {} if patch else sound.settings
+        return [Job(settings, seconds=None, rate=RATE, options=patch + words, files=patch[1:])
+                for words in lists]
+
+    def phrase_file(self, sound):
+        return self.render.path(self.jobs(sound)[0])
+
+    def portrait(self, sound):
+        return distance.portrait(self.render(self.jobs(sound)[2]), RATE)
+
+    def measure(self, sound):
+        jobs = self.jobs(sound)
+        paths = [self.render.path(job) for job in jobs]
+        phrase, chord, single = (self.render(job) for job in jobs)
+        _, last_off = phrases.phrase_words(sound.phrase, sound.octave)
+        key = phrases.played(phrases.PHRASES[sound.phrase].root, sound.octave)[0]
+        return analysis.figures(phrase, analysis.loudness(paths[0]), last_off, chord, single, RATE, key)
+
+
+def is_compiled(path):
+    return path.endswith(".fxp")
+
+
+def prune(folder):
+    """Leaves the youngest renders."""
+    files = []
+    for base, _, names in os.walk(folder):
+        for name in names:
+            path = os.path.join(base, name)
+            try:
+                status = os.stat(path)
+            except FileNotFoundError:
+                continue
+            files.append((status.st_mtime, status.st_size, path))
+    room = CACHE_BYTES
+    for _, size, path in sorted(files, reverse=True):
+        room -= size
+        if room < 0:
+            os.remove(path)
+
+
+def files(words):
+    """The sources and patches that are named, or lie below the folders that are named."""
+    out = []
+    for word in words:
+        if os.path.isdir(word):
+            below = [os.path.join(base, name) for base, _, names in os.walk(word) for name in names]
+            out += sorted(path for path in below if path.endswith((".sound", ".fxp")))
+        else:
+            out.append(word)
+    return out
+
+
+def read(paths, controls, phrase=None, octave=None):
+    """A Sound of each file; sources are checked."""
+    sounds = []
+    for path in paths:
+        if is_compiled(path):
+            sound = source.Sound(path)
+        else:
+            with open(path, encoding="utf-8", errors="replace") as file:
+                sound = source.parse(path, file.read(), controls)
+        if phrase:
+            sound.about["phrase"] = phrase
+        if octave is not None:
+            sound.about["octave"] = str(octave)
+        sounds.append(sound)
+    codes = [source.author_code(sound.path) for sound in sounds]
+    source.check_library(sounds, codes)
+    return sounds
