@@ -38,7 +38,7 @@ private:
     /// Id and sub-index as one number to sort by.
     using Key = std::uint32_t;
     struct Wanted {
-        Key key;
+        Key key = 0;
         std::optional<float> value;
     };
 

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <set>
 
 namespace zephra {
@@ -33,35 +32,20 @@ TEST(Tanh, IsTheGainTimesTheInputInEveryLane)
     EXPECT_EQ(ra(0.0f), 1.0f);
 }
 
-TEST(Simd, SelectTakesLaneByLane)
-{
-    const Float4 a{1, 2, 3, 4};
-    const Float4 b{-1, -2, -3, std::numeric_limits<float>::quiet_NaN()};
-    const Float4 chosen = select(a > 2.5f, a, b);
-    EXPECT_EQ(chosen[0], -1.0f);
-    EXPECT_EQ(chosen[1], -2.0f);
-    EXPECT_EQ(chosen[2], 3.0f);
-    EXPECT_EQ(chosen[3], 4.0f);
-    EXPECT_TRUE(all(a > 0.0f));
-    EXPECT_FALSE(all(a > 1.5f));
-}
-
 TEST(Random15, StaysInRangeAndEnginesStartApart)
 {
     std::set<int> starts;
-    for (std::uint32_t engine = 0; engine < 4; ++engine) {
-        for (std::uint32_t lane = 0; lane < 9; ++lane) {
-            Random15 random;
-            random.seed(engineSeed(engine, lane));
-            starts.insert(random.next());
-            double sum = 0.0;
-            for (int i = 0; i < 4000; ++i) {
-                const int r = random.next();
-                ASSERT_TRUE(r >= 0 && r <= 32767);
-                sum += r;
-            }
-            EXPECT_NEAR(sum / 4000.0, 16384.0, 700.0);
+    for (std::uint32_t generator = 0; generator < 36; ++generator) {
+        Random15 random;
+        random.seed(engineSeed(generator / 9, generator % 9));
+        starts.insert(random.next());
+        double sum = 0.0;
+        for (int i = 0; i < 4000; ++i) {
+            const int r = random.next();
+            ASSERT_TRUE(r >= 0 && r <= 32767);
+            sum += r;
         }
+        EXPECT_NEAR(sum / 4000.0, 16384.0, 700.0);
     }
     EXPECT_EQ(starts.size(), 36u) << "no two generators begin alike";
 }

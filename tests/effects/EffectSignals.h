@@ -35,22 +35,29 @@ inline Stereo noise(int frames, int sounding, float level = 1.0f)
 {
     Stereo s(frames);
     Random15 random;
-    for (int i = 0; i < sounding; ++i)
+    for (std::size_t i = 0; i < static_cast<std::size_t>(sounding); ++i)
         for (auto* channel : {&s.left, &s.right})
-            (*channel)[static_cast<std::size_t>(i)] =
-                level * (static_cast<float>(random.next()) / 16384.0f - 1.0f);
+            (*channel)[i] = level * (static_cast<float>(random.next()) / 16384.0f - 1.0f);
+    return s;
+}
+
+/// A square wave of full level on both channels.
+inline Stereo square(int frames, std::size_t halfPeriod)
+{
+    Stereo s(frames);
+    for (std::size_t i = 0; i < s.left.size(); ++i)
+        s.left[i] = s.right[i] = i / halfPeriod % 2 == 0 ? 1.0f : -1.0f;
     return s;
 }
 
 /// A sine on both channels under a Hann bell of `sounding` frames; `hz` per `fs`.
 inline Stereo toneBurst(int frames, int sounding, double hz, double fs)
 {
-    constexpr double kTau = 6.283185307179586;
     Stereo s(frames);
     for (int i = 0; i < sounding; ++i) {
-        const double bell = 0.5 - 0.5 * std::cos(kTau * i / sounding);
+        const double bell = 0.5 - 0.5 * std::cos(2.0 * M_PI * i / sounding);
         const auto k = static_cast<std::size_t>(i);
-        s.left[k] = s.right[k] = static_cast<float>(bell * std::sin(kTau * hz * i / fs));
+        s.left[k] = s.right[k] = static_cast<float>(bell * std::sin(2.0 * M_PI * hz * i / fs));
     }
     return s;
 }
@@ -68,8 +75,8 @@ template <class Process> Stereo inBlocks(Stereo signal, int block, Process proce
 inline double energy(const std::vector<float>& x, int from, int count)
 {
     double sum = 0.0;
-    for (int i = from; i < from + count; ++i)
-        sum += static_cast<double>(x[static_cast<std::size_t>(i)]) * x[static_cast<std::size_t>(i)];
+    for (auto i = static_cast<std::size_t>(from); i < static_cast<std::size_t>(from + count); ++i)
+        sum += static_cast<double>(x[i]) * x[i];
     return sum;
 }
 
@@ -98,11 +105,10 @@ inline float peak(const Stereo& s)
     return most;
 }
 
-/// Frame of the largest magnitude after the first one.
-inline int loudestEcho(const std::vector<float>& x)
+/// A control turned at random: an end, the middle, or half the range beyond an end.
+inline float anyControl(Random15& random)
 {
-    const auto louder = [](float a, float b) { return std::fabs(a) < std::fabs(b); };
-    return static_cast<int>(std::max_element(x.begin() + 1, x.end(), louder) - x.begin());
+    return static_cast<float>(random.next() % 5 - 1) / 2.0f;
 }
 
 } // namespace zephra::test

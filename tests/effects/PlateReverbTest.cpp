@@ -52,17 +52,13 @@ double decaySeconds(const Setting& s, double hz, double longest)
     const int frames = burst + static_cast<int>(longest * s.fs);
     const Stereo out = reverberate(s, toneBurst(frames, burst, hz, s.fs));
     const double all = energy(out.left, burst, frames - burst);
-    int at[2] = {frames, frames};
-    double left = all;
-    for (int i = burst; i < frames; ++i) {
-        left -= static_cast<double>(out.left[static_cast<std::size_t>(i)]) *
-                out.left[static_cast<std::size_t>(i)];
-        const double db = 10.0 * std::log10(left / all);
-        for (int edge = 0; edge < 2; ++edge)
-            if (db < (edge == 0 ? -5.0 : -25.0))
-                at[edge] = std::min(at[edge], i);
-    }
-    return 3.0 * (at[1] - at[0]) / s.fs;
+    const auto frameBelow = [&](double db) {
+        int frame = burst;
+        for (double left = all; frame < frames && left > all * std::pow(10.0, db / 10.0); ++frame)
+            left -= energy(out.left, frame, 1);
+        return frame;
+    };
+    return 3.0 * (frameBelow(-25.0) - frameBelow(-5.0)) / s.fs;
 }
 
 TEST(PlateReverb, FirstSoundLeavesAfterTheFirstDelayOfItsHalf)
@@ -72,8 +68,6 @@ TEST(PlateReverb, FirstSoundLeavesAfterTheFirstDelayOfItsHalf)
         int left, right; // frames, one of them in the input filter
     } kRows[] = {
         {44100, 331, 171},   // 123 * 2.75625 - 9 and 65 * 2.75625 - 9, plus one
-        {48000, 360, 186},   // 123 * 3 - 10, 65 * 3 - 10
-        {96000, 718, 370},   // 123 * 6 - 21, 65 * 6 - 21
         {192000, 1435, 739}, // 123 * 12 - 42, 65 * 12 - 42
     };
     const auto first = [](const std::vector<float>& x) {
@@ -96,10 +90,8 @@ TEST(PlateReverb, ImpulseResponseIsThatOfAModelInDoublePrecision)
         int frame; // after the impulse
         float left, right;
     } kRows[] = {
-        {833, -90.7846f, -16.1996f}, {1133, 81.3596f, 16.8203f},   {2033, 22.3796f, 6.0157f},
-        {4445, -2.2270f, -8.0318f},  {5294, -25.9182f, -3.7707f},  {8281, -1.8742f, -15.0096f},
-        {12947, 5.2106f, 16.4242f},  {13248, -3.6679f, -15.6438f}, {18006, -8.4451f, -5.7210f},
-        {25173, -5.7052f, -5.1985f}, {42108, 3.9145f, 4.8480f},    {53847, 2.7637f, 4.6441f},
+        {833, -90.7846f, -16.1996f},  {4445, -2.2270f, -8.0318f},  {8281, -1.8742f, -15.0096f},
+        {13248, -3.6679f, -15.6438f}, {25173, -5.7052f, -5.1985f}, {53847, 2.7637f, 4.6441f},
     };
     PlateReverb reverb(1);
     turn(reverb, {.time = 0.8f, .color = 0.3f, .width = 0.7f, .dryWet = 0.9f});
@@ -110,17 +102,6 @@ TEST(PlateReverb, ImpulseResponseIsThatOfAModelInDoublePrecision)
         EXPECT_NEAR(out.left[k], row.left, 1e-4 * std::fabs(row.left) + 5e-4) << row.frame;
         EXPECT_NEAR(out.right[k], row.right, 1e-4 * std::fabs(row.right) + 5e-4) << row.frame;
     }
-}
-
-TEST(PlateReverb, EachSideFeedsTheOtherAndComesBack)
-{
-    // The tap across the middle is early and weak; the figure of eight fills both sides.
-    const Stereo out = reverberate({.time = 0.6f}, impulse(96000, 1.0f, 0.0f));
-    const auto share = [&](int from, int count) {
-        return std::sqrt(energy(out.right, from, count) / energy(out.left, from, count));
-    };
-    EXPECT_LT(share(1, 6000), 0.2);
-    EXPECT_NEAR(share(48000, 48000), 1.0, 0.35);
 }
 
 TEST(PlateReverb, NothingAboveEightKilohertzEnters)
@@ -143,8 +124,7 @@ TEST(PlateReverb, DecayFollowsTimeAndColor)
         float time, color;
         double low, high; // [s]
     } kRows[] = {
-        {0.125f, 0.50f, 1.152, 1.152}, {0.250f, 0.50f, 1.44, 1.44}, {0.375f, 0.50f, 1.93, 1.93},
-        {0.500f, 0.50f, 2.6, 2.6},     {0.750f, 0.50f, 5.7, 5.7},   {0.875f, 0.50f, 12.0, 12.0},
+        {0.125f, 0.50f, 1.152, 1.152}, {0.500f, 0.50f, 2.6, 2.6}, {0.750f, 0.50f, 5.7, 5.7},
         {0.500f, 0.25f, 5.2, 2.6},     {0.500f, 0.75f, 1.3, 2.6},
     };
     for (const auto& row : kRows) {
@@ -162,6 +142,9 @@ TEST(PlateReverb, InfiniteTimeNeitherGrowsNorDies)
     constexpr int kSecond = 48000;
     PlateReverb reverb(1);
     prepare(reverb, {.time = 1.0f});
+    // A pass takes about a quarter of a second, and each adds the input once at most.
+    EXPECT_LT(peak(reverberate(reverb, square(10 * kSecond, 480))), 40.0f);
+    reverb.reset();
     reverberate(reverb, toneBurst(20 * kSecond, kSecond, 100.0, 48000.0));
     const auto level = [&] {
         const Stereo out = reverberate(reverb, Stereo(10 * kSecond));
@@ -178,28 +161,14 @@ TEST(PlateReverb, InfiniteTimeNeitherGrowsNorDies)
     EXPECT_LT(level(), 1e-3 * early);
 }
 
-TEST(PlateReverb, EndlessSquareGrowsNoFasterThanItIsFed)
-{
-    PlateReverb reverb(1);
-    prepare(reverb, {.time = 1.0f});
-    Stereo square(480000);
-    for (std::size_t i = 0; i < square.left.size(); ++i)
-        square.left[i] = square.right[i] = i / 480 % 2 == 0 ? 1.0f : -1.0f;
-    // A pass takes about a quarter of a second, and each adds the input once at most.
-    EXPECT_LT(peak(reverberate(reverb, square)), 40.0f);
-}
-
 TEST(PlateReverb, WidthGoesFromMonoToSeparateChannels)
 {
-    double before = 1.1;
-    EXPECT_GT(correlation(reverberate({.width = 0.0f}, noise(96000, 24000)), 26000), 0.9999);
-    for (const float width : {0.0f, 0.25f, 0.5f, 0.75f, 1.0f}) {
-        const Stereo out = reverberate({.width = width}, noise(96000, 24000));
-        const double now = correlation(out, 26000);
-        EXPECT_LT(now, before - 0.05) << "at " << width;
-        before = now;
-    }
-    EXPECT_NEAR(before, 0.0, 0.1);
+    const auto together = [](float width) {
+        return correlation(reverberate({.width = width}, noise(96000, 24000)), 26000);
+    };
+    EXPECT_GT(together(0.0f), 0.9999);
+    EXPECT_LT(together(0.5f), 0.9);
+    EXPECT_NEAR(together(1.0f), 0.0, 0.1);
 }
 
 TEST(PlateReverb, WetShareFollowsControlAndFade)
@@ -208,7 +177,7 @@ TEST(PlateReverb, WetShareFollowsControlAndFade)
         float control, fade;
         double wet;
     } kRows[] = {
-        {0.0f, 1.0f, 0.0001}, {0.5f, 1.0f, 0.2476},  {1.0f, 1.0f, 0.9901}, {1.0f, 0.0f, 0.0},
+        {0.5f, 1.0f, 0.2476}, {1.0f, 1.0f, 0.9901},  {1.0f, 0.0f, 0.0},
         {9.0f, 1.0f, 0.9901}, {-9.0f, 1.0f, 0.0001}, {NAN, 1.0f, 0.0001},
     };
     for (const auto& row : kRows) {
@@ -220,67 +189,50 @@ TEST(PlateReverb, WetShareFollowsControlAndFade)
     }
 }
 
-TEST(PlateReverb, BlockLengthDoesNotMatter)
+TEST(PlateReverb, SeedAloneDecidesTheWanderAndBlockLengthDoesNotMatter)
 {
     // So loud that the cleaning of small states at block ends is lost in the rounding.
     const Stereo in = noise(30000, 20000, 1e6f);
-    const auto render = [&](int block) {
-        PlateReverb reverb(1);
+    const auto render = [&](std::uint32_t seed, int block) {
+        PlateReverb reverb(seed);
         turn(reverb, {.time = 0.7f, .color = 0.3f, .width = 0.7f, .dryWet = 0.8f});
         return reverberate(reverb, in, block);
     };
-    const Stereo whole = render(in.frames());
+    const Stereo whole = render(engineSeed(0, 8), in.frames());
     for (const int block : {1, 63, 64})
-        EXPECT_TRUE(render(block) == whole) << block;
-}
-
-TEST(PlateReverb, SeedAloneDecidesTheWander)
-{
-    const auto render = [](std::uint32_t seed) {
-        PlateReverb reverb(seed);
-        turn(reverb, {});
-        return reverberate(reverb, noise(40000, 20000));
-    };
-    EXPECT_TRUE(render(engineSeed(0, 8)) == render(engineSeed(0, 8)));
-    EXPECT_FALSE(render(engineSeed(0, 8)) == render(engineSeed(1, 8)));
+        EXPECT_TRUE(render(engineSeed(0, 8), block) == whole) << block;
+    EXPECT_FALSE(render(engineSeed(1, 8), in.frames()) == whole);
 }
 
 TEST(PlateReverb, ResetAndNewRateLeaveNoTail)
 {
     PlateReverb reverb(1);
     prepare(reverb, {.time = 1.0f});
-    const auto tail = [&] { return peak(reverberate(reverb, Stereo(48000))); };
-
-    reverberate(reverb, noise(48000, 48000));
-    reverb.setSampleRate(48000.4); // the same rate in whole Hertz
-    EXPECT_GT(tail(), 0.1f);
-    reverb.reset();
-    EXPECT_EQ(tail(), 0.0f);
+    const auto tail = [&](auto act) {
+        reverberate(reverb, noise(48000, 48000));
+        act();
+        return peak(reverberate(reverb, Stereo(48000)));
+    };
+    EXPECT_GT(tail([&] { reverb.setSampleRate(48000.4); }), 0.1f) << "the same in whole Hertz";
+    EXPECT_EQ(tail([&] { reverb.reset(); }), 0.0f);
     EXPECT_NEAR(reverberate(reverb, impulse(1, 1.0f, 1.0f)).left[0], 0.0099, 1e-4)
         << "controls stay";
-
-    reverberate(reverb, noise(48000, 48000));
-    reverb.setSampleRate(96000.0);
-    EXPECT_EQ(tail(), 0.0f);
+    EXPECT_EQ(tail([&] { reverb.setSampleRate(96000.0); }), 0.0f);
 }
 
 TEST(PlateReverb, StaysFiniteAndBoundedWhateverIsTurned)
 {
-    for (const double fs : {44100.0, 50001.0, 87380.0, 150001.0, 262144.0, 262150.0, 384000.0}) {
+    for (const double fs : {44100.0, 50001.0, 150001.0, 262150.0, 384000.0}) {
         PlateReverb reverb(1);
         reverb.setSampleRate(fs);
         Random15 random;
-        float worst = 0.0f;
         for (int step = 0; step < 50; ++step) {
-            const auto control = [&] { return static_cast<float>(random.next() % 5 - 1) / 2.0f; };
-            turn(reverb,
-                 {.time = control(), .color = control(), .width = control(), .dryWet = control()});
-            Stereo square(5000);
-            for (std::size_t i = 0; i < 5000; ++i)
-                square.left[i] = square.right[i] = i / 100 % 2 == 0 ? 1.0f : -1.0f;
-            worst = std::max(worst, peak(reverberate(reverb, std::move(square))));
+            turn(reverb, {.time = anyControl(random),
+                          .color = anyControl(random),
+                          .width = anyControl(random),
+                          .dryWet = anyControl(random)});
+            ASSERT_LT(peak(reverberate(reverb, square(5000, 100))), 20.0f) << "at " << fs;
         }
-        EXPECT_LT(worst, 20.0f) << "at " << fs;
     }
 }
 

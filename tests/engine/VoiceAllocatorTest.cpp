@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-
 namespace zephra {
 namespace {
 
@@ -35,12 +33,11 @@ struct Keys {
                 return i;
         return -1;
     }
-    /// Marks the envelopes, to see whether the next note starts them anew.
-    void markEnvelopes() { rack.lanes.ampEnvelope.ampState.fill(EnvelopeStage::Sustain); }
+    /// Whether the envelope of the voice has started anew since it was last asked.
     bool wasReset(int voice = 0)
     {
-        return rack.lanes.ampEnvelope.ampState[static_cast<std::size_t>(voice)] ==
-               EnvelopeStage::Attack;
+        auto& state = rack.lanes.ampEnvelope.ampState[static_cast<std::size_t>(voice)];
+        return std::exchange(state, EnvelopeStage::Sustain) == EnvelopeStage::Attack;
     }
 
     EngineValues values;
@@ -48,51 +45,31 @@ struct Keys {
     VoiceAllocator allocator{rack};
 };
 
-TEST(MonoKeys, LowestNoteKeepsTheVoiceAndTakesItBack)
+/// A script of keys in Mono: n presses a note, -n releases it.
+TEST(MonoKeys, PriorityDecidesWhichHeldKeySounds)
 {
-    Keys k(PolyMode::Mono, false);
-    k.press({60, 64});
-    EXPECT_EQ(k.rack[0].note, 60) << "a higher key does not take the voice";
-    k.press({55});
-    EXPECT_EQ(k.rack[0].note, 55);
-    k.release({55});
-    EXPECT_EQ(k.rack[0].note, 60) << "the lowest key held";
-    EXPECT_FALSE(k.allocator.noKeysHeld);
-}
-
-TEST(MonoKeys, LastNoteFallsBackToThePreviousThenToTheHighest)
-{
-    Keys k(PolyMode::Mono, true);
-    k.press({60, 64, 67});
-    k.release({67});
-    EXPECT_EQ(k.rack[0].note, 64);
-    k.release({64});
-    EXPECT_EQ(k.rack[0].note, 60);
-    k.release({60});
-    EXPECT_TRUE(k.rack[0].released);
-    EXPECT_TRUE(k.allocator.noKeysHeld);
-}
-
-TEST(MonoKeys, ReleasingAnotherHeldKeyChangesNothing)
-{
-    Keys k(PolyMode::Mono, true);
-    k.press({60, 64});
-    k.release({60});
-    EXPECT_EQ(k.rack[0].note, 64);
-    EXPECT_FALSE(k.rack[0].released);
-    k.release({64});
-    EXPECT_TRUE(k.rack[0].released);
-}
-
-TEST(MonoKeys, TheTopKeyIsNoFallback)
-{
-    for (const bool last : {false, true}) {
-        Keys k(PolyMode::Mono, last);
-        k.press({127});
-        k.press({50});
-        ASSERT_EQ(k.rack[0].note, 50);
-        k.release({50});
-        EXPECT_TRUE(k.rack[0].released) << "though 127 is down";
+    constexpr int kNone = -1;
+    const struct {
+        const char* what;
+        bool last;
+        std::vector<int> script;
+        int sounds;
+    } kRows[] = {
+        {"a higher key does not take the voice", false, {60, 64}, 60},
+        {"a lower one does", false, {60, 64, 55}, 55},
+        {"the lowest key held comes back", false, {60, 64, 55, -55}, 60},
+        {"back to the previous", true, {60, 64, 67, -67}, 64},
+        {"then to the highest", true, {60, 64, 67, -67, -64}, 60},
+        {"another key's release changes nothing", true, {60, 64, -60}, 64},
+        {"nothing held", true, {60, 64, -60, -64}, kNone},
+        {"the top key is no fallback", true, {127, 50, -50}, kNone},
+        {"in neither priority", false, {127, 50, -50}, kNone},
+    };
+    for (const auto& row : kRows) {
+        Keys k(PolyMode::Mono, row.last);
+        for (const int key : row.script)
+            key > 0 ? k.press({key}) : k.release({-key});
+        EXPECT_EQ(k.rack[0].released ? kNone : k.rack[0].note, row.sounds) << row.what;
     }
 }
 
@@ -102,7 +79,6 @@ TEST(MonoKeys, FallbackKeepsTheChannelAndUsesTheKeysOwnVelocity)
     k.allocator.noteOn(k.values, 60, 0.25f, 3);
     k.allocator.noteOn(k.values, 64, 0.75f, 5);
     k.release({64});
-    EXPECT_EQ(k.rack[0].note, 60);
     EXPECT_EQ(k.rack[0].velocity, 0.25f);
     EXPECT_EQ(k.rack[0].channel, 5);
 }
@@ -114,14 +90,11 @@ TEST(MonoKeys, LegatoSlursAndRetrigStartsAnew)
             Keys k(mode, true, retrig);
             k.press({60});
             EXPECT_TRUE(k.wasReset()) << "the first note always starts afresh";
-            k.markEnvelopes();
             k.press({64});
             EXPECT_EQ(k.wasReset(), retrig);
-            k.markEnvelopes();
             k.release({64});
             EXPECT_EQ(k.wasReset(), retrig) << "falling back is a note like any other";
             k.release({60});
-            k.markEnvelopes();
             k.press({62});
             EXPECT_TRUE(k.wasReset()) << "after all keys were up";
         }
@@ -148,36 +121,25 @@ TEST(PolyKeys, RotationStealsInPoly4AndTakesFreeVoicesInPoly8)
     EXPECT_EQ(four.voiceOf(60), -1);
 
     Keys eight(PolyMode::Poly8, false);
+    eight.press({40, 41, 42, 43, 44, 45, 46, 47, 48, 49});
+    EXPECT_EQ(eight.voiceOf(47), 7);
+    EXPECT_EQ(eight.voiceOf(49), 0) << "all held: the search upward does not wrap";
+    EXPECT_EQ(eight.voiceOf(48), -1);
+    eight.release({41, 42});
+    eight.press({50});
+    EXPECT_EQ(eight.voiceOf(50), 1) << "rotation stands behind the first voice";
+
+    eight.values.polyMode = PolyMode::Poly4;
     eight.press({60, 61, 62, 63, 64});
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(eight.voiceOf(60 + i), i);
-}
-
-TEST(PolyKeys, NinthNoteInPoly8TakesTheFirstVoice)
-{
-    Keys k(PolyMode::Poly8, false);
-    k.press({40, 41, 42, 43, 44, 45, 46, 47, 48});
-    EXPECT_EQ(k.voiceOf(48), 0);
-    k.release({41, 42});
-    k.press({50});
-    EXPECT_EQ(k.voiceOf(50), 1) << "rotation stands behind the first voice";
-}
-
-TEST(PolyKeys, SearchUpwardDoesNotWrap)
-{
-    Keys k(PolyMode::Poly8, false);
-    k.press({40, 41, 42, 43, 44, 45}); // rotation now at voice 6
-    k.press({46, 47});                 // all held, rotation back at 0
-    k.press({48, 49});                 // takes voice 0 twice: no voice is free above
-    EXPECT_EQ(k.voiceOf(49), 0);
-    EXPECT_EQ(k.voiceOf(48), -1);
+    eight.allocator.startRotation();
+    eight.press({70});
+    EXPECT_LT(eight.voiceOf(70), 4) << "inside the smaller mode";
 }
 
 TEST(PolyKeys, NearestReleasedVoiceTakesTheNote)
 {
     Keys k(PolyMode::Poly8, true);
     k.press({48, 55, 60, 72, 76, 79, 84, 88});
-    ASSERT_EQ(k.voiceOf(60), 2);
     k.release({60, 84});
     k.press({61});
     EXPECT_EQ(k.voiceOf(61), 2);
@@ -187,26 +149,17 @@ TEST(PolyKeys, NearestReleasedVoiceTakesTheNote)
     EXPECT_EQ(k.voiceOf(90), 2);
 }
 
-TEST(PolyKeys, EveryNoteStartsAfreshAndARepeatedKeyTakesASecondVoice)
+TEST(PolyKeys, ARepeatedKeyTakesASecondVoiceAndOneReleaseEndsBoth)
 {
     Keys k(PolyMode::Poly4, true);
     k.press({60});
-    k.markEnvelopes();
-    k.press({60});
-    EXPECT_FALSE(k.rack[0].released);
-    EXPECT_EQ(k.rack[1].note, 60);
-    EXPECT_TRUE(k.wasReset(1));
-    k.release({60});
-    EXPECT_TRUE(k.rack[0].released && k.rack[1].released) << "one release ends both";
-    EXPECT_TRUE(k.allocator.noKeysHeld);
-}
-
-TEST(PolyKeys, ReleaseIgnoresChannelAndUnknownNotes)
-{
-    Keys k(PolyMode::Poly4, true);
     k.allocator.noteOn(k.values, 60, 1.0f, 2);
-    k.release({61, 60 - 128}); // the second is 60 in seven bits
-    EXPECT_TRUE(k.rack[0].released);
+    EXPECT_EQ(k.rack[1].note, 60);
+    EXPECT_TRUE(k.wasReset(1)) << "every note starts afresh";
+    EXPECT_FALSE(k.rack[0].released);
+    k.release({61, 60 - 128}); // the second is 60 in seven bits, whatever the channel
+    EXPECT_TRUE(k.rack[0].released && k.rack[1].released);
+    EXPECT_TRUE(k.allocator.noKeysHeld);
 }
 
 TEST(PolyKeys, AllNotesOffReleasesEverything)
@@ -218,19 +171,6 @@ TEST(PolyKeys, AllNotesOffReleasesEverything)
         EXPECT_TRUE(k.rack[i].released);
     k.press({70});
     EXPECT_EQ(k.voiceOf(70), 0);
-}
-
-TEST(PolyKeys, RotationStartsOverInASmallerMode)
-{
-    Keys k(PolyMode::Poly8, true);
-    k.press({60, 61, 62, 63, 64, 65}); // rotation at 6
-    k.values.polyMode = PolyMode::Poly4;
-    k.allocator.startRotation();
-    k.press({70});
-    bool insideTheMode = false;
-    for (int i = 0; i < 4; ++i)
-        insideTheMode = insideTheMode || k.rack[i].note == 70;
-    EXPECT_TRUE(insideTheMode);
 }
 
 } // namespace

@@ -32,12 +32,10 @@ RenderOptions atOneKilohertz()
 TEST(EventList, EventsLandOnTheNearestSampleHalfUp)
 {
     RenderOptions options = atOneKilohertz();
-    for (const double seconds : {0.0, 0.0004, 0.0005, 0.0024, 0.0025})
-        options.controllers.push_back({seconds, cc(1)});
-    std::vector<std::int64_t> samples;
-    for (const TimedMessage& event : makeEventList({}, options).messages)
-        samples.push_back(event.sample);
-    EXPECT_THAT(samples, ElementsAre(0, 0, 1, 2, 3));
+    options.controllers = {{0.0004, cc(1)}, {0.0005, cc(2)}, {0.0025, cc(3)}};
+    EXPECT_THAT(
+        makeEventList({}, options).messages,
+        ElementsAre(TimedMessage{0, cc(1)}, TimedMessage{1, cc(2)}, TimedMessage{3, cc(3)}));
 }
 
 TEST(EventList, AtOneSampleControllersThenNotesSongThenOptions)
@@ -101,16 +99,6 @@ TEST(EventList, AutomationCountsForTheEndAndTempoStartsWithTheOption)
     EXPECT_EQ(list.tempos[1].sample, 500);
     EXPECT_EQ(list.notesBefore(0), 0);
     EXPECT_EQ(list.notesBefore(1), 1);
-}
-
-TEST(EventList, AMillionNotesAtOnceAreSortedInTime)
-{
-    Song song;
-    for (int i = 0; i < 500'000; ++i) {
-        song.messages.push_back({0.0, on(i % 128)});
-        song.messages.push_back({0.0, off(i % 128)});
-    }
-    EXPECT_EQ(makeEventList(song, atOneKilohertz()).messages.size(), 1'000'000u);
 }
 
 } // namespace

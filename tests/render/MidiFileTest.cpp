@@ -56,31 +56,15 @@ TEST(MidiFile, TempoMapOfOneTrackTimesTheNotesOfAnother)
     EXPECT_DOUBLE_EQ(song.tempos[1].seconds, 1.25);
 }
 
-TEST(MidiFile, TracksMergeByTimeAndThenByTrack)
-{
-    const Song song = parseMidi(join({header(1, 2, 100), track({0, 0x90, 1, 1, 10, 2, 1}),
-                                      track({0, 0x90, 3, 1, 5, 4, 1, 5, 5, 1})}),
-                                120.0);
-    std::vector<int> keys;
-    for (const PlayedMessage& played : song.messages)
-        keys.push_back(played.message.data1);
-    EXPECT_THAT(keys, ElementsAre(1, 3, 4, 2, 5));
-}
-
 TEST(MidiFile, SmpteClockIsIndependentOfTempo)
 {
-    struct Row {
-        int division;
-        double secondsOf100Ticks;
-    };
-    for (const Row& row :
-         {Row{0xe728, 0.1}, // 25 frames of 40 ticks: milliseconds
-          Row{0xe850, 100.0 / 24 / 80}, Row{0xe350, 100.0 * 1001.0 / 30000.0 / 80}}) {
-        const Song song = parseMidi(
-            join({header(0, 1, row.division), track({0, 0xff, 0x51, 3, 0x0f, 0x42, 0x40, //
-                                                     100, 0x90, 60, 1})}),
-            120.0);
-        EXPECT_NEAR(song.messages.at(0).seconds, row.secondsOf100Ticks, 1e-12) << row.division;
+    constexpr std::pair<int, double> kRows[] = {{0xe728, 0.1}, // 25 frames of 40 ticks
+                                                {0xe850, 100.0 / 24 / 80},
+                                                {0xe350, 100.0 * 1001.0 / 30000.0 / 80}};
+    const Bytes events{0, 0xff, 0x51, 3, 0x0f, 0x42, 0x40, 100, 0x90, 60, 1};
+    for (const auto& [division, seconds] : kRows) {
+        const Song song = parseMidi(join({header(0, 1, division), track(events)}), 120.0);
+        EXPECT_NEAR(song.messages.at(0).seconds, seconds, 1e-12) << division;
     }
 }
 
@@ -126,32 +110,24 @@ TEST(MidiFile, RefusesDamageAndSaysWhatItIs)
         const char* fault;
     } rows[] = {
         {"empty", {}, "not a Standard MIDI File"},
-        {"text", Bytes(100, 'x'), "not a Standard MIDI File"},
         {"header only by name", Bytes(good.begin(), good.begin() + 6), "not a Standard MIDI"},
         {"cut in the header", Bytes(good.begin(), good.begin() + 12), "ends too early"},
-        {"cut before the track", Bytes(good.begin(), good.begin() + 14), "0 of 1 tracks"},
-        {"cut in the track", Bytes(good.begin(), good.end() - 2), "ends too early"},
         {"track longer than the file", longTrack, "ends too early"},
         {"header of 4 GiB", hugeHeader, "ends too early"},
-        {"header of 5 bytes", join({chunk("MThd", {0, 0, 0, 1, 0}), track(note)}),
-         "ends too early"},
+        {"header of 5 bytes", join({chunk("MThd", {0, 0, 0, 1, 0}), track(note)}), "too early"},
         {"format 2", join({header(2, 1, 100), track(note)}), "format 2"},
         {"no tracks", header(1, 0, 100), "no tracks"},
         {"missing track", join({header(1, 2, 100), track(note)}), "1 of 2 tracks"},
         {"division 0", join({header(0, 1, 0), track(note)}), "division"},
         {"SMPTE of 26 frames", join({header(0, 1, 0xe628), track(note)}), "SMPTE"},
-        {"SMPTE of 0 ticks", join({header(0, 1, 0xe700), track(note)}), "SMPTE"},
         {"data without status", oneTrack({0, 60, 1}), "no status"},
         {"endless number", oneTrack({0xff, 0xff, 0xff, 0xff, 0x7f, 0x90, 60, 1}),
          "more than 4 bytes"},
-        {"track cut in a number", join({header(0, 1, 100), chunk("MTrk", {0x81})}),
-         "ends too early"},
         {"track cut in a message", join({header(0, 1, 100), chunk("MTrk", {0, 0x90, 60})}),
          "ends too early"},
         {"status among data", oneTrack({0, 0x90, 0x90, 1}), "middle of a message"},
         {"real-time message", oneTrack({0, 0xf8}), "does not belong"},
         {"meta event past the track", oneTrack({0, 0xff, 1, 0x7f, 'x'}), "ends too early"},
-        {"system exclusive past the track", oneTrack({0, 0xf0, 0x8f, 0x7f, 1}), "ends too early"},
         {"tempo of 2 bytes", oneTrack({0, 0xff, 0x51, 2, 1, 1}), "2 bytes"},
         {"years of music", join({header(0, 1, 1), track(wait)}), "24 hours"},
     };

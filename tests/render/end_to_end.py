@@ -5,7 +5,6 @@
 import json
 import math
 import os
-import random
 import resource
 import signal
 import struct
@@ -72,14 +71,9 @@ class EndToEnd(unittest.TestCase):
         for names, *arguments in [
                 ("--out",),
                 ("--bogus", "--bogus", "--out", self.out),
-                ("--set", "--set", "filter_cutof=1", "--out", self.out),
                 ("--note", "--note", "60,100,2,1", "--out", self.out),
-                ("--block", "--block", "8193", "--out", self.out),
-                ("--rate", "--rate", "-1", "--out", self.out),
                 ("--out", "--save-patch", self.folder / "lead.fxp")]:
             self.check_refused(2, names + ": ", *arguments)
-        self.assertIn("filter_cutoff",
-                      self.check_refused(2, "--set", "--set", "filter_cutof=1", "--out", self.out))
 
     def test_songs_that_are_none(self):
         (self.folder / "empty.mid").write_bytes(b"")
@@ -103,22 +97,6 @@ class EndToEnd(unittest.TestCase):
                 message = self.check_refused(1, what, option, patch, "--out", self.out,
                                              "--save-patch", self.folder / "new.fxp")
                 self.assertIn(str(patch), message)
-
-    def test_damaged_songs(self):
-        whole = SONG.read_bytes()
-        path = self.folder / "damaged.mid"
-        for size in range(0, len(whole), 499):
-            path.write_bytes(whole[:size])
-            self.check_refused(1, f"{path}: ", path, "--out", self.out)
-        dice = random.Random(1)
-        for _ in range(60):
-            damaged = bytearray(whole)
-            for _ in range(dice.choice([1, 3, 20])):
-                damaged[dice.randrange(len(damaged))] = dice.randrange(256)
-            path.write_bytes(damaged)
-            result = self.start(path, "--seconds", "0", "--quiet", "--out", self.out)
-            self.assertIn(result.returncode, (0, 1))
-            self.assertLessEqual(result.stderr.count(b"\n"), 1)
 
     def test_a_billion_ticks(self):
         path = self.folder / "long.mid"
@@ -158,11 +136,6 @@ class EndToEnd(unittest.TestCase):
     def test_same_arguments_same_bytes(self):
         arguments = [SONG, "--seconds", "1"]
         self.assertEqual(self.render(*arguments), self.render(*arguments))
-
-    def test_block_size_does_not_matter_to_notes(self):
-        blocks = [self.render(*CHORD, "--block", block) for block in (64, 128, 512, 4096)]
-        for other in blocks[1:]:
-            self.assertEqual(other, blocks[0])
 
     def test_standard_output_gives_the_file(self):
         result = self.start(*CHORD, "--seconds", "0.2", "--out", "-")
@@ -215,15 +188,6 @@ class EndToEnd(unittest.TestCase):
                      "opts_osc_3_lo_sync=1", "--set", "osc_3_semi=1"]
         self.assertEqual(self.render(*arguments), self.render(*arguments, "--tempo", "120"))
         self.assertNotEqual(self.render(*arguments), self.render(*arguments, "--tempo", "60"))
-
-    def test_no_value_breaks_the_sound(self):
-        for value in ("nan", "inf", "-inf", "1e300"):
-            for control in ("filter_cutoff", "volume", "polyphony", "osc_1_waveform", "glide"):
-                name = "controls_glide" if control == "glide" else control
-                _, samples = read_wav(self.render(*CHORD, "--seconds", "0.05", "--set",
-                                                  f"{name}={value}", "--auto",
-                                                  f"{name}={value}@0.02"))
-                self.assertTrue(all(map(math.isfinite, samples)), f"{name}={value}")
 
     # --- Patches ---
     def test_a_saved_patch_brings_the_state_back(self):

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "synth/FileSettingsStore.h"
 
+#include "support/FreshProcess.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -84,22 +85,15 @@ TEST(DefaultSettingsFolder, FollowsTheEnvironment)
     const auto set = [](const char* name, const char* value) {
         value ? ::setenv(name, value, 1) : ::unsetenv(name);
     };
-    const auto saved = [](const char* name) {
-        const char* value = std::getenv(name);
-        return std::pair(value != nullptr, std::string(value ? value : ""));
-    };
-    const char* kNames[] = {"ZEPHRA_SETTINGS_DIR", "XDG_CONFIG_HOME", "HOME"};
-    std::vector<std::pair<bool, std::string>> before;
-    for (const char* name : kNames)
-        before.push_back(saved(name));
-    for (const auto& test : kCases) {
-        set(kNames[0], test.own);
-        set(kNames[1], test.config);
-        set(kNames[2], test.home);
-        EXPECT_EQ(FileSettingsStore::defaultFolder(), fs::path(test.folder));
+    for (const auto& row : kCases) {
+        const auto same = test::inFreshProcess([&] { // which takes the environment with it
+            set("ZEPHRA_SETTINGS_DIR", row.own);
+            set("XDG_CONFIG_HOME", row.config);
+            set("HOME", row.home);
+            return std::vector{FileSettingsStore::defaultFolder() == row.folder ? 1.0f : 0.0f};
+        });
+        EXPECT_EQ(same, std::vector{1.0f}) << row.folder;
     }
-    for (std::size_t i = 0; i < before.size(); ++i)
-        set(kNames[i], before[i].first ? before[i].second.c_str() : nullptr);
 }
 
 } // namespace

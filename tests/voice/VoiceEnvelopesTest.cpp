@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "voice/VoiceRack.h"
-
+#include "voice/AmpEnvelope.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -10,86 +9,33 @@ namespace {
 
 using test::VoiceRig;
 
-constexpr double kOctave = 3072.0 / 32726.0; ///< of cutoff: 256 entries a semitone
-
-TEST(VoiceCutoff, FollowsKeysFromNote31ByTheKeytracking)
+TEST(VoiceCutoff, FollowsKnobRangeRevisionAndKeysFromNote31)
 {
-    struct Row {
+    constexpr double kOctave = 3072.0 / 32726.0; // 256 entries a semitone
+    constexpr struct {
+        Revision revision;
+        float knob, range;
         int note;
         float keytrack;
-        double octaves;
-    };
-    constexpr Row kRows[] = {
-        {60, 0.0f, 0.0},  {31, 1.0f, 0.0},         {43, 1.0f, 1.0},
-        {79, 1.0f, 4.0},  {67, 0.33333f, 0.99999}, {67, 0.66667f, 2.0000100},
-        {19, 1.0f, -1.0}, {0, 1.0f, -31.0 / 12.0},
-    };
-    for (const Row& row : kRows) {
-        VoiceRig rig;
-        rig.values.keytrack = row.keytrack;
-        rig.start(row.note);
-        EXPECT_NEAR(rig.play(1024).cutoff.back(), 0.5 + row.octaves * kOctave, 3e-5)
-            << "note " << row.note << " keytrack " << row.keytrack;
-    }
-}
-
-TEST(VoiceCutoff, KnobAndRangeAndTheEarlyFactor)
-{
-    struct Row {
-        Revision revision;
-        PolyMode mode;
-        float knob, range;
         double cutoff;
+    } kRows[] = {
+        {Revision::Late, 0.5f, 1.0f, 60, 0.0f, 0.5},
+        {Revision::Early, 0.5f, 1.0f, 60, 0.0f, 0.491},
+        {Revision::Late, 0.8f, 1.05f, 60, 0.0f, 0.84},
+        {Revision::Late, 0.952f, 1.06f, 60, 0.0f, 1.0}, // limited
+        {Revision::Late, 0.5f, 1.0f, 79, 1.0f, 0.5 + 4.0 * kOctave},
+        {Revision::Late, 0.5f, 1.0f, 67, 0.33333f, 0.5 + 0.99999 * kOctave},
+        {Revision::Late, 0.5f, 1.0f, 0, 1.0f, 0.5 - 31.0 / 12.0 * kOctave},
     };
-    constexpr Row kRows[] = {
-        {Revision::Late, PolyMode::Mono, 0.5f, 1.0f, 0.5},
-        {Revision::Early, PolyMode::Mono, 0.5f, 1.0f, 0.491},
-        {Revision::Late, PolyMode::Poly8, 0.5f, 1.0f, 0.5},
-        {Revision::Early, PolyMode::Poly8, 0.5f, 1.0f, 0.491},
-        {Revision::Late, PolyMode::Mono, 0.8f, 1.05f, 0.84},
-        {Revision::Late, PolyMode::Mono, 0.952f, 1.06f, 1.0}, // limited
-    };
-    for (const Row& row : kRows) {
+    for (const auto& row : kRows) {
         VoiceRig rig;
         rig.values.revision = row.revision;
-        rig.values.polyMode = row.mode;
         rig.values.cutoff = row.knob;
         rig.values.cutoffRangeFactor = row.range;
-        EXPECT_NEAR(rig.play(1024).cutoff.back(), row.cutoff, 5e-5);
-    }
-}
-
-TEST(VoiceCutoff, WalksStraightToTheKnobOverAStretch)
-{
-    VoiceRig rig;
-    double from = 0.0;
-    for (const float knob : {0.7f, 0.3f}) {
-        rig.values.cutoff = knob;
-        const auto cutoff = rig.play(504).cutoff;
-        for (int i = 0; i < 504; ++i)
-            ASSERT_NEAR(cutoff[static_cast<std::size_t>(i)], from + (knob - from) * (i + 1) / 504.0,
-                        8e-5);
-        EXPECT_EQ(rig.rack.lanes.cutBase[0], knob);
-        from = knob;
-    }
-}
-
-TEST(VoiceCutoff, WobblesByNoiseBelow9HzInProportion)
-{
-    for (const float base : {0.2f, 0.8f}) {
-        VoiceRig rig;
-        rig.values.cutoff = base;
-        const auto cutoff = rig.playFor(0.3).cutoff;
-        test::WhiteReference white;
-        double wobble = 0.0, most = 0.0;
-        for (std::size_t i = 0; i < cutoff.size(); ++i) {
-            wobble += (0.01 * white.next() - wobble) * (1.0 - std::exp(-2 * M_PI * 9.0 / rig.fs8));
-            most = std::max(most, std::fabs(wobble));
-            if (i >= 512) {
-                ASSERT_NEAR(cutoff[i] / base - 1.0, wobble, 1e-6) << "sample " << i;
-            }
-        }
-        EXPECT_GT(most, 2e-5);
+        rig.values.keytrack = row.keytrack;
+        rig.start(row.note);
+        EXPECT_NEAR(rig.play(1024).cutoff.back(), row.cutoff, 5e-5)
+            << "knob " << row.knob << " note " << row.note;
     }
 }
 
@@ -101,25 +47,31 @@ void openByEnvelope(VoiceRig& rig)
     rig.values.filterDecay = 1.0;
 }
 
+/// The same with full sustain and without an initial fall.
+void sustainByEnvelope(VoiceRig& rig)
+{
+    openByEnvelope(rig);
+    rig.values.filterAttackNorm = 1.0f;
+    rig.values.filterDecay = 0.01;
+    rig.values.filterSustain = 1.0;
+}
+
 TEST(VoiceFilterEnvelope, ScaleOfPeakAndSustain)
 {
-    struct Row {
+    // 0.98293781 * 0.88 (Early 0.93) at the end of the attack, 0.9 of that at full sustain.
+    constexpr struct {
         Revision revision;
         float amount;
         double peak, sustained;
-    };
-    // 0.98293781 * 0.88 (Early 0.93) at the end of the attack, 0.9 of that at full sustain.
-    constexpr Row kRows[] = {{Revision::Late, 1.0f, 0.864985, 0.778487},
-                             {Revision::Early, 1.0f, 0.914132, 0.822719},
-                             {Revision::Late, 0.25f, 0.216246, 0.194622}};
-    for (const Row& row : kRows) {
+    } kRows[] = {{Revision::Late, 1.0f, 0.864985, 0.778487},
+                 {Revision::Early, 1.0f, 0.914132, 0.822719},
+                 {Revision::Late, 0.25f, 0.216246, 0.194622}};
+    for (const auto& row : kRows) {
         VoiceRig rig;
-        openByEnvelope(rig);
+        sustainByEnvelope(rig);
+        rig.values.filterDecay = 0.05;
         rig.values.revision = row.revision;
         rig.values.filterEnvAmount = row.amount;
-        rig.values.filterAttackNorm = 1.0f; // no initial fall
-        rig.values.filterDecay = 0.05;
-        rig.values.filterSustain = 1.0;
         rig.start(60);
         const auto cutoff = rig.playFor(0.2).cutoff;
         EXPECT_NEAR(*std::max_element(cutoff.begin(), cutoff.end()), row.peak, 2e-3 * row.amount);
@@ -133,7 +85,7 @@ TEST(VoiceFilterEnvelope, DecayIsACapacitorEmptiedByAResistorThatGrows)
     // dV/dt = -V / RC - V G(t) / C, toward zero, has a closed solution:
     // ln V falls by ln(10) t / Td and by 1 / (C 192000 1.62 0.4) * (t0^-0.4 - t1^-0.4).
     for (const double hostRate : {48000.0, 96000.0}) {
-        for (const float attackNorm : {0.0f, 0.15f, 0.3f, 1.0f}) {
+        for (const float attackNorm : {0.0f, 0.15f, 1.0f}) {
             VoiceRig rig(hostRate);
             openByEnvelope(rig);
             rig.values.filterAttackNorm = attackNorm;
@@ -153,20 +105,67 @@ TEST(VoiceFilterEnvelope, DecayIsACapacitorEmptiedByAResistorThatGrows)
     }
 }
 
+TEST(VoiceFilterEnvelope, RestartInALongReleaseGoesOnFromTheRunningOutput)
+{
+    constexpr double kFs8 = 352800.0;
+    const FilterEnvelopeRates rates{.attack = std::pow(0.5, 1.0 / (0.01 * kFs8)),
+                                    .release = 1.0,
+                                    .decayOhms = 1e5,
+                                    .sustain = 0.4,
+                                    .droopStart = 132.0,
+                                    .fs8 = kFs8};
+    double droop = 0.0;
+    FilterEnvelope running, high;
+    running.fltOut = 0.4;
+    high.fltOut = 1.2;
+    for (FilterEnvelope* envelope : {&running, &high}) {
+        envelope->start(true);
+        envelope->tick(rates, droop);
+    }
+    EXPECT_NEAR(running.fltOut, 0.4, 1e-3);
+    for (int i = 0; i < static_cast<int>(0.0095 * kFs8); ++i) {
+        running.tick(rates, droop);
+        high.tick(rates, droop);
+    }
+    EXPECT_NEAR(running.fltOut, 0.4 + 0.48 * std::exp(-1.2), 0.01) << "a shortened way";
+    EXPECT_EQ(high.fltOut, 1.2) << "no way left above 1.05";
+}
+
+TEST(AmpEnvelope, StagesTakeTheirTimes)
+{
+    constexpr double kFs8 = 352800.0;
+    const auto coeff = [](double base, double ms) { return std::pow(base, 1000.0 / (ms * kFs8)); };
+    const AmpEnvelopeRates rates{.attack = coeff(0.2, 20.0),
+                                 .decay = coeff(0.1, 200.0),
+                                 .release = coeff(0.1, 50.0),
+                                 .linearFall = 1.0,
+                                 .linearRelease = false};
+    AmpEnvelope e{EnvelopeStage::Attack, 0.0, 0.0};
+    const auto run = [&](double sustain, double seconds) {
+        double toPeak = 1.0 - e.ampLevel, level = 0.0;
+        for (int i = 0; i < static_cast<int>(seconds * kFs8); ++i)
+            level = e.tick(rates, toPeak, sustain);
+        return level;
+    };
+    run(0.08, 0.0198);
+    EXPECT_EQ(e.ampState, EnvelopeStage::Attack);
+    run(0.08, 0.0004);
+    EXPECT_EQ(e.ampState, EnvelopeStage::Decay);
+    EXPECT_NEAR(run(0.08, 0.1999), 0.08, 2e-3) << "-20 dB";
+    run(0.08, 0.01);
+    EXPECT_EQ(run(0.5, 0.001), 0.5) << "sustain follows its knob, upward too";
+    e.ampState = EnvelopeStage::Release;
+    EXPECT_NEAR(run(0.5, 0.05), 0.05, 1e-4);
+}
+
 TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
 {
-    struct Row {
-        bool released, pedalUp;
-        bool falls;
-    };
-    constexpr Row kRows[] = {
-        {false, true, false}, {true, false, false}, {true, true, true}, {false, false, false}};
-    for (const Row& row : kRows) {
+    constexpr struct {
+        bool released, pedalUp, falls;
+    } kRows[] = {{false, true, false}, {true, false, false}, {true, true, true}};
+    for (const auto& row : kRows) {
         VoiceRig rig;
-        openByEnvelope(rig);
-        rig.values.filterAttackNorm = 1.0f;
-        rig.values.filterDecay = 0.01;
-        rig.values.filterSustain = 1.0;
+        sustainByEnvelope(rig);
         rig.values.filterRelease = 0.2;
         rig.values.ampSustain = 0.625;
         rig.start(60);
@@ -174,14 +173,9 @@ TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
         rig.rack[0].released = row.released;
         rig.performance.pedalUp = row.pedalUp;
         const auto after = rig.playFor(0.060206);
-        if (row.falls) {
-            // To a half at 0.2 s for a tenth, and from 1/2 to 1/8 at 0.1 s.
-            EXPECT_NEAR(after.cutoff.back(), 0.5 * 0.778487, 1e-3);
-            EXPECT_NEAR(after.amplitude.back(), 0.029362, 5e-4);
-        } else {
-            EXPECT_NEAR(after.cutoff.back(), 0.778487, 1e-3);
-            EXPECT_NEAR(after.amplitude.back(), 0.595867, 1e-5);
-        }
+        // To a half at 0.2 s for a tenth, and from 1/2 to 1/8 at 0.1 s.
+        EXPECT_NEAR(after.cutoff.back(), (row.falls ? 0.5 : 1.0) * 0.778487, 1e-3);
+        EXPECT_NEAR(after.amplitude.back(), row.falls ? 0.029362 : 0.595867, 5e-4);
         if (row.released && !row.pedalUp) {
             rig.performance.pedalUp = true;
             EXPECT_LT(rig.playFor(0.05).amplitude.back(), 0.1f) << "pedal up";
@@ -189,71 +183,45 @@ TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
     }
 }
 
-TEST(VoiceAmplifier, SustainIsFourFifthsOfItsKnobBeforeTheCurve)
-{
-    struct Row {
-        double knob, amplitude;
-    };
-    constexpr Row kRows[] = {
-        {1.0, 0.986138}, {0.625, 0.595867}, {0.3125, 0.197941}, {0.15625, 0.029362}, {0.0, 0.0}};
-    for (const Row& row : kRows) {
-        VoiceRig rig;
-        rig.values.ampSustain = row.knob;
-        rig.start(60);
-        EXPECT_NEAR(rig.playFor(0.4).amplitude.back(), row.amplitude, 1e-5) << row.knob;
-        EXPECT_FALSE(rig.rack[0].ended) << "held, silent or not";
-    }
-}
-
-TEST(VoiceAmplifier, SustainWalksToItsKnobOverAStretch)
-{
-    VoiceRig rig;
-    rig.values.ampSustain = 0.625;
-    rig.start(60);
-    rig.playFor(0.3);
-    rig.values.ampSustain = 0.3125;
-    const auto amplitude = rig.play(512).amplitude;
-    EXPECT_NEAR(amplitude[255], 0.392428, 1e-5) << "half way, the curve at 3/8";
-    EXPECT_NEAR(amplitude[511], 0.197941, 1e-5);
-    EXPECT_NEAR(rig.play(8).amplitude[0], 0.197941, 1e-5);
-}
-
-TEST(VoiceAmplifier, ResonanceIsTheKnobTimesItsRange)
+TEST(VoiceAmplifier, SustainIsFourFifthsOfItsKnobBeforeTheCurveAndWalksThere)
 {
     VoiceRig rig;
     rig.values.resonance = 0.75f;
     rig.values.resonanceRange = 6.0f;
-    for (const float resonance : rig.play(16).resonance)
-        EXPECT_EQ(resonance, 4.5f);
+    rig.values.ampSustain = 0.625;
+    rig.start(60);
+    const auto streams = rig.playFor(0.3);
+    EXPECT_NEAR(streams.amplitude.back(), 0.595867, 1e-5);
+    EXPECT_EQ(streams.resonance.back(), 4.5f);
+    rig.values.ampSustain = 0.3125;
+    const auto amplitude = rig.play(512).amplitude;
+    EXPECT_NEAR(amplitude[255], 0.392428, 1e-5) << "half way, the curve at 3/8";
+    EXPECT_NEAR(amplitude[511], 0.197941, 1e-5);
+    rig.values.ampSustain = 0.0;
+    EXPECT_NEAR(rig.playFor(0.3).amplitude.back(), 0.0, 1e-5);
+    EXPECT_FALSE(rig.rack[0].ended) << "held, silent or not";
 }
 
 TEST(VoiceEnd, ComesWithTheStretchWhoseLastSampleIsSilent)
 {
-    struct Row {
-        float releaseNorm;
-        double stillOn, over; ///< seconds after the key
-    };
     // From 0.8 to a millionth: 5.903 times the 0.1 s of a tenth, or 0.8 of the 2.5 ms of the
     // straight line.
-    constexpr Row kRows[] = {{0.01f, 0.589, 0.5915}, {0.0f, 0.00199, 0.00201}};
-    for (const Row& row : kRows) {
-        for (const int stretch : {8, 64}) {
-            VoiceRig rig;
-            rig.values.ampReleaseNorm = row.releaseNorm;
-            rig.start(60);
-            rig.playFor(0.3);
-            rig.rack[0].released = true;
-            rig.stretch = stretch;
-            const auto samples = [&rig, stretch](double seconds, int extra) {
-                return stretch * (static_cast<int>(seconds * rig.fs8) / stretch + extra);
-            };
-            const int before = samples(row.stillOn, 0);
-            const auto fading = rig.play(before);
-            EXPECT_GT(fading.amplitude.front(), 0.9f);
-            EXPECT_FALSE(rig.rack[0].ended) << "release " << row.releaseNorm;
-            rig.play(samples(row.over, 1) - before);
-            EXPECT_TRUE(rig.rack[0].ended) << "release " << row.releaseNorm;
-        }
+    constexpr struct {
+        float releaseNorm;
+        double stillOn, over; ///< seconds after the key
+    } kRows[] = {{0.01f, 0.589, 0.5915}, {0.0f, 0.00199, 0.00201}};
+    for (const auto& row : kRows) {
+        VoiceRig rig;
+        rig.values.ampReleaseNorm = row.releaseNorm;
+        rig.stretch = 8;
+        rig.start(60);
+        rig.playFor(0.3);
+        rig.rack[0].released = true;
+        EXPECT_GT(rig.playFor(row.stillOn).amplitude.front(), 0.9f);
+        EXPECT_FALSE(rig.rack[0].ended) << "release " << row.releaseNorm;
+        rig.playFor(row.over - row.stillOn);
+        rig.play(16);
+        EXPECT_TRUE(rig.rack[0].ended) << "release " << row.releaseNorm;
     }
 }
 
@@ -262,11 +230,8 @@ TEST(VoiceEnd, PolyphonicVoicesLeaveNoFilterEnvelopeBehind)
     for (const PolyMode mode :
          {PolyMode::Mono, PolyMode::Unison, PolyMode::Poly4, PolyMode::Poly8}) {
         VoiceRig rig;
-        openByEnvelope(rig);
+        sustainByEnvelope(rig);
         rig.values.polyMode = mode;
-        rig.values.filterAttackNorm = 1.0f;
-        rig.values.filterDecay = 0.01;
-        rig.values.filterSustain = 1.0;
         rig.values.filterRelease = 10.0; // outlasts the amplifier by far
         rig.values.ampReleaseNorm = 0.0f;
         rig.start(60);
@@ -277,7 +242,6 @@ TEST(VoiceEnd, PolyphonicVoicesLeaveNoFilterEnvelopeBehind)
         rig.start(60);
         EXPECT_NEAR(rig.play(8).cutoff.front(), isPolyphonic(mode) ? 0.0 : 0.776, 5e-3)
             << static_cast<int>(mode);
-        EXPECT_FALSE(rig.rack[0].ended);
     }
 }
 

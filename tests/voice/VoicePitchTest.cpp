@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "voice/VoiceRack.h"
-
-#include "voice/Drift.h"
+#include "voice/Pitch.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -25,19 +23,43 @@ void solo(VoiceRig& rig, std::size_t k)
 /// Equal temperament in the range of solo().
 double equalHz(double note) { return 4.0 * 440.0 * std::exp2((note - 69.0) / 12.0); }
 
+TEST(Pitch, ControlsMoveTheirOscillatorByTheirInterval)
+{
+    constexpr double kFs8 = 352800.0;
+    const struct {
+        void (*turn)(EngineValues&);
+        std::size_t oscillator;
+        int note;
+        double cents; ///< off equal temperament at 8', with the spread of voice 1 in it
+    } kRows[] = {
+        {[](EngineValues& v) { v.oscSemi[1] = 7.0f; }, 1, 69, 700.12},
+        {[](EngineValues& v) { v.oscSemi[1] = 7.0f; }, 0, 69, 0.0},
+        {[](EngineValues& v) { v.oscFine[2] = -0.5f; }, 2, 69, -50.14},
+        {[](EngineValues& v) { v.oscRange[0] = 0; }, 0, 24, -4800.0},
+        {[](EngineValues& v) { v.coarseFactor = 4.0; }, 0, 69, 2400.0},
+        {[](EngineValues& v) { v.oscKeytrackSlope = 2.0011260; }, 0, 60, -3.41},
+        {[](EngineValues& v) { v.oscKeytrackSlope = 2.0056297779; }, 0, 102, 0.0}, // the pivot
+        {[](EngineValues& v) { v.oscKeytrackSlope = 1.99437022209; }, 0, 69, 13.42},
+    };
+    for (const auto& row : kRows) {
+        EngineValues values;
+        values.oscRange = {3, 3, 3};
+        values.oscKeytrackSlope = 2.0;
+        row.turn(values);
+        const double hz = oscillatorBases(values, 0, kFs8)[row.oscillator] * kFs8 *
+                          std::pow(values.oscKeytrackSlope, row.note / 12.0);
+        EXPECT_NEAR(1200.0 * std::log2(4.0 * hz / equalHz(row.note)), row.cents, 0.03);
+    }
+}
+
 TEST(VoicePitch, VoicesAreTunedApartByTheirSpread)
 {
-    struct Row {
+    constexpr struct {
         int voice;
         std::size_t oscillator;
         double semitones;
-    };
-    constexpr Row kRows[] = {
-        {0, 0, 0.0},       {0, 1, 0.0011},     {0, 2, -0.0015},    {1, 0, -0.00251},
-        {2, 1, 0.0022317}, {3, 0, -0.002711},  {5, 2, 0.001392},   {4, 0, 0.0001},
-        {6, 1, 0.0012314}, {7, 2, -0.0002391}, {7, 1, -0.0002211},
-    };
-    for (const Row& row : kRows) {
+    } kRows[] = {{0, 0, 0.0}, {0, 2, -0.0015}, {2, 1, 0.0022317}, {7, 2, -0.0002391}};
+    for (const auto& row : kRows) {
         VoiceRig rig;
         rig.values.polyMode = PolyMode::Poly8;
         solo(rig, row.oscillator);
@@ -45,143 +67,94 @@ TEST(VoicePitch, VoicesAreTunedApartByTheirSpread)
         const auto lane = rig.playLanes(1 << 14)[static_cast<std::size_t>(row.voice)];
         // The noise floor moves a crossing by 0.03 samples: nothing over two hundred cycles.
         const auto cycles = cyclesOf({lane.signal.begin() + 512, lane.signal.end()}, rig.fs8);
-        const double span = cycles.back().seconds - cycles.front().seconds;
-        const double hz = static_cast<double>(cycles.size() - 1) / span;
-        EXPECT_NEAR(semitones(hz, equalHz(81) * 1.000006), row.semitones, 1e-4)
+        EXPECT_NEAR(semitones(test::meanHz(cycles), equalHz(81) * 1.000006), row.semitones, 1e-4)
             << "voice " << row.voice << " oscillator " << row.oscillator + 1;
+    }
+}
+
+TEST(VoicePitch, UnisonDetuneIsHeardInFourLanes)
+{
+    VoiceRig rig;
+    rig.values.polyMode = PolyMode::Unison;
+    rig.values.unisonDetune = 0.5f;
+    solo(rig, 0);
+    for (int voice = 0; voice < 4; ++voice)
+        rig.start(81, voice);
+    rig.playLanes(512);
+    const auto lanes = rig.playLanes(1 << 14);
+    constexpr double kCents[] = {-13.03, 13.03, -26.03, 26.03};
+    for (std::size_t lane = 0; lane < 4; ++lane) {
+        const auto& signal = lanes[lane].signal;
+        const double hz = test::meanHz(cyclesOf({signal.begin(), signal.end()}, rig.fs8));
+        EXPECT_NEAR(100.0 * semitones(hz, equalHz(81)), kCents[lane], 0.4) << "lane " << lane;
     }
 }
 
 TEST(VoicePitch, StopsRisingAtATwentiethOfTheVoiceRate)
 {
-    struct Row {
-        int note;
-        double hz;
-    };
-    constexpr Row kRows[] = {{110, 18794.5}, {111, 19200.0}, {127, 19200.0}};
-    for (std::size_t k = 0; k < 3; ++k) {
-        for (const Row& row : kRows) {
-            VoiceRig rig;
-            solo(rig, k);
-            rig.start(row.note);
-            rig.play(512);
-            EXPECT_NEAR(hzAt(cyclesOf(rig.play(8192).sound, rig.fs8), 0.01), row.hz, 2.0)
-                << "oscillator " << k + 1 << " note " << row.note;
-        }
+    for (const auto& [note, hz] : {std::pair(110, 18794.5), {127, 19200.0}}) {
+        VoiceRig rig;
+        solo(rig, 2);
+        rig.start(note);
+        rig.play(512);
+        EXPECT_NEAR(hzAt(cyclesOf(rig.play(8192).sound, rig.fs8), 0.01), hz, 2.0) << note;
     }
 }
 
 TEST(VoicePitch, WalkersDriftInStraightLinesAndTheSecondPartsTwoOscillators)
 {
     // Many times the deepest drift of the instrument, to see where the walkers are.
-    constexpr double kDepth = 0.5;
-    constexpr double kSeconds = 2.5;
-    constexpr double kSpan = 0.01;
-    const auto offPitch = [](std::size_t k, double depth) {
+    constexpr double kDepth = 0.5, kSeconds = 2.5, kSpan = 0.01;
+    const auto walk = [](std::size_t k) {
         VoiceRig rig;
         solo(rig, k);
-        rig.values.oscDrift = depth;
+        rig.values.oscDrift = kDepth;
         rig.start(69);
         const auto cycles = cyclesOf(rig.playFor(kSeconds).sound, rig.fs8);
-        std::vector<double> off; // of the pitch at rest, at every 10 ms
+        std::vector<double> positions; // 0..1, at every 10 ms
         for (double t = kSpan; t < kSeconds - kSpan; t += kSpan)
-            off.push_back(hzAt(cycles, t) / equalHz(69) - 1.0);
-        return off;
+            positions.push_back((hzAt(cycles, t) / equalHz(69) - 1.0) / kDepth);
+        return positions;
     };
-    const auto first = offPitch(0, kDepth);
-    const auto down = offPitch(1, kDepth);
-    const auto up = offPitch(2, kDepth);
-
-    int rising = 0, falling = 0;
-    for (std::size_t i = 0; i < first.size(); ++i) {
-        // Both leave 0 at once, at half the way a second.
-        const double walker1 = first[i] / kDepth, walker2 = up[i] / kDepth;
-        if (i < 5) {
-            EXPECT_NEAR(walker1, 0.5 * kSpan * static_cast<double>(i + 1), 1e-3);
-            EXPECT_NEAR(walker2, 0.5 * kSpan * static_cast<double>(i + 1), 1e-3);
-        }
-        for (const double position : {walker1, walker2}) {
-            EXPECT_GE(position, -1e-3);
-            EXPECT_LE(position, 1.001);
-        }
-        EXPECT_NEAR(down[i], -up[i], 2e-3) << "opposite ways, at " << i;
-        for (const auto* walk : {&first, &up}) {
-            const double slope = i > 0 ? ((*walk)[i] - (*walk)[i - 1]) / (kDepth * kSpan) : 0.5;
-            rising += std::fabs(slope - 0.5) < 0.03;
-            falling += std::fabs(slope + 0.5) < 0.03;
-        }
-    }
-    EXPECT_GT(rising, 50);
-    EXPECT_GT(falling, 50);
-    EXPECT_GT(rising + falling, 2 * static_cast<int>(first.size()) - 20) << "but for the turns";
+    const auto first = walk(0), down = walk(1), up = walk(2);
     EXPECT_NE(first, up);
-    EXPECT_GT(*std::max_element(first.begin(), first.end()), 0.2 * kDepth);
-
-    const auto shallow = offPitch(0, 0.0025);
-    EXPECT_NEAR(shallow.back() / first.back(), 0.0025 / kDepth, 1e-4);
-}
-
-TEST(VoicePitch, WalkersCoverTheirRangeAndStayInIt)
-{
-    DriftState drift;
-    Random15 random;
-    std::array<double, 2> least{1.0, 1.0}, most{};
-    for (int tick = 0; tick < 100000; ++tick) {
-        drift.tick(random, 0.002);
-        const std::array<double, 2> now{drift.drift1, drift.drift2};
-        for (std::size_t walker = 0; walker < 2; ++walker) {
-            least[walker] = std::min(least[walker], now[walker]);
-            most[walker] = std::max(most[walker], now[walker]);
+    for (std::size_t i = 0; i < up.size(); ++i)
+        EXPECT_NEAR(down[i], -up[i], 4e-3) << "opposite ways, at " << i;
+    for (const auto& positions : {first, up}) {
+        int straight = 0; // half the way a second, up or down
+        for (std::size_t i = 1; i < positions.size(); ++i) {
+            const double slope = (positions[i] - positions[i - 1]) / kSpan;
+            straight += std::fabs(std::fabs(slope) - 0.5) < 0.03;
         }
+        EXPECT_NEAR(positions[4], 0.5 * 5 * kSpan, 1e-3) << "both leave 0 at once";
+        EXPECT_GT(straight, static_cast<int>(positions.size()) - 10) << "but for the turns";
+        EXPECT_GT(*std::ranges::min_element(positions), -1e-3);
+        EXPECT_LT(*std::ranges::max_element(positions), 1.001);
     }
-    for (std::size_t walker = 0; walker < 2; ++walker) {
-        EXPECT_GE(least[walker], 0.0);
-        EXPECT_LE(most[walker], 1.0 + 1.0 / 32767.0);
-        EXPECT_GT(most[walker], 0.95);
-    }
-    EXPECT_NE(most[0], most[1]);
-}
-
-TEST(VoicePitch, WalkersRunAtDepthZero)
-{
-    VoiceRig always, late;
-    for (VoiceRig* rig : {&always, &late}) {
-        solo(*rig, 0);
-        rig->start(69);
-    }
-    always.values.oscDrift = 0.5;
-    always.playFor(0.2);
-    late.playFor(0.2);
-    late.values.oscDrift = 0.5;
-    const double drifted = hzAt(cyclesOf(always.play(4096).sound, always.fs8), 0.005);
-    EXPECT_GT(drifted, 1.02 * equalHz(69));
-    EXPECT_NEAR(hzAt(cyclesOf(late.play(4096).sound, late.fs8), 0.005), drifted, 0.1);
 }
 
 TEST(VoicePitch, BendHasARangeEachWayAndFollowsAtFifteenHertz)
 {
-    struct Row {
-        int channel;
+    constexpr struct {
+        std::size_t channel;
         float bend;
         double semitones; ///< with 2 up and 12 down, on channel 4
         double hostRate;
-    };
-    constexpr Row kRows[] = {{4, 1.0f, 2.0, 48000.0},    {4, 0.5f, 1.0, 48000.0},
-                             {4, -1.0f, -12.0, 48000.0}, {4, -0.25f, -3.0, 48000.0},
-                             {4, -1.0f, -12.0, 96000.0}, {3, 1.0f, 0.0, 48000.0}};
-    for (const Row& row : kRows) {
+    } kRows[] = {{4, 1.0f, 2.0, 48000.0},
+                 {4, -0.25f, -3.0, 48000.0},
+                 {4, -1.0f, -12.0, 96000.0},
+                 {3, 1.0f, 0.0, 48000.0}};
+    for (const auto& row : kRows) {
         VoiceRig rig(row.hostRate);
         solo(rig, 0);
         rig.values.bendRangeUp = 2;
         rig.values.bendRangeDown = 12;
         rig.start(81, 0, 1.0f, 4);
         rig.play(1024);
-        rig.performance.pitchBendNow[static_cast<std::size_t>(row.channel)] = row.bend;
+        rig.performance.pitchBendNow[row.channel] = row.bend;
         const auto cycles = cyclesOf(rig.playFor(0.2).sound, rig.fs8);
-        for (const double t : {0.004, 0.0106, 0.03, 0.15}) {
-            // The cycle around t, at the middle of its own.
-            const auto cycle = *std::find_if(cycles.begin(), cycles.end(),
-                                             [t](const test::Cycle& c) { return c.seconds >= t; });
+        for (const double t : {0.004, 0.0106, 0.15}) {
+            const auto cycle = test::cycleAt(cycles, t);
             const double way = 1.0 - std::exp(-2.0 * M_PI * 15.0 * cycle.seconds);
             EXPECT_NEAR(semitones(cycle.hz, equalHz(81)), way * row.semitones,
                         0.002 + 0.006 * std::fabs(row.semitones))
@@ -192,12 +165,11 @@ TEST(VoicePitch, BendHasARangeEachWayAndFollowsAtFifteenHertz)
 
 TEST(VoicePitch, GlidesUpTwiceAsFastAsDownAndCarriesTheKeytracking)
 {
-    struct Row {
+    constexpr struct {
         int from, to;
         double seconds; ///< for the whole way, at 96 semitones a second down
-    };
-    constexpr Row kRows[] = {{60, 72, 0.0625}, {72, 60, 0.125}, {60, 61, 1.0 / 192.0}};
-    for (const Row& row : kRows) {
+    } kRows[] = {{60, 72, 0.0625}, {72, 60, 0.125}};
+    for (const auto& row : kRows) {
         VoiceRig rig;
         solo(rig, 0);
         rig.values.keytrack = 1.0f;
@@ -207,10 +179,8 @@ TEST(VoicePitch, GlidesUpTwiceAsFastAsDownAndCarriesTheKeytracking)
         rig.rack[0].startNote(rig.values, false, row.to, 1.0f, 0);
         const auto streams = rig.playFor(0.2);
         const auto cycles = cyclesOf(streams.sound, rig.fs8);
-        for (const double part : {0.25, 0.5, 0.75, 1.2}) {
-            const double t = std::max(part * row.seconds, cycles.front().seconds);
-            const auto cycle = *std::find_if(cycles.begin(), cycles.end(),
-                                             [t](const test::Cycle& c) { return c.seconds >= t; });
+        for (const double part : {0.25, 0.75, 1.2}) {
+            const auto cycle = test::cycleAt(cycles, part * row.seconds);
             const double way = std::min(cycle.seconds / row.seconds, 1.0);
             const double pitch = row.from + way * (row.to - row.from);
             EXPECT_NEAR(semitones(cycle.hz, equalHz(0.0)), pitch, 0.02)
@@ -223,31 +193,29 @@ TEST(VoicePitch, GlidesUpTwiceAsFastAsDownAndCarriesTheKeytracking)
 
 TEST(VoicePitch, ModulationMovesThePitchByDepthAndRange)
 {
-    struct Row {
+    constexpr struct {
+        std::size_t oscillator;
         bool on;
         float depth, range;
-        double semitones; ///< of 0.2856, a held low pulse of oscillator 3
-    };
-    constexpr Row kRows[] = {
-        {true, 1.0f, 1.0f, 12.239}, {true, 0.5f, 1.0f, 6.1195}, {true, 1.0f, 0.5f, 6.1195},
-        {true, 0.5f, 2.0f, 12.239}, {true, 0.0f, 2.0f, 0.0},    {false, 1.0f, 1.0f, 0.0},
-    };
-    for (const std::size_t k : {std::size_t{0}, std::size_t{1}}) {
-        for (const Row& row : kRows) {
-            VoiceRig rig;
-            solo(rig, k);
-            rig.hold(2, false);
-            rig.values.coarseFactor = 1.0;
-            rig.values.modOscOn = row.on;
-            rig.values.modPitchRange = row.range;
-            rig.values.modSlots[1] = {ModSource::ModWheel, row.depth, ModTarget::ModAmount};
-            rig.performance.modWheelNow = 1.0f;
-            rig.start(69);
-            rig.playFor(0.2);
-            const auto cycles = cyclesOf(rig.play(4096).sound, rig.fs8);
-            EXPECT_NEAR(semitones(hzAt(cycles, 0.005), equalHz(69)), row.semitones, 5e-3)
-                << "depth " << row.depth << " range " << row.range;
-        }
+        double semitones; ///< by a held low pulse of oscillator 3
+    } kRows[] = {{0, true, 1.0f, 1.0f, 12.239},
+                 {1, true, 0.5f, 1.0f, 6.1195},
+                 {0, true, 0.5f, 2.0f, 12.239},
+                 {0, false, 1.0f, 1.0f, 0.0}};
+    for (const auto& row : kRows) {
+        VoiceRig rig;
+        solo(rig, row.oscillator);
+        rig.hold(2, false);
+        rig.values.coarseFactor = 1.0;
+        rig.values.modOscOn = row.on;
+        rig.values.modPitchRange = row.range;
+        rig.values.modSlots[1] = {ModSource::ModWheel, row.depth, ModTarget::ModAmount};
+        rig.performance.modWheelNow = 1.0f;
+        rig.start(69);
+        rig.playFor(0.2);
+        const auto cycles = cyclesOf(rig.play(4096).sound, rig.fs8);
+        EXPECT_NEAR(semitones(hzAt(cycles, 0.005), equalHz(69)), row.semitones, 5e-3)
+            << "depth " << row.depth << " range " << row.range;
     }
 }
 
@@ -263,32 +231,19 @@ TEST(VoicePitch, FixedOscillator3IgnoresKeysBendDriftAndModulation)
     rig.performance.modWheelNow = 1.0f;
     rig.values.modOscOn = true;
     rig.values.modSlots[0] = {ModSource::ModWheel, 1.0f, ModTarget::ModAmount};
-    for (const int note : {20, 100}) {
-        rig.start(note);
-        const auto cycles = cyclesOf(rig.playFor(0.05).sound, rig.fs8);
-        EXPECT_NEAR(hzAt(cycles, 0.04), 1280.0, 0.1) << "8' is 128 times the low rate";
-    }
-}
-
-TEST(VoicePitch, UnisonDetuneIsHeardInFourLanes)
-{
-    VoiceRig rig;
-    rig.values.polyMode = PolyMode::Unison;
-    rig.values.unisonDetune = 0.5f;
-    solo(rig, 0);
-    for (int voice = 0; voice < 4; ++voice)
-        rig.start(81, voice);
-    rig.playLanes(512);
-    const auto lanes = rig.playLanes(1 << 14);
-    const double cents[] = {-13.03, 13.03, -26.03, 26.03};
-    for (std::size_t lane = 0; lane < 4; ++lane) {
-        const auto& signal = lanes[lane].signal;
-        const auto cycles = cyclesOf({signal.begin(), signal.end()}, rig.fs8);
-        const double span = cycles.back().seconds - cycles.front().seconds;
-        EXPECT_NEAR(100.0 * semitones(static_cast<double>(cycles.size() - 1) / span, equalHz(81)),
-                    cents[lane], 0.4)
-            << "lane " << lane;
-    }
+    rig.start(100);
+    EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), 1280.0, 0.1)
+        << "8' is 128 times the low rate";
+    rig.values.osc3LoSync = true;
+    rig.values.lfoIncrement = 200.0 / rig.fs8;
+    rig.playFor(0.01);
+    EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), 1280.0, 0.1)
+        << "LO alone follows the tempo";
+    rig.values.oscRange[2] = 0;
+    rig.playFor(0.01);
+    EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), 200.0, 0.1);
+    rig.values.lfoIncrement = 1e6;
+    EXPECT_LE(fixedOscillator3Increment(rig.values), 0.05f) << "an absurd tempo";
 }
 
 } // namespace

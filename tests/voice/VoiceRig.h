@@ -138,12 +138,22 @@ inline std::vector<Cycle> cyclesOf(const std::vector<double>& saw, double fs8)
     return cycles;
 }
 
-/// Frequency of the cycle around `seconds`.
-inline double hzAt(const std::vector<Cycle>& cycles, double seconds)
+/// The cycle around `seconds`.
+inline Cycle cycleAt(const std::vector<Cycle>& cycles, double seconds)
 {
     const auto after = std::find_if(cycles.begin(), cycles.end(),
                                     [seconds](const Cycle& c) { return c.seconds >= seconds; });
-    return after == cycles.end() ? cycles.back().hz : after->hz;
+    return after == cycles.end() ? cycles.back() : *after;
+}
+inline double hzAt(const std::vector<Cycle>& cycles, double seconds)
+{
+    return cycleAt(cycles, seconds).hz;
+}
+/// Over all cycles: noise on the crossings hardly counts.
+inline double meanHz(const std::vector<Cycle>& cycles)
+{
+    return static_cast<double>(cycles.size() - 1) /
+           (cycles.back().seconds - cycles.front().seconds);
 }
 
 inline double semitones(double hz, double reference) { return 12.0 * std::log2(hz / reference); }

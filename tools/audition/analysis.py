@@ -144,7 +144,8 @@ def rumble(x, rate):
 
 
 def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
-    """phrase, chord, single: samples, shape (frames, 2); key: that of the single note."""
+    """phrase, chord, single: samples, shape (frames, 2); key: that of the single note,
+    None for sounds that need not be in tune."""
     out = Figures(loudness=phrase_loudness)
     out.finite = all(bool(np.isfinite(x).all()) for x in (phrase, chord, single))
     if not out.finite or rms(phrase) < 1e-5:
@@ -165,14 +166,16 @@ def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
     out.motion = float(np.sqrt(np.average(np.square(centres[loud] - mean),
                                           weights=np.sqrt(power[loud]))))
     left, right = phrase[:, 0], phrase[:, 1]
-    out.correlation = float(np.dot(left, right) / max(1e-20, np.sqrt(np.dot(left, left) * np.dot(right, right))))
+    both = np.sqrt(np.dot(left, left) * np.dot(right, right))
+    out.correlation = float(np.dot(left, right) / max(1e-20, both))
     out.rumble = rumble(mid, rate)
 
     on, off, _ = phrases.LONG
     held = single[int(on * rate) : int(off * rate)]
     if rms(held) > 1e-5:
         out.attack = attack_seconds(held, rate)
-        out.pitch = pitch_cents(held[int(0.15 * rate) :].mean(axis=1), rate, key)
+        if key is not None:
+            out.pitch = pitch_cents(held[int(0.15 * rate) :].mean(axis=1), rate, key)
         soft = single[int(phrases.SOFT[0] * rate) : int(phrases.SOFT[1] * rate)]
         same = held[: len(soft)]
         out.soft = float(level(soft, rate).max() - level(same, rate).max())

@@ -21,8 +21,8 @@ class Control:
         return self.texts[row] if 0 <= row < len(self.texts) else f"{value:g}"
 
 
-ROW = re.compile(r'\{ *\w+, *"(\w+)", *\w+, *(?:"[^"]*"|nullptr), *([\w.]+), *(\d+), *(\w+), *(\w+),'
-                 r' *(\w+|\{\}) *\}')
+ROW = re.compile(r'\{ *\w+, *"(\w+)", *\w+, *(?:"[^"]*"|nullptr), *([\w.]+), *(\d+), *(\w+), '
+                 r'*\w+, *(\w+|\{\}) *\}')
 LIST = re.compile(r"std::array (k\w+)\{([^}]*)\};")
 
 
@@ -32,7 +32,8 @@ def read(folder=FOLDER):
              for name, body in LIST.findall((folder / "ControlLists.h").read_text())}
     lists["kShortSync"] = lists["kLongSync"][-15:]
     table = {}
-    for name, default, scale, kind, _, texts in ROW.findall((folder / "ControlTable.h").read_text()):
+    rows = ROW.findall((folder / "ControlTable.h").read_text())
+    for name, default, scale, kind, texts in rows:
         value = None if default == "unset" else float(default.rstrip("f"))
         table[name] = Control(name, value, float(scale), kind == "Continuous", lists.get(texts, ()))
     return table

@@ -48,8 +48,9 @@ def portrait(x, rate, motion_part=(0.3, 2.9)):
 
     dot = float(np.dot(x[:, 0], x[:, 1]))
     both = float(np.sqrt(np.dot(x[:, 0], x[:, 0]) * np.dot(x[:, 1], x[:, 1])))
-    return Portrait(np.maximum(cells - cells.max(), -FLOOR), np.maximum(total - total.max(), -FLOOR),
-                    motion, 1 - max(0.0, dot / both) if both > 0 else 0.0)
+    width = 1 - max(0.0, dot / both) if both > 0 else 0.0
+    return Portrait(np.maximum(cells - cells.max(), -FLOOR),
+                    np.maximum(total - total.max(), -FLOOR), motion, width)
 
 
 def detrended(track):

@@ -38,6 +38,7 @@ def show(sound, figures):
 def match(studio, sound, reach=0.25, attempts=6):
     """Finds the `volume` that brings the phrase to the wanted loudness and writes it to the
     source; returns the figures and what is left to say."""
+    sound.patch = None
     figures = studio.measure(sound)
     for _ in range(attempts):
         lack = analysis.LOUDNESS - figures.loudness
@@ -62,8 +63,8 @@ def match(studio, sound, reach=0.25, attempts=6):
                        f"{analysis.LOUDNESS - figures.loudness:+.1f} dB are left")
     if figures.chord_peak >= analysis.CHORD_PEAK:
         over = figures.chord_peak - analysis.CHORD_PEAK
-        remarks.append(f"at this volume four notes are {over:.1f} dB too hot: fewer voices at once, "
-                       "less velocity to level, more drive or a denser sound")
+        remarks.append(f"at this volume four notes are {over:.1f} dB too hot: fewer voices at "
+                       "once, less velocity to level, more drive or a denser sound")
     return figures, remarks
 
 
@@ -71,7 +72,7 @@ def judge_all(pool, studio, sounds, matching):
     """The figures of all sounds, printed as they come."""
 
     def judge(sound):
-        if matching and not patch.is_compiled(sound.path):
+        if matching and not patch.is_program(sound.path):
             return match(studio, sound)
         return studio.measure(sound), []
 

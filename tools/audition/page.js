@@ -4,7 +4,8 @@ const byId = id => document.getElementById(id);
 const audio = byId("audio");
 
 const icon = path => `<svg viewBox="0 0 20 20"><path d="${path}"/></svg>`;
-const playIcon = icon("M5 2.5v15L17 10z"), pauseIcon = icon("M4.5 3h4v14h-4zM11.5 3h4v14h-4z");
+const playIcon = icon("M5 2.5v15L17 10z");
+const pauseIcon = icon("M4.5 3h4v14h-4zM11.5 3h4v14h-4z");
 
 function element(tag, attributes = {}, ...children) {
   const made = document.createElement(tag);
@@ -19,10 +20,11 @@ function element(tag, attributes = {}, ...children) {
 // --- Pictures of a sound ---
 
 function wave(sound) {
-  const points = sound.outline, last = points.length - 1;
+  const points = sound.outline,
+    last = points.length - 1;
   const top = Math.max(10, ...points);
-  const upper = points.map((value, x) => `${x} ${50 - 48 * value / top}`);
-  const lower = points.map((value, x) => `${x} ${50 + 48 * value / top}`).reverse();
+  const upper = points.map((value, x) => `${x} ${50 - (48 * value) / top}`);
+  const lower = points.map((value, x) => `${x} ${50 + (48 * value) / top}`).reverse();
   const svg = document.createElementNS("http://www.w3.org/2000/svg", "svg");
   svg.setAttribute("viewBox", `0 0 ${last} 100`);
   svg.setAttribute("preserveAspectRatio", "none");
@@ -42,8 +44,10 @@ function track(index, ...pictures) {
 
 // --- Rows ---
 
-const seconds = value => value === null ? "never" : value < 1 ? `${Math.round(1000 * value)} ms` : `${value.toFixed(1)} s`;
-const hertz = value => value >= 1000 ? `${(value / 1000).toFixed(1)} kHz` : `${Math.round(value)} Hz`;
+const seconds = value =>
+  value === null ? "never" : value < 1 ? `${Math.round(1000 * value)} ms` : `${value.toFixed(1)} s`;
+const hertz = value =>
+  value >= 1000 ? `${(value / 1000).toFixed(1)} kHz` : `${Math.round(value)} Hz`;
 function signed(value, digits) {
   if (value === null) return "–";
   const text = Math.abs(value).toFixed(digits);
@@ -64,8 +68,13 @@ function figures(sound) {
     ["Soft note", `${signed(sound.soft, 0)} dB`, off("softly")],
     ["Width", `${Math.round(100 * (1 - sound.correlation))} %`, false],
   ];
-  return element("dl", { class: "figures" }, ...entries.map(([name, text, bad]) =>
-    element("div", {}, element("dt", {}, name), element("dd", bad ? { class: "off" } : {}, text))));
+  return element(
+    "dl",
+    { class: "figures" },
+    ...entries.map(([name, text, bad]) =>
+      element("div", {}, element("dt", {}, name), element("dd", bad ? { class: "off" } : {}, text)),
+    ),
+  );
 }
 
 const link = (index, label) =>
@@ -73,190 +82,207 @@ const link = (index, label) =>
 
 function chips(sound) {
   const { engine, voices, wave, filter, LFO } = sound.traits;
-  const words = [...voices, ...wave, ...filter, ...LFO.filter(kind => kind != "none").map(kind => `mod: ${kind}`)];
-  return element("div", { class: "chips" }, element("span", { class: "engine" }, engine[0]),
-    ...words.map(word => element("span", {}, word)));
+  const words = [
+    ...voices,
+    ...wave,
+    ...filter,
+    ...LFO.filter(kind => kind != "none").map(kind => `mod: ${kind}`),
+  ];
+  return element(
+    "div",
+    { class: "chips" },
+    element("span", { class: "engine" }, engine[0]),
+    ...words.map(word => element("span", {}, word)),
+  );
 }
 
 function makeRow(sound, index) {
   const { routing, colour } = sound.traits;
-  const near = sound.nearest < 0 ? "" : element("div", { class: "near" },
-    element("span", { class: sound.gap < nearCopy ? "close" : "" }, `${sound.gap.toFixed(1)} dB`), " to ",
-    link(sound.nearest));
+  const near =
+    sound.nearest < 0
+      ? ""
+      : element(
+          "div",
+          { class: "near" },
+          element(
+            "span",
+            { class: sound.gap < nearCopy ? "close" : "" },
+            `${sound.gap.toFixed(1)} dB`,
+          ),
+          " to ",
+          link(sound.nearest),
+        );
   const folder = [sound.bank, sound.category].filter(Boolean).join(" / ");
-  return element("article", { class: "sound" },
-    element("button", { title: "Play", onclick: () => index == chosen ? toggle() : start(index) }),
-    element("div", {},
+  return element(
+    "article",
+    { class: "sound" },
+    element("button", {
+      title: "Play",
+      onclick: () => (index == chosen ? toggle() : start(index)),
+    }),
+    element(
+      "div",
+      {},
       element("h3", {}, sound.name, element("small", {}, folder)),
       element("p", {}, sound.info),
       ...(sound.flags.length ? [element("p", { class: "off" }, sound.flags.join(" · "))] : []),
-      ...(sound.faults.length ? [element("p", { class: "off" }, sound.faults.join(" · "))] : [])),
-    track(index, wave(sound), element("img", { src: `pictures/${sound.file}.png`, loading: "lazy", alt: "" })),
+      ...(sound.faults.length ? [element("p", { class: "off" }, sound.faults.join(" · "))] : []),
+    ),
+    track(
+      index,
+      wave(sound),
+      element("img", { src: `pictures/${sound.file}.png`, loading: "lazy", alt: "" }),
+    ),
     figures(sound),
-    element("div", { class: "made", title: [...routing, ...colour].join("\n") }, chips(sound), near));
+    element(
+      "div",
+      { class: "made", title: [...routing, ...colour].join("\n") },
+      chips(sound),
+      near,
+    ),
+  );
 }
 
 const rows = sounds.map(makeRow);
-const haystack = sounds.map(sound => [sound.name, sound.info, sound.bank, sound.category, sound.phrase,
-  ...Object.values(sound.traits).flat(), ...sound.flags, ...sound.faults].join(" ").toLowerCase());
+const haystack = sounds.map(sound =>
+  [
+    sound.name,
+    sound.info,
+    sound.bank,
+    sound.category,
+    sound.phrase,
+    ...Object.values(sound.traits).flat(),
+    ...sound.flags,
+    ...sound.faults,
+  ]
+    .join(" ")
+    .toLowerCase(),
+);
 
 // --- What is shown, and in which order ---
 
 const orders = {
   "bank and category": null,
-  "name": sound => sound.name.toLowerCase(),
-  "loudness": sound => sound.loudness,
+  name: sound => sound.name.toLowerCase(),
+  loudness: sound => sound.loudness,
   "four-note peak": sound => sound.four,
-  "attack": sound => sound.attack,
-  "end": sound => sound.end ?? Infinity,
-  "brightness": sound => sound.centroid,
-  "motion": sound => sound.motion,
-  "width": sound => -sound.correlation,
+  attack: sound => sound.attack,
+  end: sound => sound.end ?? Infinity,
+  brightness: sound => sound.centroid,
+  motion: sound => sound.motion,
+  width: sound => -sound.correlation,
   "distance to neighbour": sound => sound.gap ?? Infinity,
 };
-let bank = "", category = null, onlyFlagged = false, downwards = false, shown = [];
+let bank = "",
+  category = null,
+  onlyFlagged = false,
+  downwards = false,
+  shown = [];
 
 function choose(container, values, pick) {
-  const buttons = values.map(([label, value]) => element("button", {
-    "aria-pressed": "false",
-    onclick: event => {
-      const on = event.target.getAttribute("aria-pressed") != "true";
-      for (const button of buttons) button.setAttribute("aria-pressed", "false");
-      event.target.setAttribute("aria-pressed", on);
-      pick(on ? value : null);
-      list();
-    },
-  }, label));
+  const buttons = values.map(([label, value]) =>
+    element(
+      "button",
+      {
+        "aria-pressed": "false",
+        onclick: event => {
+          const on = event.target.getAttribute("aria-pressed") != "true";
+          for (const button of buttons) button.setAttribute("aria-pressed", "false");
+          event.target.setAttribute("aria-pressed", on);
+          pick(on ? value : null);
+          list();
+        },
+      },
+      label,
+    ),
+  );
   container.append(...buttons);
 }
 
 function list() {
   const words = byId("search").value.toLowerCase().split(/\s+/).filter(Boolean);
-  shown = sounds.map((_, index) => index).filter(index => {
-    const sound = sounds[index];
-    return (!bank || sound.bank == bank) && (category === null || sound.category == category)
-      && (!onlyFlagged || sound.flags.length || sound.faults.length)
-      && words.every(word => haystack[index].includes(word));
-  });
+  shown = sounds
+    .map((_, index) => index)
+    .filter(index => {
+      const sound = sounds[index];
+      return (
+        (!bank || sound.bank == bank) &&
+        (category === null || sound.category == category) &&
+        (!onlyFlagged || sound.flags.length || sound.faults.length) &&
+        words.every(word => haystack[index].includes(word))
+      );
+    });
   const key = orders[byId("sort").value];
-  if (key) shown.sort((a, b) => key(sounds[a]) < key(sounds[b]) ? -1 : key(sounds[a]) > key(sounds[b]) ? 1 : a - b);
+  if (key)
+    shown.sort((a, b) =>
+      key(sounds[a]) < key(sounds[b]) ? -1 : key(sounds[a]) > key(sounds[b]) ? 1 : a - b,
+    );
   if (downwards) shown.reverse();
   byId("list").replaceChildren(...shown.map(index => rows[index]));
   byId("count").textContent = `${shown.length} of ${sounds.length}`;
 }
 
-// --- Playing ---
-
-let chosen = -1, cameFrom = -1;
-const bar = byId("seek");
-
-function start(index, part = 0) {
-  if (index != chosen) {
-    rows[chosen]?.classList.remove("chosen");
-    moveMark(0, 0);
-    chosen = index;
-    const sound = sounds[index];
-    rows[index].classList.add("chosen");
-    audio.src = `sounds/${sound.file}.mp3`;
-    const [title, folder] = byId("now").children;
-    title.textContent = sound.name;
-    folder.textContent = [sound.bank, sound.category].filter(Boolean).join(" / ");
-    bar.replaceChildren(track(index, wave(sound)));
-    if (rows[index].isConnected) rows[index].scrollIntoView({ block: "nearest", behavior: "smooth" });
-  }
-  audio.currentTime = part * sounds[index].seconds;
-  audio.play().catch(() => {});
-}
-
-function toggle() {
-  if (chosen < 0) step(1);
-  else if (audio.paused) audio.play();
-  else audio.pause();
-}
-
-function step(by) {
-  if (!shown.length) return;
-  const at = shown.indexOf(chosen);
-  const to = at < 0 ? 0 : at + by;
-  if (to >= 0 && to < shown.length) start(shown[to]);
-}
-
-function neighbour() {
-  const there = chosen < 0 ? -1 : cameFrom >= 0 && sounds[cameFrom].nearest == chosen ? cameFrom : sounds[chosen].nearest;
-  if (there < 0) return;
-  cameFrom = chosen;
-  start(there);
-}
-
-function moveMark(part, seen) {
-  for (const picture of [rows[chosen]?.querySelector(".track"), bar.firstChild])
-    if (picture) {
-      picture.style.setProperty("--at", part);
-      picture.style.setProperty("--seen", seen);
-    }
-}
-
-const clock = s => `${Math.floor(s / 60)}:${String(Math.floor(s % 60)).padStart(2, "0")}`;
-
-function showPlace() {
-  if (chosen < 0) return;
-  moveMark(Math.min(1, audio.currentTime / sounds[chosen].seconds), 1);
-  byId("time").textContent = `${clock(audio.currentTime)} / ${clock(sounds[chosen].seconds)}`;
-  if (!audio.paused) requestAnimationFrame(showPlace);
-}
-
-function showState() {
-  byId("play").innerHTML = audio.paused ? playIcon : pauseIcon;
-  rows.forEach((row, index) => { row.firstChild.innerHTML = index == chosen && !audio.paused ? pauseIcon : playIcon; });
-  showPlace();
-}
-
-for (const event of ["play", "pause", "seeked", "loadedmetadata"]) audio.addEventListener(event, showState);
-audio.addEventListener("ended", () => byId("on").checked ? step(1) : showState());
-byId("play").onclick = toggle;
-byId("previous").onclick = () => step(-1);
-byId("next").onclick = () => step(1);
-byId("neighbour").onclick = neighbour;
-byId("volume").oninput = event => { audio.volume = event.target.value; };
-audio.volume = byId("volume").value;
-
-const keys = {
-  " ": toggle, j: () => step(1), k: () => step(-1), ArrowDown: () => step(1), ArrowUp: () => step(-1), n: neighbour,
-  ArrowLeft: () => { audio.currentTime -= 1; }, ArrowRight: () => { audio.currentTime += 1; },
-  "/": () => byId("search").focus(),
-};
-addEventListener("keydown", event => {
-  if (event.ctrlKey || event.altKey || event.metaKey) return;
-  if (event.target.matches("input[type=search], select")) {
-    if (event.key == "Escape" || event.key == "Enter") event.target.blur();
-    return;
-  }
-  const act = keys[event.key];
-  if (!act) return;
-  event.preventDefault();
-  act();
-});
-
 // --- The head of the page ---
 
 function share(name, count) {
-  return element("div", { class: "share", title: "Show these", onclick: () => { byId("search").value = name.toLowerCase(); list(); } },
-    element("i", { style: `width:${100 * count / sounds.length}%` }), element("span", {}, name),
-    element("span", {}, `${count}`));
+  return element(
+    "div",
+    {
+      class: "share",
+      title: "Show these",
+      onclick: () => {
+        byId("search").value = name.toLowerCase();
+        list();
+      },
+    },
+    element("i", { style: `width:${(100 * count) / sounds.length}%` }),
+    element("span", {}, name),
+    element("span", {}, `${count}`),
+  );
 }
 
 const troubled = sounds.filter(sound => sound.flags.length || sound.faults.length).length;
 const banks = [...new Set(sounds.map(sound => sound.bank))];
-byId("summary").textContent = `${sounds.length} sounds in ${banks.join(" and ")}`
-  + (troubled ? `, ${troubled} with something off` : ", nothing off")
-  + (pairs.length ? `. The closest two are ${pairs[0][0].toFixed(1)} dB apart.` : ".");
-byId("shares").append(...Object.entries(shares).map(([group, counts]) =>
-  element("div", { class: "group" }, element("h3", {}, group), ...counts.map(([name, count]) => share(name, count)))));
-byId("pairs").append(...pairs.map(([gap, one, other]) =>
-  element("div", { class: "pair" }, element("b", {}, gap.toFixed(1)), element("span", {}, link(one), " / ", link(other)))));
-choose(byId("banks"), banks.map(name => [name, name]), value => { bank = value ?? ""; });
-choose(byId("categories"), [...new Set(sounds.map(sound => sound.category))].sort().map(name => [name || "Bank level", name]),
-  value => { category = value; });
+byId("summary").textContent =
+  `${sounds.length} sounds in ${banks.join(" and ")}` +
+  (troubled ? `, ${troubled} with something off` : ", nothing off") +
+  (pairs.length ? `. The closest two are ${pairs[0][0].toFixed(1)} dB apart.` : ".");
+byId("shares").append(
+  ...Object.entries(shares).map(([group, counts]) =>
+    element(
+      "div",
+      { class: "group" },
+      element("h3", {}, group),
+      ...counts.map(([name, count]) => share(name, count)),
+    ),
+  ),
+);
+byId("pairs").append(
+  ...pairs.map(([gap, one, other]) =>
+    element(
+      "div",
+      { class: "pair" },
+      element("b", {}, gap.toFixed(1)),
+      element("span", {}, link(one), " / ", link(other)),
+    ),
+  ),
+);
+choose(
+  byId("banks"),
+  banks.map(name => [name, name]),
+  value => {
+    bank = value ?? "";
+  },
+);
+choose(
+  byId("categories"),
+  [...new Set(sounds.map(sound => sound.category))]
+    .sort()
+    .map(name => [name || "Bank level", name]),
+  value => {
+    category = value;
+  },
+);
 byId("sort").append(...Object.keys(orders).map(name => element("option", {}, name)));
 byId("sort").onchange = list;
 byId("search").oninput = list;
@@ -270,5 +296,3 @@ byId("direction").onclick = event => {
   event.target.textContent = downwards ? "↓" : "↑";
   list();
 };
-list();
-showState();

@@ -42,13 +42,15 @@ def spectrogram(path, x, rate):
     """Levels over time and pitch, low below."""
     columns, rows = PICTURE
     hop = len(x) // columns
-    f, _, s = signal.stft(x.mean(axis=1), rate, nperseg=4096, noverlap=max(0, 4096 - hop), padded=False)
+    f, _, s = signal.stft(x.mean(axis=1), rate, nperseg=4096, noverlap=max(0, 4096 - hop),
+                          padded=False)
     power = np.square(np.abs(s))
     hz = LOWEST * 2 ** (OCTAVES * np.arange(rows) / (rows - 1))
     hz = hz[hz < rate / 2]
     picture = np.array([np.interp(hz, f, column) for column in power.T]).T
     level = 10 * np.log10(np.maximum(picture, 1e-12))
-    matplotlib.image.imsave(path, level[::-1], cmap="magma", vmin=level.max() - DEPTH, vmax=level.max())
+    top = level.max()
+    matplotlib.image.imsave(path, level[::-1], cmap="magma", vmin=top - DEPTH, vmax=top)
 
 
 def audible(x):
@@ -58,8 +60,9 @@ def audible(x):
 
 
 def compress(wav, seconds, target):
-    subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav, "-t", f"{seconds:.4f}",
-                    "-codec:a", "libmp3lame", "-q:a", "4", target], check=True)
+    subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav,
+                    "-t", f"{seconds:.4f}", "-codec:a", "libmp3lame", "-q:a", "4", target],
+                   check=True)
 
 
 def number(value):
@@ -101,11 +104,13 @@ def write(pool, folder, entries, shares, pairs, phrase_file):
     rows = list(pool.map(lambda entry: one_sound(folder, entry, phrase_file(entry.sound)), entries))
     index = {id(entry): number for number, entry in enumerate(entries)}
     data = {"sounds": rows, "shares": shares, "nearCopy": report.NEAR_COPY,
-            "pairs": [(round(gap, 2), index[id(one)], index[id(other)]) for gap, one, other in pairs]}
+            "pairs": [(round(gap, 2), index[id(one)], index[id(other)])
+                      for gap, one, other in pairs]}
     fill = {"STYLE": (HERE / "page.css").read_text(), "SCRIPT": (HERE / "page.js").read_text(),
+            "PLAYER": (HERE / "player.js").read_text(),
             "DATA": json.dumps(data, separators=(",", ":")).replace("</", "<\\/")}
     target = os.path.join(folder, "index.html")
     with open(target, "w", encoding="utf-8") as file:
-        file.write(re.sub("@(STYLE|SCRIPT|DATA)@", lambda found: fill[found.group(1)],
+        file.write(re.sub("@(STYLE|SCRIPT|PLAYER|DATA)@", lambda found: fill[found.group(1)],
                           (HERE / "page.html").read_text()))
     return target

@@ -24,7 +24,7 @@ class Studio:
         wheel = sound.settings.get("modwheel", 0.0)
         words, _ = phrases.phrase_words(kind, octave, wheel)
         lists = (words, phrases.chord_words(kind, octave), phrases.single_words(kind, octave))
-        patch = ["--patch", sound.path] if is_compiled(sound.path) else []
+        patch = ["--patch", sound.patch] if sound.patch else []
         settings = {} if patch else sound.settings
         return [Job(settings, seconds=None, rate=RATE, options=patch + words, files=patch[1:])
                 for words in lists]
@@ -41,11 +41,23 @@ class Studio:
         phrase, chord, single = (self.render(job) for job in jobs)
         _, last_off = phrases.phrase_words(sound.phrase, sound.octave)
         key = phrases.played(phrases.PHRASES[sound.phrase].root, sound.octave)[0]
-        return analysis.figures(phrase, analysis.loudness(paths[0]), last_off, chord, single, RATE, key)
+        if sound.phrase == "effect":
+            key = None
+        loudness = analysis.loudness(paths[0])
+        return analysis.figures(phrase, loudness, last_off, chord, single, RATE, key)
 
 
-def is_compiled(path):
+def is_program(path):
     return path.endswith(".fxp")
+
+
+def compiled(path):
+    """The program file that the build made of this source, None if it made none since."""
+    start, folder, rest = path.rpartition("resources/soundbanks/")
+    program = f"{start}build/release/soundbanks/{os.path.splitext(rest)[0]}.fxp"
+    if folder and os.path.exists(program) and os.path.getmtime(program) >= os.path.getmtime(path):
+        return program
+    return None
 
 
 def prune(folder):
@@ -79,14 +91,15 @@ def files(words):
 
 
 def read(paths, controls, phrase=None, octave=None):
-    """A Sound of each file; sources are checked."""
+    """A Sound of each file; sources are checked, and played as what was compiled of them."""
     sounds = []
     for path in paths:
-        if is_compiled(path):
-            sound = source.Sound(path)
+        if is_program(path):
+            sound = source.Sound(path, patch=path)
         else:
             with open(path, encoding="utf-8", errors="replace") as file:
                 sound = source.parse(path, file.read(), controls)
+            sound.patch = compiled(os.path.abspath(path))
         if phrase:
             sound.about["phrase"] = phrase
         if octave is not None:

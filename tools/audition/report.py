@@ -54,7 +54,8 @@ def text(entries, shares, pairs):
     out += [f"  {gap:5.1f}  {one.sound.name}  /  {other.sound.name}" for gap, one, other in pairs]
     for group, counts in shares.items():
         out += ["", f"{group}, of {len(entries)} sounds"]
-        out += [f"  {count:4}  {100 * count / len(entries):3.0f} %  {name}" for name, count in counts]
+        out += [f"  {count:4}  {100 * count / len(entries):3.0f} %  {name}"
+                for name, count in counts]
     return "\n".join(out)
 
 

@@ -18,6 +18,7 @@ FORBIDDEN = set('\\/:*?"<>|')
 @dataclass
 class Sound:
     path: str
+    patch: str | None = None                      # program file to load instead of the settings
     about: dict = field(default_factory=dict)     # KEYS: text
     settings: dict = field(default_factory=dict)  # control name: control value
     needless: list = field(default_factory=list)  # controls that the text gives their default
@@ -69,7 +70,8 @@ def parse(path, text, controls):
 def read_setting(sound, number, key, value, controls):
     control = controls.get(key)
     if control is None or control.default is None:
-        near = difflib.get_close_matches(key, [c for c in controls if controls[c].default is not None], 1)
+        stored = [name for name in controls if controls[name].default is not None]
+        near = difflib.get_close_matches(key, stored, 1)
         hint = f", perhaps {near[0]}" if near else ""
         sound.faults.append(f"line {number}: a patch has no control {key}{hint}")
         return

@@ -40,14 +40,13 @@ def heard(patch, number):
 
 def waves(patch):
     """Waves of the oscillators that are heard, each once."""
-    return list(dict.fromkeys(patch.text(f"osc_{n}_waveform") for n in (1, 2, 3) if heard(patch, n)))
+    found = (patch.text(f"osc_{n}_waveform") for n in (1, 2, 3) if heard(patch, n))
+    return list(dict.fromkeys(found))
 
 
 def modulates(patch):
     """Whether the modulation signal can reach pitch or filter."""
-    routed = any(patch.value(f"modulation_target_{n}") == 2 and patch.value(f"modulation_source_{n}") > 0
-                 and patch.value(amount) > 0
-                 for n, amount in enumerate(AMOUNTS, 1))
+    routed = any(route.endswith("to Mod Amt") for route in routings(patch))
     return routed and (patch.value("controls_osc_modulation_sw") == 1
                        or patch.value("controls_filter_modulation_sw") == 1)
 
@@ -100,4 +99,5 @@ def shares(all_traits):
             counts = out.setdefault(group, {})
             for name in names:
                 counts[name] = counts.get(name, 0) + 1
-    return {group: sorted(counts.items(), key=lambda entry: -entry[1]) for group, counts in out.items()}
+    return {group: sorted(counts.items(), key=lambda entry: -entry[1])
+            for group, counts in out.items()}
