@@ -22,4 +22,13 @@ constexpr std::string_view utf8Prefix(std::string_view text, std::size_t mostByt
     return text.substr(0, topBits(start) == 0xc0u ? start : mostBytes);
 }
 
+/// Number of characters; bytes that are no UTF-8 may count as any or none.
+constexpr std::size_t codePoints(std::string_view text) noexcept
+{
+    std::size_t count = 0;
+    for (const char c : text)
+        count += (static_cast<unsigned char>(c) & 0xc0u) != 0x80u;
+    return count;
+}
+
 } // namespace zephra

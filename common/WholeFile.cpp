@@ -28,23 +28,21 @@ int openAside(const std::filesystem::path& folder, std::filesystem::path& aside)
     return file;
 }
 
-bool writeAll(int file, std::span<const std::uint8_t> bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return ::fsync(file) == 0;
-}
-
 } // namespace
 
 RegularFile::RegularFile(const std::filesystem::path& path)
     : file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
+{
+    examine();
+}
+
+RegularFile::RegularFile(int folder, const char* name)
+    : file(::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC))
+{
+    examine();
+}
+
+void RegularFile::examine() noexcept
 {
     struct stat status {};
     if (file < 0 || ::fstat(file, &status) != 0)
@@ -79,6 +77,19 @@ std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
     return count;
 }
 
+bool writeAll(int file, std::span<const std::uint8_t> bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
 std::error_code replaceFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes)
 {
     std::filesystem::path aside;
@@ -86,7 +97,7 @@ std::error_code replaceFile(const std::filesystem::path& path, std::span<const s
     if (file < 0)
         return systemError();
     std::error_code error;
-    if (!writeAll(file, bytes))
+    if (!writeAll(file, bytes) || ::fsync(file) != 0)
         error = systemError();
     if (::close(file) != 0 && !error)
         error = systemError();

@@ -16,6 +16,8 @@ namespace zephra {
 class RegularFile {
 public:
     explicit RegularFile(const std::filesystem::path& path);
+    /// Directly in an open folder; a link is refused too.
+    RegularFile(int folder, const char* name);
     ~RegularFile();
     RegularFile(const RegularFile&) = delete;
     RegularFile& operator=(const RegularFile&) = delete;
@@ -28,10 +30,15 @@ public:
     std::size_t read(std::span<std::uint8_t> bytes);
 
 private:
+    void examine() noexcept;
+
     int file = -1;
     std::uint64_t length = 0;
     std::error_code fault;
 };
+
+/// Writes to an open file; false with errno set on an error.
+bool writeAll(int file, std::span<const std::uint8_t> bytes);
 
 /// Puts a file with these bytes under a name, in place of what was there. It is written aside, in
 /// the same folder, and renamed when complete: on an error the old file stays, and nothing else.

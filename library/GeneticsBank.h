@@ -7,9 +7,6 @@
 
 namespace zephra {
 
-/// The bank of stored children, directly below the soundbank root; made at need.
-inline constexpr const char* kGeneticsBank = "Genetics";
-
 /// File name of a child, after the time of its storing and the seed of its breed, so that names
 /// sort by age: "261121-134502-1F3A.fxp".
 std::string geneticsFileName(const std::tm& localTime, std::uint32_t seed);

@@ -3,6 +3,7 @@
 
 #include "controls/ControlTable.h"
 #include "library/GeneticsScoreNet.h"
+#include "library/LibraryFiles.h"
 #include "library/ProgramFile.h"
 
 #include <algorithm>
@@ -59,8 +60,8 @@ std::unique_ptr<PluginParameters> GeneticsEngine::loadParents(const GeneticsStat
 {
     auto parents = std::make_unique<PluginParameters>(static_cast<int>(state.parentCount));
     for (int preset = 0; preset < static_cast<int>(state.parentCount); ++preset) {
-        const auto file =
-            readPatchFileForBreeding(state.parents[static_cast<std::size_t>(preset)].path);
+        const PatchEntry& parent = state.parents[static_cast<std::size_t>(preset)];
+        const auto file = readPatchFileForBreeding(nativePath(parent.path));
         if (!file)
             continue;
         parents->getPreset(preset)->setName(file->getPreset(0)->nameText());

@@ -165,7 +165,7 @@ TEST(GeneticsState, TakesEachFileOnceAndForgetsTheOldestOfFour)
     const auto paths = [&] {
         std::string text;
         for (std::size_t parent = 0; parent < state.parentCount; ++parent)
-            text += state.parents[parent].path + " ";
+            text += std::string(state.parents[parent].path.view()) + " ";
         return text;
     };
     constexpr struct {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/ControlTable.h"
+#include "library/LibraryFiles.h"
 #include "support/PluginPeers.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +26,7 @@ protected:
             writer.setControlValue(fx_active, 1.0f, false);
             ASSERT_FALSE(writer.savePatchFile(path));
             PatchEntry entry;
-            entry.path = path;
+            entry.path = libraryPath(path);
             state.addParent(entry);
         }
     }

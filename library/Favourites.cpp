@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "library/Favourites.h"
+
+#include <algorithm>
+#include <system_error>
+#include <unordered_map>
+
+namespace zephra {
+
+namespace {
+
+constexpr std::size_t kLeastLine = 4, kMostLine = 511; ///< bytes
+constexpr std::size_t kMostFileBytes = BoundedList<PatchEntry>::kMost * (kMostLine + 1);
+
+/// True for a path that names something below the folder it starts from.
+bool staysInside(std::string_view relPath)
+{
+    for (std::size_t end = 0; end != relPath.npos;) {
+        end = relPath.find('\\');
+        const std::string_view element = relPath.substr(0, end);
+        if (element.empty() || element == "." || element == "..")
+            return false;
+        relPath.remove_prefix(end == relPath.npos ? 0 : end + 1);
+    }
+    return true;
+}
+
+std::string_view folderOf(std::string_view path)
+{
+    return path.substr(0, path.size() - lastElement(path).size());
+}
+
+} // namespace
+
+void Favourites::read(const LibraryScan& scan)
+{
+    clear();
+    std::error_code error;
+    const std::string text = files.readText(files.root() + kFileName, kMostFileBytes, error);
+    if (error && error != std::errc::no_such_file_or_directory)
+        return;
+
+    std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual> folderIds;
+    for (const PatchFolder& folder : scan.folders)
+        folderIds.emplace(folder.path, folder.id);
+
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::size_t end = rest.find('\n');
+        std::string line(rest.substr(0, end));
+        rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+        line.erase(line.find_last_not_of('\r') + 1);
+        std::ranges::replace(line, '/', '\\');
+        const PathText path = files.root() + line;
+        if (line.size() < kLeastLine || line.size() > kMostLine || path.isCut() ||
+            !staysInside(line))
+            continue;
+        const auto folder = folderIds.find(folderOf(path));
+        if (!list.add({0, folder == folderIds.end() ? 0 : folder->second, path}))
+            break;
+    }
+    rebuild();
+    if (error || fileText() != text)
+        save();
+}
+
+std::string Favourites::fileText() const
+{
+    std::string text;
+    for (const PatchEntry& entry : list) {
+        text += text.empty() ? "" : "\n";
+        text += files.belowRoot(entry.path);
+    }
+    return text;
+}
+
+void Favourites::save() const { files.replaceText(files.root() + kFileName, fileText()); }
+
+void Favourites::add(const PatchEntry& entry)
+{
+    if (contains(entry.path) || !staysInside(files.belowRoot(entry.path)) || entry.path.isCut())
+        return;
+    list.add(entry);
+    rebuild();
+}
+
+void Favourites::remove(std::string_view path)
+{
+    std::erase_if(list.all(),
+                  [&](const PatchEntry& entry) { return equalNoCase(entry.path, path); });
+    rebuild();
+}
+
+void Favourites::clear()
+{
+    list.clear();
+    known.clear();
+}
+
+void Favourites::repath(std::string_view from, const PathText& to)
+{
+    if (!contains(from))
+        return;
+    for (PatchEntry& entry : list.all())
+        if (equalNoCase(entry.path, from))
+            entry.path = to;
+    rebuild();
+}
+
+void Favourites::repathBelow(std::string_view from, std::string_view to)
+{
+    for (PatchEntry& entry : list.all()) {
+        const std::string_view path = entry.path;
+        if (!equalNoCase(path.substr(0, from.size()), from))
+            continue;
+        // A longer folder name may leave no room for the path: the favourite is then lost.
+        entry.path = PathText(to) + path.substr(from.size());
+    }
+    std::erase_if(list.all(), [](const PatchEntry& entry) { return entry.path.isCut(); });
+    rebuild();
+}
+
+void Favourites::rebuild()
+{
+    sortByName(list.all());
+    known.clear();
+    for (const PatchEntry& entry : list)
+        known.insert(lowerAscii(entry.path.view()));
+}
+
+} // namespace zephra

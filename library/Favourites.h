@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "common/AsciiCase.h"
+#include "library/BoundedList.h"
+#include "library/LibraryFiles.h"
+#include "library/LibraryScan.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace zephra {
+
+/// The user's favourite patches, kept in "Favourites.db" in the soundbank root: a path below the
+/// root per line, no line feed behind the last. A favourite whose file has gone stays until it is
+/// taken out by hand. Paths are compared without regard to case.
+class Favourites {
+public:
+    static constexpr std::string_view kFileName = "Favourites.db";
+
+    /// The files outlive it.
+    Favourites(const LibraryFiles& libraryFiles, LibraryHost& host)
+        : files(libraryFiles), list(host, 4)
+    {
+    }
+
+    /// Reads the file anew and writes it back in order; a missing one is made. One that cannot be
+    /// read is left alone.
+    void read(const LibraryScan& scan);
+    /// A fault is silent.
+    void save() const;
+
+    const BoundedList<PatchEntry>& entries() const noexcept { return list; }
+    bool contains(std::string_view path) const { return known.contains(lowerAscii(path)); }
+
+    // None of these saves.
+    void add(const PatchEntry& entry);
+    void remove(std::string_view path);
+    void clear();
+    /// A file has a new path.
+    void repath(std::string_view from, const PathText& to);
+    /// A folder has a new path; both end with a backslash.
+    void repathBelow(std::string_view from, std::string_view to);
+
+private:
+    std::string fileText() const;
+    void rebuild();
+
+    const LibraryFiles& files;
+    BoundedList<PatchEntry> list; ///< sorted by name
+    std::unordered_set<std::string> known; ///< paths in small letters
+};
+
+} // namespace zephra

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string_view>
+
+namespace zephra {
+
+/// What the library asks of the plug-in, which outlives it. [ui]
+class LibraryHost {
+public:
+    virtual ~LibraryHost() = default;
+    virtual void showMessage(std::string_view title, std::string_view text) = 0;
+};
+
+} // namespace zephra
