@@ -49,8 +49,9 @@ constexpr bool equalNoCase(std::string_view a, std::string_view b) noexcept
 /// `lowerPart` is in lower case.
 constexpr bool containsNoCase(std::string_view text, std::string_view lowerPart) noexcept
 {
-    return !std::ranges::search(text, lowerPart, {}, [](char c) { return lowerAscii(c); }).empty() ||
-           lowerPart.empty();
+    const auto same = [](char c, char lower) { return lowerAscii(c) == lower; };
+    return lowerPart.empty() || std::search(text.begin(), text.end(), lowerPart.begin(),
+                                            lowerPart.end(), same) != text.end();
 }
 
 /// For unordered containers of texts without regard to case (FNV-1a).

@@ -97,6 +97,9 @@ std::error_code replaceFile(const std::filesystem::path& path, std::span<const s
     if (file < 0)
         return systemError();
     std::error_code error;
+    struct stat old {};
+    if (::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode))
+        ::fchmod(file, old.st_mode & 0777); // not vital: some file systems have no rights
     if (!writeAll(file, bytes) || ::fsync(file) != 0)
         error = systemError();
     if (::close(file) != 0 && !error)

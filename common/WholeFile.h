@@ -42,6 +42,7 @@ bool writeAll(int file, std::span<const std::uint8_t> bytes);
 
 /// Puts a file with these bytes under a name, in place of what was there. It is written aside, in
 /// the same folder, and renamed when complete: on an error the old file stays, and nothing else.
+/// The new one has the rights of the old one; a link is replaced itself, never what it leads to.
 std::error_code replaceFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
 } // namespace zephra

@@ -56,8 +56,8 @@ public:
 private:
     void report(const char* what, std::size_t index) const
     {
-        host.showMessage("Error", std::string(what) + " [" + std::to_string(index) + "] / max: " +
-                                      std::to_string(elements.size()) +
+        host.showMessage("Error", std::string(what) + " [" + std::to_string(index) +
+                                      "] / max: " + std::to_string(elements.size()) +
                                       " (Code: " + std::to_string(code) + ")");
     }
 

@@ -75,19 +75,24 @@ std::string Favourites::fileText() const
 
 void Favourites::save() const { files.replaceText(files.root() + kFileName, fileText()); }
 
-void Favourites::add(const PatchEntry& entry)
+bool Favourites::add(const PatchEntry& entry)
 {
-    if (contains(entry.path) || !staysInside(files.belowRoot(entry.path)) || entry.path.isCut())
-        return;
-    list.add(entry);
+    if (contains(entry.path) || !staysInside(files.belowRoot(entry.path)) || entry.path.isCut() ||
+        !list.add(entry))
+        return false;
     rebuild();
+    return true;
 }
 
-void Favourites::remove(std::string_view path)
+bool Favourites::remove(std::string_view path)
 {
-    std::erase_if(list.all(),
-                  [&](const PatchEntry& entry) { return equalNoCase(entry.path, path); });
+    if (!contains(path))
+        return false;
+    std::erase_if(list.all(), [gone = std::string(path)](const PatchEntry& entry) {
+        return equalNoCase(entry.path, gone);
+    });
     rebuild();
+    return true;
 }
 
 void Favourites::clear()
@@ -96,14 +101,15 @@ void Favourites::clear()
     known.clear();
 }
 
-void Favourites::repath(std::string_view from, const PathText& to)
+bool Favourites::repath(std::string_view from, const PathText& to)
 {
     if (!contains(from))
-        return;
+        return false;
     for (PatchEntry& entry : list.all())
         if (equalNoCase(entry.path, from))
             entry.path = to;
     rebuild();
+    return true;
 }
 
 void Favourites::repathBelow(std::string_view from, std::string_view to)

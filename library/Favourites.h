@@ -34,12 +34,12 @@ public:
     const BoundedList<PatchEntry>& entries() const noexcept { return list; }
     bool contains(std::string_view path) const { return known.contains(lowerAscii(path)); }
 
-    // None of these saves.
-    void add(const PatchEntry& entry);
-    void remove(std::string_view path);
+    // None of these saves. True if there was anything to do.
+    bool add(const PatchEntry& entry);
+    bool remove(std::string_view path);
     void clear();
-    /// A file has a new path.
-    void repath(std::string_view from, const PathText& to);
+    /// A file has a new path. True if it is a favourite.
+    bool repath(std::string_view from, const PathText& to);
     /// A folder has a new path; both end with a backslash.
     void repathBelow(std::string_view from, std::string_view to);
 
@@ -48,7 +48,7 @@ private:
     void rebuild();
 
     const LibraryFiles& files;
-    BoundedList<PatchEntry> list; ///< sorted by name
+    BoundedList<PatchEntry> list;          ///< sorted by name
     std::unordered_set<std::string> known; ///< paths in small letters
 };
 

@@ -28,8 +28,7 @@ struct PatchGroup {
 /// add, and whatever else folders in banks are called; names that differ in case are one row. A
 /// folder in the root that is called like a category joins its row and is no bank.
 struct LibraryColumns {
-    void build(const BoundedList<PatchFolder>& folders,
-               const std::vector<std::string>& configured,
+    void build(const BoundedList<PatchFolder>& folders, const std::vector<std::string>& configured,
                const std::vector<std::string>& additional);
 
     std::vector<PatchGroup> banks, categories;

@@ -75,7 +75,7 @@ mode_t typeAt(int folder, const char* name) noexcept
 {
     struct stat status {};
     return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_mode & S_IFMT
-                                                                       : mode_t(0);
+                                                                      : mode_t(0);
 }
 
 mode_t typeOf(int folder, const dirent& entry) noexcept
@@ -99,7 +99,8 @@ std::string nameInTheWay(int folder, const std::string& name, std::string_view o
 
 bool sameFolder(int a, int b) noexcept
 {
-    struct stat first {}, second {};
+    struct stat first {
+    }, second{};
     return ::fstat(a, &first) == 0 && ::fstat(b, &second) == 0 && first.st_dev == second.st_dev &&
            first.st_ino == second.st_ino;
 }
@@ -336,8 +337,8 @@ bool LibraryFiles::writeAside(const Place& place, const Fill& fill, bool replace
     Handle file;
     do {
         aside = ".zephra-" + std::to_string(::getpid()) + '-' + std::to_string(files++);
-        file = Handle(::openat(folder, aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                               0666));
+        file =
+            Handle(::openat(folder, aside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     } while (!file && errno == EEXIST);
     if (!file)
         return false;
@@ -367,7 +368,7 @@ bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
     if (!place || from.error() || !nameInTheWay(place->folder.get(), place->name, {}).empty())
         return false;
     const auto copy = [&](int file) {
-        std::array<std::uint8_t, 65536> bytes;
+        std::array<std::uint8_t, 65536> bytes; // NOLINT(*-member-init): read into
         std::size_t count = 0;
         do {
             count = from.read(bytes);
@@ -385,7 +386,8 @@ bool LibraryFiles::replaceText(const PathText& path, std::string_view text) cons
     if (!place)
         return false;
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    return writeAside(*place, [&](int file) { return writeAll(file, bytes); }, true);
+    return writeAside(
+        *place, [&](int file) { return writeAll(file, bytes); }, true);
 }
 
 } // namespace zephra

@@ -14,7 +14,7 @@ namespace zephra {
 inline constexpr std::string_view kPatchExtension = "fxp";
 inline constexpr std::string_view kTrashExtension = "bin";
 
-inline constexpr std::string_view kUserBank = "User";         ///< for the user's own patches
+inline constexpr std::string_view kUserBank = "User";             ///< for the user's own patches
 inline constexpr std::string_view kGeneticsBankName = "Genetics"; ///< for bred patches
 
 /// What lies in the soundbank tree: banks, categories in them, and patches in both.

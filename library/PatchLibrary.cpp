@@ -5,7 +5,6 @@
 #include "library/BankConfig.h"
 
 #include <algorithm>
-#include <ranges>
 #include <system_error>
 #include <utility>
 
@@ -68,8 +67,8 @@ void PatchLibrary::readBankConfigs()
         if (!isBank(folder))
             continue;
         std::error_code error;
-        const BankConfig config = readBankConfig(files.readText(
-            folder.path + BankConfig::kFileName, BankConfig::kMostBytes, error));
+        const BankConfig config = readBankConfig(
+            files.readText(folder.path + BankConfig::kFileName, BankConfig::kMostBytes, error));
         for (const auto& [code, name] : config.authors)
             authors.try_emplace(code, name);
         additionalCategories.insert(additionalCategories.end(), config.categories.begin(),
@@ -101,17 +100,15 @@ const PatchEntry* PatchLibrary::findByPath(std::string_view path) const
     const PatchEntry& first = scan.entries.at(found->second);
     if (first.path == path)
         return &first;
-    const auto exact = std::ranges::find(scan.entries, path, [](const PatchEntry& entry) {
-        return entry.path.view();
-    });
+    const auto exact = std::ranges::find(scan.entries, path,
+                                         [](const PatchEntry& entry) { return entry.path.view(); });
     return exact == scan.entries.end() ? &first : &*exact;
 }
 
 const PatchFolder* PatchLibrary::folderByPath(std::string_view path) const
 {
-    const auto found = std::ranges::find(scan.folders, path, [](const PatchFolder& folder) {
-        return folder.path.view();
-    });
+    const auto found = std::ranges::find(
+        scan.folders, path, [](const PatchFolder& folder) { return folder.path.view(); });
     return found == scan.folders.end() ? nullptr : &*found;
 }
 
@@ -129,7 +126,9 @@ int PatchLibrary::countCategoryPatches(const PatchFolder& category, bool inTrash
     return static_cast<int>(
         std::ranges::count_if(inTrash ? scan.trash : scan.entries, [&](const PatchEntry& entry) {
             const PatchFolder* holder = scan.folder(entry.folderId);
-            return holder && equalNoCase(holder->name, category.name);
+            return holder && (isSameCategory(*holder, category) ||
+                              (holder->parent != 0 &&
+                               isSameCategory(*scan.folder(holder->parent), category)));
         }));
 }
 
@@ -179,19 +178,14 @@ void PatchLibrary::buildView(std::string_view currentPath)
     } else {
         const std::string search = lowerAscii(filter.searchText);
         anyCategorySelected = std::ranges::count(filter.categorySelected, true) > 0;
-        if (isGeneticsSelected())
-            for (const PatchEntry& entry : source.all() | std::views::reverse)
-                showIfPassing(entry, search);
-        else
-            for (const PatchEntry& entry : source)
-                showIfPassing(entry, search);
+        for (std::size_t i = 0; i < source.size(); ++i)
+            showIfPassing(source.at(isGeneticsSelected() ? source.size() - 1 - i : i), search);
     }
 
     if (view.rows.empty() || view.rows.size() != sizeBefore)
         view.clearSelection();
-    const auto current = std::ranges::find_if(view.rows, [&](const PatchEntry* entry) {
-        return entry->path == currentPath;
-    });
+    const auto current = std::ranges::find_if(
+        view.rows, [&](const PatchEntry* entry) { return entry->path == currentPath; });
     view.currentRow =
         current == view.rows.end() ? -1 : static_cast<int>(current - view.rows.begin());
 }

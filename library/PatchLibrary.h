@@ -10,6 +10,7 @@
 #include "library/PatchView.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -69,6 +70,67 @@ public:
     /// At most 63 bytes each; unknown codes are left out.
     std::vector<std::string> authorNamesOf(const PatchEntry& entry) const;
 
+    // --- Commands. In PatchLibraryCommands.cpp ---
+    // With `report` a refusal is shown; with `rescan` the library is reloaded at the end. Without,
+    // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
+    // argument may come from the lists of this library.
+    //
+    // Moves return the entry under its new path: as the rescan found it, else the old one with
+    // that path; nothing if the move was refused.
+
+    using Moved = std::optional<PatchEntry>;
+
+    bool movePatchFile(const PathText& oldPath, const PathText& newPath, bool report, bool rescan);
+    /// The patch keeps its category, whose folder is made if the bank lacks it.
+    Moved movePatchToBank(std::string_view bankName, const PatchEntry& entry, bool report,
+                          bool rescan);
+    /// The patch keeps its bank, but leaves the Genetics bank for the user's. An empty category is
+    /// the bank's own level.
+    Moved movePatchToCategory(std::string_view categoryName, const PatchEntry& entry, bool report,
+                              bool rescan);
+    Moved renamePatch(std::string_view newName, const PatchEntry& entry, bool report, bool rescan);
+    /// A bank, or a category in all banks; the latter not while there are built-in categories. If
+    /// it fails in one bank, it goes on in the others and returns false. The banks "User" and
+    /// "Genetics" keep their names.
+    bool renameFolder(std::string_view newName, const PatchFolder& folder, bool report,
+                      bool rescan);
+
+    // Trash: the extension changes, the place stays. No messages, as batches show theirs.
+    bool moveToTrash(const PatchEntry& entry, bool rescan);
+    bool restoreFromTrash(const PatchEntry& entry, bool rescan);
+    bool deletePermanently(const PatchEntry& entry, bool rescan); ///< only from the trash
+
+    /// With all in it that is no patch. Refused with a message while patches are in it, in the
+    /// trash or out of it. "User" and "Genetics" stay.
+    bool deleteBank(const PatchFolder& bank);
+    bool deleteCategory(const PatchFolder& category); ///< likewise, in all banks
+
+    /// A bank that exists is fine. What the user's bank tells about authors goes beside it.
+    bool createBank(std::string_view name, bool rescan);
+    bool createCategory(std::string_view name, bool rescan); ///< in the bank "User"
+    /// An empty file in the selected bank, or "User", and the category, if one is selected. Refused
+    /// with a message if the name is taken. Whoever calls writes the patch.
+    bool createPatchFile(std::string_view name, PathText& outPath, bool rescan);
+    /// Takes such a file back, if the patch could not be written.
+    bool discardPatchFile(const PathText& path) { return files.removeFile(path); }
+    /// Copies a patch into the selected bank or its own, and the selected category or its own,
+    /// with a number ahead of the author codes if the name is taken; false after 100 numbers.
+    Moved duplicatePatch(const PatchEntry& entry, bool rescan = true);
+
+    /// Refused for what is no patch, such as one in the trash.
+    bool setFavourite(const PatchEntry& entry, bool on, bool rescan);
+    bool clearFavourites();
+    bool restoreAll(); ///< with one message if any patch could not be restored
+    bool clearTrash();
+
+    // Batches: on after a failure, one message for all, and one rescan at the end.
+    using Entries = std::vector<PatchEntry>;
+    bool moveToTrash(const Entries& entries); ///< those in the trash are deleted, without messages
+    bool restoreFromTrash(const Entries& entries);
+    Entries movePatchesToBank(std::string_view bankName, const Entries& entries);
+    Entries movePatchesToCategory(std::string_view categoryName, const Entries& entries);
+    bool setFavourites(const Entries& entries, bool on);
+
     // --- What the browser shows ---
     PatchFilter filter;
     PatchView view;
@@ -85,8 +147,19 @@ public:
     bool isGeneticsSelected() const noexcept { return filter.bankRow == rows.geneticsRow; }
 
 private:
-    using PathIndex =
-        std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
+    using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
+
+    bool refuse(bool report, std::string_view text);
+    Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
+    PathText bankPath(std::string_view bankName);
+    PathText folderFor(std::string_view bankName, std::string_view categoryName);
+    std::string selectedBankName() const;
+    std::optional<std::string> onlyCategorySelected() const;
+    bool isKept(const PatchFolder& folder) const;
+    bool isCategory(const PatchFolder& folder) const;
+    bool isSameCategory(const PatchFolder& a, const PatchFolder& b) const;
+    bool renameCategory(std::string_view newName, std::string_view oldName, bool report);
+    template <class Move> Entries moveEach(const Entries& entries, Move move);
 
     void readBankConfigs();
     void meetAuthors();

@@ -27,7 +27,7 @@ void ValueMerge::take(std::span<const std::uint8_t> stored) noexcept
         const float value = littleEndianFloat(stored, 4);
         const float taken = std::isfinite(value) ? value : 0.0f;
         Wanted* const entry = find(keyOf(littleEndian16(stored, 0), littleEndian16(stored, 2)));
-        if (entry && isSetValue(taken))
+        if (entry && taken >= kUnsetBelow)
             entry->value = taken;
     }
 }

@@ -29,8 +29,8 @@ int PatchView::stepRow(int delta) const
     if (last < 0)
         return -1;
     if (selectedCount < 2)
-        return static_cast<int>(std::clamp<long long>(
-            static_cast<long long>(currentRow) + delta, 0, last));
+        return static_cast<int>(
+            std::clamp<long long>(static_cast<long long>(currentRow) + delta, 0, last));
     const int direction = delta < 0 ? -1 : 1;
     int row = lastSelected;
     for (int next = row + direction; next >= 0 && next <= last; next += direction) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "library/LibraryHost.h"
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -10,14 +12,14 @@ namespace zephra {
 
 /// Messages to the user: shown by whoever has a place for them, an open editor or a command line,
 /// else only remembered. [ui], never while the audio is held off.
-class Messages {
+class Messages : public LibraryHost {
 public:
     using Handler = std::function<void(std::string_view title, std::string_view text)>;
 
     /// An empty handler: messages are remembered only.
     void setHandler(Handler shownBy) { handler = std::move(shownBy); }
 
-    void showMessage(std::string_view title, std::string_view text)
+    void showMessage(std::string_view title, std::string_view text) override
     {
         ++shown;
         last = text;

@@ -4,8 +4,8 @@
 #include "controls/ControlTable.h"
 #include "synth/ControlPath.h"
 #include "synth/MidiMap.h"
-#include "synth/PatchLibraryPeer.h"
 #include "synth/PluginEditor.h"
+#include "synth/ProgramRequest.h"
 
 #include <algorithm>
 #include <array>
@@ -72,10 +72,7 @@ void MidiIntake::take(const MidiEvent& event) noexcept
         break;
     }
     case 0xb0: takeController(channel, a, b, offset); break;
-    case 0xc0:
-        if (library)
-            library->selectProgram(a);
-        break;
+    case 0xc0: programs.selectProgram(a); break;
     case 0xd0:
         channelValues.aftertouchLast = a / 127.0;
         channelValues.aftertouch[ch] = static_cast<float>(a) / 127.0f;
@@ -106,10 +103,7 @@ void MidiIntake::takeController(int channel, int cc, int data, int offset) noexc
     case kParameter:
     case kAllSoundOff:
     case kResetControllers: return;
-    case kBankFine:
-        if (library)
-            library->selectBank(data);
-        return;
+    case kBankFine: programs.selectBank(data); return;
     case kBreath: channelValues.breath[ch] = value; break;
     case kFoot: channelValues.foot[ch] = value; break;
     case kExpression: channelValues.expression[ch] = value; break;

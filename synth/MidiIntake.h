@@ -12,7 +12,7 @@ namespace zephra {
 
 class ControlPath;
 class MidiMap;
-class PatchLibraryPeer;
+class ProgramRequest;
 
 /// What the activity light of the editor reads. [any]
 struct MidiActivity {
@@ -26,10 +26,10 @@ struct MidiActivity {
 /// offsets are clipped into the block, data bytes masked to 7 bits, foreign events passed over.
 class MidiIntake {
 public:
-    /// All outlive this object; the library may be nullptr.
+    /// All outlive this object.
     MidiIntake(SynthEngine& soundEngine, ControlPath& controlPath, MidiMap& midiMap,
-               PatchLibraryPeer* patchLibrary) noexcept
-        : engine(soundEngine), controls(controlPath), map(midiMap), library(patchLibrary)
+               ProgramRequest& programRequest) noexcept
+        : engine(soundEngine), controls(controlPath), map(midiMap), programs(programRequest)
     {
     }
 
@@ -51,7 +51,7 @@ private:
     SynthEngine& engine;
     ControlPath& controls;
     MidiMap& map;
-    PatchLibraryPeer* library;
+    ProgramRequest& programs;
     Performance channelValues;
 };
 

@@ -4,7 +4,7 @@
 #include "common/FlushDenormals.h"
 #include "controls/ControlTable.h"
 #include "controls/ControlText.h"
-#include "synth/PatchLibraryPeer.h"
+#include "library/PatchLibrary.h"
 #include "synth/SettingsStore.h"
 
 #include <algorithm>
@@ -37,9 +37,9 @@ constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
 // --- Life -----------------------------------------------------------------------------------
 
 VstXSynth::VstXSynth(const VstXSynthOptions& options)
-    : AudioEffectX(options.host, kIdentity), settings(options.settings), library(options.library),
+    : AudioEffectX(options.host, kIdentity), settings(options.settings),
       fileSelector(options.fileSelector), controls(parameterStore, soundEngine, gate),
-      midi(soundEngine, controls, map, library)
+      midi(soundEngine, controls, map, programRequest)
 {
     if (settings)
         map.load(*settings);
@@ -47,6 +47,7 @@ VstXSynth::VstXSynth(const VstXSynthOptions& options)
     VstXSynth::setSampleRate(kStartSampleRate);
     VstXSynth::setBlockSize(kStartBlockSize);
     soundEngine.snapSmoothers(); // whatever the host: nothing can glide in from nowhere
+    openLibrary(options);
 
     if (options.editorFactory) {
         ownEditor = options.editorFactory(*this, kNumControls);
@@ -305,20 +306,6 @@ void VstXSynth::notifyHostAutomate(int id)
     const int index = parameterStore.indexOfControl(id);
     if (host && index != NoParameter)
         host->automate(index, getParameter(index));
-}
-
-// --- Programs -------------------------------------------------------------------------------
-
-int VstXSynth::getProgram() const
-{
-    return library && !programListHidden ? library->currentProgram() : 0;
-}
-
-/// A host that sees one program only re-selects what plays already.
-void VstXSynth::setProgram(int program)
-{
-    if (library && !programListHidden)
-        library->selectProgram(program);
 }
 
 // --- What the plug-in is --------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include "controls/PluginParameters.h"
 #include "engine/SynthEngine.h"
 #include "library/GeneticsEngine.h"
+#include "library/LibraryFiles.h"
 #include "synth/AudioEffectX.h"
 #include "synth/AudioGate.h"
 #include "synth/ControlPath.h"
@@ -11,9 +12,11 @@
 #include "synth/MidiIntake.h"
 #include "synth/MidiMap.h"
 #include "synth/PluginEditor.h"
+#include "synth/ProgramRequest.h"
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -22,7 +25,8 @@
 namespace zephra {
 
 class FileSelector;
-class PatchLibraryPeer;
+class PatchLibrary;
+struct PatchEntry;
 class SettingsStore;
 
 /// What a patch file is wanted for. The older kind of files is not offered to the user and has no
@@ -33,9 +37,12 @@ enum class PatchFileMode : int { LoadProgram = 2, LoadOld = 3, SaveProgram = 4, 
 struct VstXSynthOptions {
     SettingsStore* settings = nullptr;    ///< none: nothing is read or kept
     HostPeer* host = nullptr;             ///< none: 120 beats per minute, nobody to tell
-    PatchLibraryPeer* library = nullptr;  ///< none: program changes do nothing
     EditorFactory editorFactory;          ///< none: no editor
     FileSelector* fileSelector = nullptr; ///< none: no files to choose
+
+    std::filesystem::path soundbankRoot{}; ///< none: no patch library, nothing on disk is touched
+    std::filesystem::path factoryBanks{};  ///< copied in if the soundbank root does not exist
+    LibraryFiles::Access libraryAccess = LibraryFiles::Access::ReadWrite;
 };
 
 /// The plug-in object: a software instrument without inputs and with two outputs. Turns one host
@@ -125,7 +132,7 @@ public:
     /// Writes the current patch as ".fxp" and names it after the file, for which it stands from
     /// then on; on an error all stays as it was.
     std::error_code savePatchFile(const std::string& path);
-    /// Every control to its default, locked ones too.
+    /// Every control to its default, locked ones too, and no info text.
     void initPatch();
     /// Has the user choose a file and loads or saves it.
     void selectPatchFile(PatchFileMode mode);
@@ -140,9 +147,20 @@ public:
     bool hostLoaded = false;      ///< [ui] the last chunk came from the host, not from a file
     Messages messages;            ///< [ui]
 
-    // --- Programs. [ui] ---
+    // --- Programs. [ui]; in VstXSynthLibrary.cpp ---
+    /// Number in the patch list of the library; 0 for a host that sees one program only.
     int getProgram() const override;
     void setProgram(int program) override;
+    /// Does what MIDI has asked for since the last call, which may mean reading files: the editor
+    /// when idle, a timer of the binding, or an offline host between processEvents and
+    /// processReplacing. Program changes count the patches of the current bank as the library
+    /// sorts them; numbers without a patch or a bank do nothing.
+    void serviceRequests();
+    PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
+    /// Stores the current patch in the library as a new one, where the browser points to. False if
+    /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.
+    bool storeNewPatch(std::string_view name);
+
     void setProgramName(const char* name) override; ///< keeps 31 bytes
     void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters
     std::string programName() const;                ///< in full
@@ -170,9 +188,13 @@ private:
     double hostTempo() const noexcept;
     void carryOutSettings();
     void tellOfNewPatch();
+    void openLibrary(const VstXSynthOptions& options);
+    void loadEntry(const PatchEntry& entry);
+    const PatchEntry* currentEntry() const;
+    void selectBank(int number);
+    const PatchEntry* entryOfBank(int program) const;
 
     SettingsStore* const settings;
-    PatchLibraryPeer* const library;
     FileSelector* const fileSelector;
 
     PluginParameters parameterStore;
@@ -180,6 +202,7 @@ private:
     SynthEngine soundEngine;
     AudioGate gate;
     ControlPath controls;
+    ProgramRequest programRequest;
     MidiIntake midi;
     GeneticsEngine genetics;
 
@@ -192,7 +215,10 @@ private:
     bool programListHidden = true;         ///< the host sees one program, number 0
     bool loadedFromLibrary = false;        ///< setChunk runs on behalf of loadPatchFile
     std::vector<std::uint8_t> chunkOfHost; ///< lent by getChunk
+    std::string currentBank;               ///< of program changes
+    int programIndex = 0;                  ///< last one selected
 
+    std::unique_ptr<PatchLibrary> ownLibrary;
     std::unique_ptr<PluginEditor> ownEditor; ///< last: goes first
 };
 

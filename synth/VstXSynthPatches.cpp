@@ -91,10 +91,14 @@ std::error_code VstXSynth::savePatchFile(const std::string& path)
     const PatchRecord* record = parameterStore.getPreset(NoParameter);
     const std::error_code error = record ? replaceFile(path, programFileBytes(*record, engineWord))
                                          : std::make_error_code(std::errc::invalid_argument);
-    if (error)
+    if (error) {
         setProgramName(nameBefore.c_str());
-    else
-        currentPatchPath = path;
+        return error;
+    }
+    currentPatchPath = path;
+    hostLoaded = false;
+    if (host)
+        host->updateDisplay();
     return error;
 }
 

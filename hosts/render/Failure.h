@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -30,6 +31,14 @@ inline Failure fileFailure(const std::string& name, const std::string& what)
 inline Failure usageFailure(const std::string& option, const std::string& what)
 {
     return {option + ": " + what, kUsageStatus};
+}
+
+/// A text without line breaks and other control characters, which file names may hold.
+inline std::string oneLine(std::string text)
+{
+    std::ranges::replace_if(
+        text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
+    return text;
 }
 
 } // namespace zephra::render

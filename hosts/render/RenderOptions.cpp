@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 
 namespace zephra::render {
@@ -88,6 +89,13 @@ PlayedMessage readPressure(const std::string& option, const std::string& text)
                   fields.integer(0, "VALUE", 0, 127), 0);
 }
 
+PlayedMessage readProgram(const std::string& option, const std::string& text)
+{
+    const OptionFields fields(option, text, "NUMBER,TIME[,CHANNEL]", 2, 3);
+    return played(fields.time(1, "TIME"), 0xc0, fields.channel(2),
+                  fields.integer(0, "NUMBER", 0, 127), 0);
+}
+
 SampleFormat readFormat(const std::string& option, const std::string& text)
 {
     if (text == "f32")
@@ -114,7 +122,6 @@ public:
         addEvents();
         addRendering();
         addPatches();
-        addLibrary();
     }
 
     std::optional<RenderOptions> read(int argc, const char* const* argv)
@@ -169,6 +176,9 @@ private:
                 readBend);
         collect("--pressure", "VALUE,TIME[,CHANNEL]", "channel pressure 0..127",
                 options.controllers, readPressure);
+        collect("--program", "NUMBER,TIME[,CHANNEL]",
+                "play a patch of the library's current bank from a time on", options.controllers,
+                readProgram);
     }
 
     void addRendering()
@@ -205,6 +215,13 @@ private:
 
     void addPatches()
     {
+        path("--library", "DIR",
+             "open a folder of soundbanks; the instrument then starts with its first patch",
+             options.library);
+        path(
+            "--list-patches", "DIR",
+            "print bank, category, name and path of all patches in a folder of soundbanks and exit",
+            options.listPatches);
         path("--patch", "FILE.fxp", "load a patch before the settings [the Init Patch]",
              options.patch);
         path("--save-patch", "FILE.fxp", "write the state after --patch and --set as a patch",
@@ -222,20 +239,11 @@ private:
         });
     }
 
-    /// Options that need the patch library, which this version does not have.
-    void addLibrary()
-    {
-        const auto refuse = [](const std::string& option, const std::string&) {
-            throw usageFailure(option, "this version has no patch library yet");
-        };
-        for (const char* name : {"--library", "--program", "--list-patches"})
-            take(name, "...", "not available yet", refuse);
-    }
-
     void check()
     {
         options.snap = !noSnap;
-        if (options.listControls || !options.dump.empty() || !options.dumpXml.empty())
+        if (options.listControls || !options.listPatches.empty() || !options.dump.empty() ||
+            !options.dumpXml.empty())
             return;
         if (options.out.empty())
             throw usageFailure("--out", "the file to write is missing");
@@ -243,6 +251,13 @@ private:
             throw usageFailure("--json", "standard output already takes the WAV file");
         if (options.out == "-" && options.savePatch == "-")
             throw usageFailure("--save-patch", "standard output already takes the WAV file");
+        namespace fs = std::filesystem;
+        std::error_code noSuchPlace;
+        const auto place = [&](const std::string& path) {
+            return fs::weakly_canonical(fs::absolute(path), noSuchPlace);
+        };
+        if (!options.savePatch.empty() && place(options.savePatch) == place(options.out))
+            throw usageFailure("--save-patch", "the WAV file already goes to this place");
     }
 
     RenderOptions options;

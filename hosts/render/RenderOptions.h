@@ -34,12 +34,13 @@ struct PlayedNote {
 struct RenderOptions {
     std::string song;                     ///< path, empty for none
     std::string out;                      ///< path, "-" for standard output
-    std::string patch;                    ///< path of a program file, empty for the Init Patch
+    std::string library;                  ///< path of a soundbank root, empty for none
+    std::string patch;                    ///< path of a program file, empty for the first state
     std::string savePatch;                ///< path, empty: the state is not saved
     std::vector<ControlSetting> settings; ///< in command-line order, as all lists here
     std::vector<ControlChange> automation;
     std::vector<PlayedNote> notes;
-    std::vector<PlayedMessage> controllers; ///< controllers, bends and pressure
+    std::vector<PlayedMessage> controllers; ///< controllers, bends, pressure, program changes
     double tempo = 120.0;          ///< beats per minute before the first tempo event of the song
     int rate = 48000;              ///< Hz, 44100..384000
     int block = 512;               ///< samples, 1..8192
@@ -49,8 +50,9 @@ struct RenderOptions {
     bool quiet = false;
     bool json = false;
     bool listControls = false;
-    std::string dump;    ///< path of a program file to print; nothing is rendered then
-    std::string dumpXml; ///< likewise, as XML
+    std::string listPatches; ///< path of a soundbank root to list; nothing is rendered then
+    std::string dump;        ///< path of a program file to print; nothing is rendered then
+    std::string dumpXml;     ///< likewise, as XML
 };
 
 /// Reads the command line. Throws Failure; on --help prints the help to standard output and

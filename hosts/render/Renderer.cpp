@@ -4,6 +4,7 @@
 #include "controls/ControlTable.h"
 #include "library/ProgramFile.h"
 #include "render/Failure.h"
+#include "render/PatchList.h"
 
 #include <algorithm>
 #include <chrono>
@@ -20,19 +21,25 @@ void setControl(VstXSynth& synth, const ControlSetting& setting)
         synth.setControlInternal(setting.id, value); // the pitch wheel, which no preset holds
 }
 
-/// No settings of the user, no library, no editor: a render hangs on nothing but its arguments.
-VstXSynthOptions instrumentOn(HostPeer& host)
+/// No settings of the user, no editor, and no library but one to read: a render hangs on nothing
+/// but its arguments, and leaves nothing but its file.
+VstXSynthOptions instrumentFor(const RenderOptions& options, HostPeer& host)
 {
-    VstXSynthOptions options;
-    options.host = &host;
-    return options;
+    if (!options.library.empty())
+        requireFolder(options.library);
+    VstXSynthOptions instrument;
+    instrument.host = &host;
+    instrument.soundbankRoot = options.library;
+    instrument.libraryAccess = LibraryFiles::Access::ReadOnly;
+    return instrument;
 }
 
 } // namespace
 
 Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
-    : block(options.block), rate(options.rate), events(eventList), synth(instrumentOn(transport)),
-      left(static_cast<std::size_t>(options.block)), right(static_cast<std::size_t>(options.block))
+    : block(options.block), rate(options.rate), events(eventList),
+      synth(instrumentFor(options, transport)), left(static_cast<std::size_t>(options.block)),
+      right(static_cast<std::size_t>(options.block))
 {
     synth.setSampleRate(options.rate);
     synth.setBlockSize(options.block);
@@ -64,6 +71,7 @@ Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
     float* outputs[] = {left.data(), right.data()};
     for (std::int64_t start = 0; !tail.finished(); start += block) {
         startBlock(start);
+        synth.serviceRequests();
         synth.processReplacing(nullptr, outputs, block);
         const int kept = tail.take(left.data(), right.data(), block);
         wav.write(left.data(), right.data(), kept);

@@ -124,9 +124,10 @@ class Phrases(unittest.TestCase):
         self.assertEqual(phrases.played("C4 A4", 3)[1], 105)
 
     def test_wheel_begins_where_the_patch_has_it(self):
-        words, _ = phrases.phrase_words("pad", 0, 0.5)
-        positions = [int(word.split(",")[1]) for word in words if word.startswith("1,")]
-        self.assertEqual((positions[0], positions[-1]), (64, 127))
+        for start, ends in ((0, (0, 127)), (0.5, (64, 127)), (0.75, (95, 0)), (1, (127, 0))):
+            words, _ = phrases.phrase_words("pad", 0, start)
+            positions = [int(word.split(",")[1]) for word in words if word.startswith("1,")]
+            self.assertEqual((positions[0], positions[-1]), ends)
 
 
 class Traits(unittest.TestCase):

@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <string>
-#include <thread>
 
 namespace zephra {
 namespace {
@@ -40,21 +38,6 @@ TEST(PluginParameters, PresetsStartAsTheInitPatchAndAreAddressedOneByOne)
     EXPECT_EQ(PluginParameters().getPreset(-1), nullptr); // nobody listens
     EXPECT_EQ(PluginParameters(-5).presetCount(), 1);
     EXPECT_EQ(PluginParameters(40000).presetCount(), 32767);
-}
-
-TEST(PluginParameters, ControlsThatNoPatchStoresReadZeroAndTakeNothing)
-{
-    PluginParameters parameters;
-    for (const int id : {int(pitch_wheel), int(panel_view), 0, -1, 154, NoParameter,
-                         std::numeric_limits<int>::max()}) {
-        parameters.setValue(id, 0.7f);
-        parameters.setLocked(id, true);
-        EXPECT_EQ(parameters.getValue(id), 0.0f) << id;
-        EXPECT_EQ(parameters.defaultOf(id), 0.0f) << id;
-        EXPECT_FALSE(parameters.isLocked(id)) << id;
-    }
-    for (const int id : kStorageOrder)
-        EXPECT_EQ(parameters.getValue(id), parameters.defaultOf(id)) << id;
 }
 
 TEST(Locks, HoldThroughAPatchLoadButFollowEveryWrite)
@@ -137,23 +120,6 @@ TEST(PatchRecord, TextsAreCutBetweenCharactersAndShortOnesLeaveNoRest)
     EXPECT_EQ(record.infoText(), std::string(510, 'x'));
     record.setInfoText("short");
     EXPECT_EQ(std::ranges::count(record.info, '\0'), 560 - 5);
-}
-
-// For the thread sanitizer: host, editor and audio thread move one control at a time.
-TEST(PluginParameters, TwoThreadsMayMoveOneControl)
-{
-    PluginParameters parameters;
-    parameters.setLocked(volume, true);
-    std::thread other([&] {
-        for (int i = 0; i < 1000; ++i)
-            parameters.setValue(volume, 0.25f);
-    });
-    for (int i = 0; i < 1000; ++i) {
-        parameters.setValue(volume, 0.75f);
-        const float seen = parameters.getValue(volume);
-        EXPECT_TRUE(seen == 0.25f || seen == 0.75f) << seen;
-    }
-    other.join();
 }
 
 } // namespace

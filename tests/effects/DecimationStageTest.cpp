@@ -40,22 +40,6 @@ TEST(DecimationStage, FallsFrom15kHzAndIsClosedFrom34kHz)
         EXPECT_LT(level(hz), -90.0) << hz << " Hz";
 }
 
-TEST(DecimationStage, EightPhasesOfAnImpulseAreThePolyphaseParts)
-{
-    for (int phase = 0; phase < 8; ++phase) {
-        std::vector<float> over(8 * 64), zero(8 * 64), left(64), right(64);
-        over[static_cast<std::size_t>(phase)] = 1.0f;
-        DecimationStage stage;
-        stage.process(over.data(), zero.data(), 64, left.data(), right.data());
-        for (int m = 0; m < 64; ++m) {
-            const int n = 8 * m - phase;
-            const double tap = n >= 0 && n < DecimationStage::kTaps ? DecimationStage::tap(n) : 0.0;
-            EXPECT_NEAR(left[static_cast<std::size_t>(m)], tap, 1e-8) << "output " << m;
-        }
-        EXPECT_EQ(right, std::vector<float>(64));
-    }
-}
-
 TEST(OutputStage, RippleRidesOnTheTrebleAtTheMainsFrequency)
 {
     for (const double hum : {50.0, 60.0}) {

@@ -61,24 +61,6 @@ TEST(ControlMapping, NothingWildPassesTheIntake)
     }
 }
 
-TEST(ControlMapping, WildStepsFallBackAndIndexesStayInTheirLists)
-{
-    EngineTargets targets;
-    EngineValues values;
-    for (const auto& [id, v] : {std::pair<int, double>(tuning_coarse, 9.0),
-                                {osc_1_waveform, 1e12},
-                                {osc_2_range, -1e12},
-                                {modulation_source_1, 77.0},
-                                {modulation_target_1, 77.0}})
-        mapControl(targets, id, intake(id, v), 44100.0, false);
-    stepSmoothers(values, targets, 0.0, 1.0f);
-    EXPECT_EQ(values.coarseFactor, 4.0);
-    EXPECT_EQ(values.oscWave[0], Wave::Narrow);
-    EXPECT_EQ(values.oscRange[1], 0);
-    EXPECT_EQ(values.modSlots[0].source, ModSource::ModWheel);
-    EXPECT_EQ(values.modSlots[0].target, ModTarget::Volume);
-}
-
 TEST(Smoothers, OnePoleStepThresholdsAndSwitchedLevels)
 {
     EngineTargets targets;

@@ -61,28 +61,6 @@ TEST(ControllerRows, AChangeComesEarlyByTheRowsSinceTheOneBefore)
         EXPECT_EQ(rowsAfter(test.blockSize, test.events), test.rows) << test.what;
 }
 
-TEST(ControllerRows, ANewBlockForgetsTheOld)
-{
-    ControllerRows rows;
-    rows.setBlockSize(512);
-    const auto moved = [&rows] {
-        float wheel = -1.0f;
-        std::array<float, kMidiChannels> bends{};
-        rows.feed(0, wheel, bends);
-        return wheel != -1.0f;
-    };
-    rows.beginBlock();
-    rows.fillModWheel(300, 0.4f);
-    rows.endBlock(0.4f, {});
-    EXPECT_TRUE(moved());
-    rows.clearFlags();
-    EXPECT_FALSE(moved());
-    rows.beginBlock();
-    rows.fillModWheel(0, 0.5f);
-    rows.setBlockSize(256);
-    EXPECT_FALSE(moved());
-}
-
 TEST(NoteQueue, PlaysByOffsetAndNotesOfARefusedBlockFirst)
 {
     NoteQueue queue;

@@ -91,35 +91,6 @@ TEST(SynthEngine, NotesStartAtTheirSample)
         EXPECT_NEAR(onset(offset) - onset(0), offset, 3) << offset;
 }
 
-TEST(SynthEngine, EveryControlAtBothEndsStaysFiniteInEveryMode)
-{
-    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f}) {
-        for (const float revision : {0.0f, 1.0f}) {
-            Engine e;
-            e.set(polyphony, mode);
-            e.set(opts_revision, revision);
-            e.note(48, true);
-            e.note(55, true);
-            for (const bool together : {false, true}) {
-                for (const ControlInfo& control : kControls) {
-                    if (control.id == polyphony || control.id == opts_revision)
-                        continue;
-                    e.set(control.id, 0.0f);
-                    e.block(1);
-                    e.set(control.id, control.scale);
-                    e.block(63);
-                    if (!together)
-                        e.set(control.id, defaultValue(control.id));
-                }
-            }
-            e.note(127, true);
-            e.blocks(100);
-            for (const float x : e.left)
-                ASSERT_LT(std::fabs(x), 50.0f);
-        }
-    }
-}
-
 TEST(SynthEngine, ChangeOfModeSilencesAndHeldKeysStayQuiet)
 {
     Engine e;

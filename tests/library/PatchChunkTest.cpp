@@ -235,6 +235,18 @@ TEST(DamagedChunk, LengthsThatLieEndTheReading)
     }
 }
 
+TEST(DamagedChunk, NothingIsReadBeyondSixteenMegabytes)
+{
+    ChunkBytes patch(6);
+    patch.values({{volume, 0.25f}});
+    const std::string fill(kMostChunkBytes - patch.bytes.size() - 16, '\0');
+    patch.raw(ChunkBytes::little(1) + "none" +
+              ChunkBytes::little(static_cast<std::uint32_t>(fill.size())) + ChunkBytes::little(1) +
+              fill);
+    patch.values({{volume, 0.75f}});
+    EXPECT_EQ(Loaded(patch.bytes).value(volume), 0.25f);
+}
+
 // Sections without length whose values overlap: read naively, a million times two million values.
 TEST(DamagedChunk, SixteenMegabytesOfOverlappingSectionsAreReadSoon)
 {
@@ -256,6 +268,7 @@ TEST(DamagedChunk, ValuesThatAreNoNumbersAreNeutral)
                                     {polyphony, -kInfinity},
                                     {opts_osc_keytracking, -9999.0f},
                                     {fx_del_time, -9990.5f},
+                                    {fx_rev_time, -9990.0f},
                                     {mixer_noise, 1e-42f}})
                            .bytes);
     EXPECT_EQ(patch.value(volume), 0.0f);
@@ -263,6 +276,7 @@ TEST(DamagedChunk, ValuesThatAreNoNumbersAreNeutral)
     EXPECT_EQ(patch.value(polyphony), 0.0f);
     EXPECT_EQ(patch.value(opts_osc_keytracking), 0.6f) << "unset: the default";
     EXPECT_EQ(patch.value(fx_del_time), 7.0f);
+    EXPECT_EQ(patch.value(fx_rev_time), -9990.0f) << "only below that";
     EXPECT_EQ(patch.value(mixer_noise), 1e-42f);
 }
 

@@ -144,7 +144,7 @@ TEST_F(ProgramFiles, RandomPatchesComeBackToTheBit)
     test::RandomPatch random(4);
     PluginParameters source;
     PatchRecord& record = *source.getPreset(0);
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 10'000; ++i) {
         const std::uint32_t engineWord = random.fill(record);
         record.setName("x");
         const Bytes bytes = programFileBytes(record, engineWord);

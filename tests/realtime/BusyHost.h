@@ -4,7 +4,6 @@
 #include "common/Random15.h"
 #include "controls/ControlTable.h"
 #include "synth/HostPeer.h"
-#include "synth/PatchLibraryPeer.h"
 #include "synth/PluginEditor.h"
 #include "synth/VstXSynth.h"
 
@@ -21,7 +20,7 @@ namespace zephra {
 
 /// A plug-in with everything that may hang on it, and a host that gives it no rest. What happens
 /// follows from the seed alone.
-class BusyHost : HostPeer, PatchLibraryPeer {
+class BusyHost : HostPeer {
 public:
     static constexpr int kMostFrames = 4096;
     static constexpr int kEventsPerBlock = 128;
@@ -112,19 +111,14 @@ private:
     {
         VstXSynthOptions all;
         all.host = this;
-        all.library = this;
         all.editorFactory = [](VstXSynth&, int) { return std::make_unique<Screen>(); };
         return all;
     }
 
     HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
-    void selectProgram(int program) noexcept override { programWanted = program; }
-    void selectBank(int bank) noexcept override { programWanted = -bank; }
-    int currentProgram() const noexcept override { return programWanted; }
 
     Random15 random;
     double tempo = 120.0;
-    Shared<int> programWanted{0};
     std::array<MidiEvent, kEventsPerBlock> events;
     std::array<const HostEvent*, kEventsPerBlock> pointers{};
     int count = 0;

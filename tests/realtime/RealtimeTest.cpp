@@ -52,6 +52,7 @@ void moveEveryControl(BusyHost& host, Offences& seen)
             }
             host.add(0, 0x90, 36 + 14 * step, 100);
             host.play(64);
+            ASSERT_TRUE(host.soundIsSane(64)) << control.name;
         }
 
         plugin.startMidiLearn(control.id);

@@ -56,6 +56,17 @@ TEST(MidiFile, TempoMapOfOneTrackTimesTheNotesOfAnother)
     EXPECT_DOUBLE_EQ(song.tempos[1].seconds, 1.25);
 }
 
+TEST(MidiFile, TracksMergeByTimeAndThenByTrack)
+{
+    const Song song = parseMidi(join({header(1, 2, 100), track({0, 0x90, 1, 1, 10, 2, 1}),
+                                      track({0, 0x90, 3, 1, 5, 4, 1, 5, 5, 1})}),
+                                120.0);
+    std::vector<int> keys;
+    for (const PlayedMessage& played : song.messages)
+        keys.push_back(played.message.data1);
+    EXPECT_THAT(keys, ElementsAre(1, 3, 4, 2, 5));
+}
+
 TEST(MidiFile, SmpteClockIsIndependentOfTempo)
 {
     constexpr std::pair<int, double> kRows[] = {{0xe728, 0.1}, // 25 frames of 40 ticks

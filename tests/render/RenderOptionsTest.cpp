@@ -65,17 +65,6 @@ TEST(RenderOptions, NumbersOutOfRangeBecomeTheNearestLegalAndControlsTakeAny)
     EXPECT_EQ(read({"--set", "volume=+.5", "--out", "x"}).settings[0].value, 0.5);
 }
 
-TEST(RenderOptions, DefaultsAreThoseOfTheHelp)
-{
-    const RenderOptions options = read({"--out", "-"});
-    EXPECT_EQ(options.tempo, 120.0);
-    EXPECT_EQ(options.rate, 48000);
-    EXPECT_EQ(options.block, 512);
-    EXPECT_FALSE(options.seconds.has_value());
-    EXPECT_EQ(options.format, SampleFormat::Float32);
-    EXPECT_TRUE(options.snap);
-}
-
 TEST(RenderOptions, ControllersKeepTheirOrderAcrossOptions)
 {
     const RenderOptions options =
@@ -122,9 +111,10 @@ TEST(RenderOptions, AWrongCommandLineIsNamedInOneLine)
         {{"--patch", "", "--out", "x"}, "--patch", "missing"},
         {{"--save-patch", "a.fxp"}, "--out", "missing"},
         {{"--save-patch", "-", "--out", "-"}, "--save-patch", "standard output"},
-        {{"--library", "dir"}, "--library", "yet"},
-        {{"--program", "1,0"}, "--program", "yet"},
-        {{"--list-patches", "dir"}, "--list-patches", "yet"},
+        {{"--save-patch", "./a", "--out", "a"}, "--save-patch", "this place"},
+        {{"--library", "", "--out", "x"}, "--library", "missing"},
+        {{"--program", "128,0"}, "--program", "NUMBER 128"},
+        {{"--program", "1"}, "--program", "NUMBER,TIME"},
     };
     for (const auto& row : rows) {
         try {

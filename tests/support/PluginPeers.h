@@ -3,13 +3,13 @@
 
 #include "synth/HostPeer.h"
 #include "synth/MidiEvents.h"
-#include "synth/PatchLibraryPeer.h"
 #include "synth/PluginEditor.h"
 #include "synth/SettingsStore.h"
 #include "synth/VstXSynth.h"
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -75,15 +75,6 @@ struct RecordingEditor : PluginEditor {
     float wheel = 0.0f;
 };
 
-/// A library that remembers what was selected.
-struct RecordingLibrary : PatchLibraryPeer {
-    void selectProgram(int program) noexcept override { programs.push_back(program); }
-    void selectBank(int bank) noexcept override { banks.push_back(bank); }
-    int currentProgram() const noexcept override { return 41; }
-
-    std::vector<int> programs, banks;
-};
-
 /// The events of one block, as a host holds them.
 class EventList {
 public:
@@ -108,15 +99,19 @@ private:
 
 /// The plug-in with everything around it.
 struct Plugin {
-    explicit Plugin(const char* vendor = "")
+    explicit Plugin(const char* vendor = "", const std::filesystem::path& soundbankRoot = {})
     {
         host.vendorName = vendor;
-        synth = std::make_unique<VstXSynth>(
-            VstXSynthOptions{&settings, &host, &library, [this](VstXSynth&, int) {
-                                 auto made = std::make_unique<RecordingEditor>();
-                                 editor = made.get();
-                                 return made;
-                             }});
+        VstXSynthOptions options;
+        options.settings = &settings;
+        options.host = &host;
+        options.soundbankRoot = soundbankRoot;
+        options.editorFactory = [this](VstXSynth&, int) {
+            auto made = std::make_unique<RecordingEditor>();
+            editor = made.get();
+            return made;
+        };
+        synth = std::make_unique<VstXSynth>(options);
     }
 
     void send(std::initializer_list<MidiEvent> events)
@@ -142,7 +137,6 @@ struct Plugin {
 
     MemorySettings settings;
     RecordingHost host;
-    RecordingLibrary library;
     RecordingEditor* editor = nullptr; ///< owned by the plug-in
     std::unique_ptr<VstXSynth> synth;
 };

@@ -27,23 +27,6 @@ TEST(AudioGate, ABlockRunsUnlessSomebodyHoldsThePause)
     gate.leaveProcessing();
 }
 
-TEST(AudioGate, WaitingForIdleOutlastsTheRunningBlock)
-{
-    AudioGate gate;
-    ASSERT_TRUE(gate.enterProcessing());
-    std::atomic<bool> blockDone{false};
-    std::thread waiter([&] {
-        gate.waitForAudioIdle();
-        EXPECT_TRUE(blockDone);
-    });
-    for (int i = 0; i < 1000; ++i)
-        std::this_thread::yield();
-    blockDone = true;
-    gate.leaveProcessing();
-    waiter.join();
-    EXPECT_TRUE(gate.enterProcessing());
-}
-
 // The moment at which both sides raise their flags is short: many tries, each side staying inside
 // for a while. What they touch is plain on purpose: the thread sanitizer looks for the rest.
 TEST(AudioGate, RenderingAndWritingNeverOverlap)

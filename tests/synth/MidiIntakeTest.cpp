@@ -116,18 +116,6 @@ TEST(MidiControllers, ChannelValuesReachTheEngineWithTheBlock)
     EXPECT_TRUE(now.pedalUp);
 }
 
-TEST(MidiControllers, ProgramAndBankGoToTheLibraryIfThereIsOne)
-{
-    Plugin plugin;
-    plugin.send({{0, 0xb0, 32, 3}, {0, 0xc0, 17}});
-    EXPECT_EQ(plugin.library.banks, std::vector<int>{3});
-    EXPECT_EQ(plugin.library.programs, std::vector<int>{17});
-
-    VstXSynth alone;
-    test::EventList list{{0, 0xb0, 32, 3}, {0, 0xc0, 17}};
-    EXPECT_EQ(alone.processEvents(list), 1);
-}
-
 TEST(PitchBend, FourteenBitsCoverMinusOneToOne)
 {
     constexpr struct {
@@ -205,17 +193,6 @@ TEST(MidiLearn, ControllersWithAMeaningOfTheirOwnKeepIt)
         plugin.send({{0, 0xb0, 74, 127}});
         EXPECT_EQ(plugin.synth->getControlValue(volume), 1.0f);
     }
-}
-
-TEST(MidiLearn, DriveMovesItsDisplayToo)
-{
-    Plugin plugin;
-    plugin.synth->startMidiLearn(mixer_drive);
-    plugin.send({{0, 0xb0, 20, 127}});
-    EXPECT_EQ(plugin.editor->posts, (Posts{{mixer_drive, 1.0f}, {kDriveDisplayTag, 1.0f}}));
-    plugin.editor->open = false;
-    plugin.send({{0, 0xb0, 20, 0}, {0, 0xe0, 0, 0}});
-    EXPECT_EQ(plugin.editor->posts.size(), 2u) << "a closed editor is left alone";
 }
 
 TEST(MidiLearn, IsKeptForTheNextInstance)

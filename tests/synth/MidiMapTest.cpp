@@ -25,26 +25,15 @@ TEST(MidiMap, StartsWithTheModulationWheelAlone)
         EXPECT_EQ(map.ccOfControl(id), id == modwheel ? 1 : MidiMap::kNoCc) << id;
 }
 
-TEST(MidiMap, BindsTheNextControllerButNotZero)
+TEST(MidiMap, BindsOneControllerALearnAndForgetsAllOfAControl)
 {
     MidiMap map;
-    map.startMidiLearn(filter_cutoff);
-    map.learn(0);
-    EXPECT_EQ(map.ccOfControl(filter_cutoff), MidiMap::kNoCc);
-    map.learn(20);
-    map.learn(21);
-    EXPECT_EQ(map.controlOfCc(20), filter_cutoff);
-    EXPECT_EQ(map.controlOfCc(21), MidiMap::kNoControl) << "one controller a learn";
-    for (const int id : {-2, -1, kNumControls, +pitch_wheel, NoParameter}) {
-        learn(map, id, 23);
-        EXPECT_EQ(map.controlOfCc(23), MidiMap::kNoControl) << "cannot be bound: " << id;
-    }
-}
-
-TEST(MidiMap, ForgettingFreesAllControllersOfAControlButItsNumberStillShows)
-{
-    MidiMap map;
+    for (const int id : {-2, -1, kNumControls, +pitch_wheel, NoParameter})
+        learn(map, id, 23); // cannot be bound
+    EXPECT_EQ(map.controlOfCc(23), MidiMap::kNoControl);
     learn(map, volume, 21);
+    map.learn(22);
+    EXPECT_EQ(map.controlOfCc(22), MidiMap::kNoControl) << "one controller a learn";
     learn(map, volume, 20);
     EXPECT_EQ(map.ccOfControl(volume), 21) << "of several controllers the higher number shows";
     map.startMidiLearn(filter_cutoff);

@@ -4,16 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 namespace zephra {
 namespace {
 
 using test::Plugin;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 TEST(Parameters, StepsSurviveTheHostExactly)
 {
@@ -34,28 +30,6 @@ TEST(Parameters, StepsSurviveTheHostExactly)
             }
         }
     }
-}
-
-TEST(Parameters, ValuesComeToTheirGridByEveryWay)
-{
-    constexpr struct {
-        int id;
-        float sent, stored;
-    } kCases[] = {{osc_1_active, 0.49f, 0},
-                  {polyphony, 2.99995f, 3},
-                  {volume, 1.7f, 1.7f}, // stored as sent, limited in the engine
-                  {opts_osc_3_lo_sync, 0.7f, 0.7f}};
-    Plugin plugin;
-    for (const auto& test : kCases) {
-        plugin.synth->setControlValue(test.id, test.sent, false);
-        EXPECT_EQ(plugin.synth->getControlValue(test.id), test.stored) << test.id;
-        plugin.synth->setControlSilently(test.id, test.sent);
-        EXPECT_EQ(plugin.synth->getControlValue(test.id), test.stored) << test.id;
-    }
-    plugin.synth->setParameter(10, 0.49f);
-    EXPECT_EQ(plugin.synth->getParameter(10), 0.0f);
-    plugin.synth->setParameterAutomated(10, 0.5f);
-    EXPECT_EQ(plugin.synth->getParameter(10), 1.0f);
 }
 
 TEST(Parameters, WhatDoesNotExistReadsZeroAndDoesNothing)
@@ -83,16 +57,12 @@ TEST(Parameters, WhatDoesNotExistReadsZeroAndDoesNothing)
     EXPECT_TRUE(plugin.host.automated.empty());
 }
 
-TEST(Parameters, EveryNameAndTextReachesTheHost)
+TEST(Parameters, EveryTextReachesTheHost)
 {
     Plugin plugin;
     VstXSynth& synth = *plugin.synth;
+    char text[64];
     for (int index = 0; index < kNumHostParameters; ++index) {
-        char text[64];
-        synth.getParameterName(index, text);
-        EXPECT_STRNE(text, "-/-") << index;
-        synth.getParameterLabel(index, text);
-        EXPECT_STREQ(text, "") << index;
         for (const float value : {0.0f, 0.3f, 1.0f}) {
             synth.setParameter(index, value);
             synth.getParameterDisplay(index, text);
@@ -100,23 +70,14 @@ TEST(Parameters, EveryNameAndTextReachesTheHost)
             EXPECT_EQ(synth.formatParameter(index, synth.getParameter(index)), text) << index;
         }
     }
-    synth.getParameterName(0, nullptr);
+    synth.getParameterName(34, text);
+    EXPECT_STREQ(text, "Filter Cutoff");
     synth.getParameterDisplay(0, nullptr);
-    EXPECT_EQ(synth.controlName(filter_cutoff), "Filter Cutoff");
     EXPECT_EQ(synth.controlName(polyphony), "-/-") << "hosts do not see it";
     EXPECT_EQ(synth.formatControl(polyphony), "Poly-8");
-    EXPECT_EQ(synth.formatParameter(12, 0.4f), "16'");
-}
-
-TEST(Parameters, Oscillator3ShowsANoteLengthWhileItFollowsTheTempo)
-{
-    Plugin plugin;
-    VstXSynth& synth = *plugin.synth;
-    EXPECT_EQ(synth.formatControl(osc_3_semi), "0.00");
     synth.setControlValue(opts_osc_3_lo_sync, 1.0f, false);
-    EXPECT_EQ(synth.formatControl(osc_3_semi), "1/2");
-    synth.setControlValue(osc_3_range, 1.0f, false);
-    EXPECT_EQ(synth.formatControl(osc_3_semi), "0.00");
+    synth.setControlValue(osc_3_range, 0.0f, false);
+    EXPECT_EQ(synth.formatControl(osc_3_semi), "1/32T") << "oscillator 3 follows the tempo";
 }
 
 TEST(Parameters, TheEchoOfTheEditorsOwnGestureIsDropped)
@@ -169,24 +130,6 @@ TEST(Parameters, TheHostHearsOfAnAutomatableControl)
     plugin.synth->notifyHostAutomate(polyphony);
     EXPECT_EQ(plugin.host.automated, (std::vector<std::pair<int, float>>{{12, 0.6f}}));
     VstXSynth().notifyHostAutomate(osc_1_range);
-}
-
-TEST(Wheels, WildValuesEndInsideTheirRange)
-{
-    const struct {
-        float sent, wheel, bend;
-    } kCases[] = {{0.25f, 0.25f, -0.5f}, {7.0f, 1.0f, 1.0f},      {-1.0f, 0.0f, -1.0f},
-                  {kNaN, 0.0f, 0.0f},    {kInfinity, 1.0f, 1.0f}, {-kInfinity, 0.0f, -1.0f}};
-    Plugin plugin;
-    for (const auto& test : kCases) {
-        plugin.synth->setControlValue(modwheel, test.sent, false);
-        plugin.synth->setControlInternal(pitch_wheel, test.sent);
-        plugin.run(64);
-        const Performance& now = plugin.synth->engine().performance;
-        EXPECT_EQ(now.modWheelNow, test.wheel) << test.sent;
-        for (const float bend : now.pitchBendNow)
-            EXPECT_EQ(bend, test.bend) << test.sent;
-    }
 }
 
 TEST(Wheels, APatchCentresThePitchWheelAndBringsItsOwnModWheel)

@@ -15,79 +15,6 @@ namespace {
 using test::inFreshProcess;
 using test::Plugin;
 
-/// A piece that moves much. Controllers stand where blocks of all sizes begin, since they act from
-/// the start of their block; notes stand anywhere.
-std::vector<MidiEvent> piece()
-{
-    std::vector<MidiEvent> events;
-    for (int i = 0; i < 40; ++i) {
-        const int key = 36 + (i * 7) % 48;
-        const int start = (i * 1237) % 24000 + 131 * i;
-        events.emplace_back(start, 0x90 + i % 16, key, 40 + i * 2);
-        events.emplace_back(start + 3001, 0x80, key, 0);
-    }
-    for (int i = 0; i < 8; ++i) {
-        events.emplace_back(i * 4096, 0xe0 + i, i * 3, 64 + 7 * i);
-        events.emplace_back(i * 4096, 0xb0, 1, 15 * i);
-        events.emplace_back(i * 4096, 0xb0, 64, i % 3 == 1 ? 127 : 0);
-        events.emplace_back(i * 4096, 0xd0, 10 * i, 0);
-    }
-    std::ranges::stable_sort(events, {}, &MidiEvent::deltaFrames);
-    return events;
-}
-
-/// Left channel of the piece, then the right one.
-std::vector<float> playPiece(int blockSize, float mode, float revision)
-{
-    return inFreshProcess([=] {
-        Plugin plugin;
-        VstXSynth& synth = *plugin.synth;
-        synth.setSampleRate(48000);
-        synth.setBlockSize(blockSize);
-        constexpr std::pair<int, float> kPatch[] = {
-            {opts_osc_drift, 0.5f},   {mixer_osc_2, 0.7f},      {mixer_noise, 0.3f},
-            {filter_resonance, 0.6f}, {modulation_source_3, 6}, {modulation_target_3, 1},
-            {modwheel_amount, 0.5f},  {fx_active, 1},
-        };
-        for (const auto& [id, value] : kPatch)
-            synth.setControlValue(id, value, false);
-        synth.setControlValue(polyphony, mode, false);
-        synth.setControlValue(opts_revision, revision, false);
-        synth.snapSmoothers();
-
-        std::vector<MidiEvent> events = piece();
-        std::vector<float> left, right;
-        auto next = events.begin();
-        for (int start = 0; start < 8 * 4096; start += blockSize) {
-            std::vector<const HostEvent*> pointers;
-            for (; next != events.end() && next->deltaFrames < start + blockSize; ++next) {
-                next->deltaFrames -= start;
-                pointers.push_back(&*next);
-            }
-            const HostEvents list{static_cast<std::int32_t>(pointers.size()), pointers.data()};
-            synth.processEvents(&list);
-            const Plugin::Stereo sound = Plugin::render(synth, blockSize);
-            left.insert(left.end(), sound.left.begin(), sound.left.end());
-            right.insert(right.end(), sound.right.begin(), sound.right.end());
-        }
-        left.insert(left.end(), right.begin(), right.end());
-        return left;
-    });
-}
-
-TEST(Process, TheHostsBlockSizeIsNotHeard)
-{
-    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f}) {
-        for (const float revision : {0.0f, 1.0f}) {
-            const auto reference = playPiece(64, mode, revision);
-            EXPECT_GT(test::peak(reference), 0.01f);
-            for (const int size : {128, 4096})
-                EXPECT_TRUE(playPiece(size, mode, revision) == reference)
-                    << "blocks of " << size << " in mode " << mode << ", revision " << revision;
-        }
-    }
-}
-
 /// The sound of a note while the cutoff moves, in host blocks of these lengths.
 std::vector<float> inBlocks(std::initializer_list<int> lengths)
 {
@@ -225,28 +152,6 @@ TEST(Pause, TheAudioThreadNeverWaitsForAWriter)
     plugin.run(64);
     EXPECT_EQ(synth.engine().sampleRate(), 96000.0);
     EXPECT_EQ(synth.engine().rows.blockSize(), 256);
-}
-
-// Poly-4 plays four notes of a chord, Mono one: what a learned controller does to the very block
-// that it precedes is what the panel does ahead of that block.
-TEST(Pause, LearnedPolyphonyActsInItsOwnBlock)
-{
-    const auto chord = [](bool learned) {
-        return inFreshProcess([=] {
-            Plugin plugin;
-            plugin.synth->startMidiLearn(polyphony);
-            plugin.send({{0, 0xb0, 20, 127}});
-            plugin.run(512);
-            if (!learned)
-                plugin.synth->setControlValue(polyphony, 2.0f, false);
-            plugin.send({{0, 0xb0, learned ? 20 : 3, 85},
-                         {0, 0x90, 48, 100},
-                         {0, 0x90, 55, 100},
-                         {0, 0x90, 64, 100}});
-            return Plugin::render(*plugin.synth, 1024).left;
-        });
-    };
-    EXPECT_TRUE(chord(true) == chord(false));
 }
 
 TEST(WildValues, NeverReachTheSoundAndLeaveNothingBehind)

@@ -65,15 +65,6 @@ TEST(Oscillator, PulseCrossesBothEdgesInOneSampleAndStaysBounded)
                 ASSERT_LE(std::fabs(v), 3.1f) << "increment " << inc;
 }
 
-TEST(Oscillator, EarlySawChargesLikeACapacitorOnTheFirstTwoAlone)
-{
-    const auto bent = play<Revision::Early>(Wave::Saw, 0.001f, 3000, 0);
-    const auto straight = play<Revision::Early>(Wave::Saw, 0.001f, 3000, 2);
-    EXPECT_NEAR(straight[1250], -0.502, 0.01) << "a quarter up a straight ramp";
-    EXPECT_LT(bent[1250], -0.95) << "a charging curve bends";
-    EXPECT_EQ(play<Revision::Early>(Wave::RevSaw, 0.001f, 3000, 0), straight);
-}
-
 TEST(Oscillator, AStepOnASampleSoundsAsOneBesideIt)
 {
     // 64 samples a cycle put each step on a sample; a hair faster or slower it lies beside it.

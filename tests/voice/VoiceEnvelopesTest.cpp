@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "voice/AmpEnvelope.h"
+#include "voice/AmpCurve.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -105,57 +105,18 @@ TEST(VoiceFilterEnvelope, DecayIsACapacitorEmptiedByAResistorThatGrows)
     }
 }
 
-TEST(VoiceFilterEnvelope, RestartInALongReleaseGoesOnFromTheRunningOutput)
+TEST(VoiceAmplifier, AttackAndDecayTakeTheirTimes)
 {
-    constexpr double kFs8 = 352800.0;
-    const FilterEnvelopeRates rates{.attack = std::pow(0.5, 1.0 / (0.01 * kFs8)),
-                                    .release = 1.0,
-                                    .decayOhms = 1e5,
-                                    .sustain = 0.4,
-                                    .droopStart = 132.0,
-                                    .fs8 = kFs8};
-    double droop = 0.0;
-    FilterEnvelope running, high;
-    running.fltOut = 0.4;
-    high.fltOut = 1.2;
-    for (FilterEnvelope* envelope : {&running, &high}) {
-        envelope->start(true);
-        envelope->tick(rates, droop);
-    }
-    EXPECT_NEAR(running.fltOut, 0.4, 1e-3);
-    for (int i = 0; i < static_cast<int>(0.0095 * kFs8); ++i) {
-        running.tick(rates, droop);
-        high.tick(rates, droop);
-    }
-    EXPECT_NEAR(running.fltOut, 0.4 + 0.48 * std::exp(-1.2), 0.01) << "a shortened way";
-    EXPECT_EQ(high.fltOut, 1.2) << "no way left above 1.05";
-}
-
-TEST(AmpEnvelope, StagesTakeTheirTimes)
-{
-    constexpr double kFs8 = 352800.0;
-    const auto coeff = [](double base, double ms) { return std::pow(base, 1000.0 / (ms * kFs8)); };
-    const AmpEnvelopeRates rates{.attack = coeff(0.2, 20.0),
-                                 .decay = coeff(0.1, 200.0),
-                                 .release = coeff(0.1, 50.0),
-                                 .linearFall = 1.0,
-                                 .linearRelease = false};
-    AmpEnvelope e{EnvelopeStage::Attack, 0.0, 0.0};
-    const auto run = [&](double sustain, double seconds) {
-        double toPeak = 1.0 - e.ampLevel, level = 0.0;
-        for (int i = 0; i < static_cast<int>(seconds * kFs8); ++i)
-            level = e.tick(rates, toPeak, sustain);
-        return level;
-    };
-    run(0.08, 0.0198);
-    EXPECT_EQ(e.ampState, EnvelopeStage::Attack);
-    run(0.08, 0.0004);
-    EXPECT_EQ(e.ampState, EnvelopeStage::Decay);
-    EXPECT_NEAR(run(0.08, 0.1999), 0.08, 2e-3) << "-20 dB";
-    run(0.08, 0.01);
-    EXPECT_EQ(run(0.5, 0.001), 0.5) << "sustain follows its knob, upward too";
-    e.ampState = EnvelopeStage::Release;
-    EXPECT_NEAR(run(0.5, 0.05), 0.05, 1e-4);
+    VoiceRig rig;
+    rig.values.ampAttack = std::pow(0.2, 1.0 / (0.02 * rig.fs8));
+    rig.values.ampSustain = 0.0;
+    rig.start(60);
+    const auto amplitude = rig.playFor(0.121).amplitude;
+    const auto at = [&](double seconds) { return amplitude[std::size_t(seconds * rig.fs8)]; };
+    const auto gain = [](double level) { return ampCurveAt(ampCurve().data(), level); };
+    EXPECT_NEAR(at(0.01), gain(1.0 - std::sqrt(0.2)), 1e-3) << "20 ms to 0.8";
+    EXPECT_NEAR(at(0.07), gain(0.8 * std::sqrt(0.1)), 1e-3) << "0.1 s to a tenth of it";
+    EXPECT_NEAR(at(0.12), gain(0.08), 1e-4);
 }
 
 TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
@@ -181,25 +142,6 @@ TEST(VoiceRelease, NeedsTheKeyAndThePedalUp)
             EXPECT_LT(rig.playFor(0.05).amplitude.back(), 0.1f) << "pedal up";
         }
     }
-}
-
-TEST(VoiceAmplifier, SustainIsFourFifthsOfItsKnobBeforeTheCurveAndWalksThere)
-{
-    VoiceRig rig;
-    rig.values.resonance = 0.75f;
-    rig.values.resonanceRange = 6.0f;
-    rig.values.ampSustain = 0.625;
-    rig.start(60);
-    const auto streams = rig.playFor(0.3);
-    EXPECT_NEAR(streams.amplitude.back(), 0.595867, 1e-5);
-    EXPECT_EQ(streams.resonance.back(), 4.5f);
-    rig.values.ampSustain = 0.3125;
-    const auto amplitude = rig.play(512).amplitude;
-    EXPECT_NEAR(amplitude[255], 0.392428, 1e-5) << "half way, the curve at 3/8";
-    EXPECT_NEAR(amplitude[511], 0.197941, 1e-5);
-    rig.values.ampSustain = 0.0;
-    EXPECT_NEAR(rig.playFor(0.3).amplitude.back(), 0.0, 1e-5);
-    EXPECT_FALSE(rig.rack[0].ended) << "held, silent or not";
 }
 
 TEST(VoiceEnd, ComesWithTheStretchWhoseLastSampleIsSilent)

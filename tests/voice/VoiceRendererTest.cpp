@@ -70,20 +70,6 @@ TEST(VoiceMixer, EveryWaveHasItsLevelAndDirection)
     }
 }
 
-TEST(VoiceMixer, EachLevelOpensItsOwnOscillator)
-{
-    for (std::size_t k = 0; k < 3; ++k) {
-        VoiceRig rig;
-        rig.values.oscRange = {3, 4, 5};
-        rig.values.mixLevel[k] = 0.5f;
-        rig.start(69);
-        rig.play(512);
-        const auto sound = rig.play(1 << 15).sound;
-        EXPECT_NEAR(test::hzAt(test::cyclesOf(sound, rig.fs8), 0.04), 440.0 * (1 << k), 0.5);
-        EXPECT_NEAR(*std::max_element(sound.begin(), sound.end()), 0.525, 0.01);
-    }
-}
-
 TEST(VoiceMixer, LevelsWalkStraightAndVolumeTakesTheMixAwayButNotTheFloor)
 {
     VoiceRig rig;

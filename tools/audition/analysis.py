@@ -13,6 +13,7 @@ from . import phrases
 
 LOUDNESS, LOUDNESS_SLACK = -18.0, 2.0  # LUFS, LU
 CHORD_PEAK = -1.0                      # dBFS
+SPREAD = 2.0                           # LU: oscillators that lock in or out of phase by chance
 ENDS_WITHIN = 6.0                      # s after the last note-off
 STEADY = 0.005                         # of full scale: mean of the phrase
 RUMBLE = -12.0                         # dB: what lies below 25 Hz against the whole
@@ -22,9 +23,10 @@ PITCH = 15.0                           # cents
 
 @dataclass
 class Figures:
-    loudness: float = float("nan")    # LUFS, integrated over the phrase
+    loudness: float = float("nan")    # LUFS, integrated over the phrase, mean of the takes
+    spread: float = 0.0               # LU between the loudest and the softest take
     peak: float = float("nan")        # dBFS, of the phrase
-    chord_peak: float = float("nan")  # dBFS
+    chord_peak: float = float("nan")  # dBFS, of the hottest take
     attack: float = float("nan")      # s until the single note is within 3 dB of its loudest
     end: float = float("nan")         # s from the last note-off until 60 dB below; inf: never
     centroid: float = float("nan")    # Hz, mean over the phrase, in octaves and by power
@@ -35,6 +37,12 @@ class Figures:
     rumble: float = float("nan")      # dB
     soft: float = float("nan")        # dB, soft note against firm note
     finite: bool = True
+
+    def add_takes(self, loudnesses, chord_peaks):
+        """LUFS and dBFS, take by take."""
+        self.loudness = sum(loudnesses) / len(loudnesses)
+        self.spread = max(loudnesses) - min(loudnesses)
+        self.chord_peak = max(chord_peaks)
 
     def flags(self):
         """What is off, in words."""
@@ -49,6 +57,8 @@ class Figures:
             out.append(f"four notes peak at {self.chord_peak:+.1f} dBFS")
         if self.peak >= CHORD_PEAK:
             out.append(f"phrase peaks at {self.peak:+.1f} dBFS")
+        if self.spread > SPREAD:
+            out.append(f"takes differ by {self.spread:.1f} LU")
         if self.end == float("inf"):
             out.append("never ends")
         elif self.end > ENDS_WITHIN:
@@ -143,15 +153,19 @@ def rumble(x, rate):
     return float(10 * np.log10(max(power[f < 25].sum() / max(power.sum(), 1e-30), 1e-12)))
 
 
-def figures(phrase, phrase_loudness, last_off, chord, single, rate, key):
-    """phrase, chord, single: samples, shape (frames, 2); key: that of the single note,
-    None for sounds that need not be in tune."""
-    out = Figures(loudness=phrase_loudness)
+def peak(x):
+    """dBFS"""
+    return float(db(np.abs(x).max()))
+
+
+def figures(phrase, last_off, chord, single, rate, key):
+    """All but what add_takes adds. phrase, chord, single: samples, shape (frames, 2); key: that of
+    the single note, None for sounds that need not be in tune."""
+    out = Figures()
     out.finite = all(bool(np.isfinite(x).all()) for x in (phrase, chord, single))
     if not out.finite or rms(phrase) < 1e-5:
         return out
-    out.peak = float(db(np.abs(phrase).max()))
-    out.chord_peak = float(db(np.abs(chord).max()))
+    out.peak = peak(phrase)
     out.steady = float(np.abs(phrase.mean(axis=0)).max())
     longest = last_off + 29.5  # the renderer gives a tail half a minute
     out.end = end_seconds(phrase, rate, last_off, cut=len(phrase) > longest * rate)

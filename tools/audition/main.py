@@ -116,6 +116,8 @@ def arguments():
     parser.add_argument("--octave", type=int, choices=range(-3, 4), help="another octave")
     parser.add_argument("--cache", default=f"{ROOT}/build/audition",
                         help="folder of renders (%(default)s)")
+    parser.add_argument("--takes", type=int, choices=range(1, 10), default=1, metavar="N",
+                        help="play phrase and chord N times from other phases of the oscillators")
     parser.add_argument("--jobs", type=int, default=1, help="sounds at a time (%(default)s)")
     return parser, parser.parse_args()
 
@@ -136,7 +138,7 @@ def main():
     if not os.access(options.renderer, os.X_OK):
         parser.error(f"no renderer at {options.renderer}: build the target zephra-render first")
 
-    studio = patch.Studio(options.renderer, options.cache, options.jobs)
+    studio = patch.Studio(options.renderer, options.cache, options.jobs, options.takes)
     with ThreadPoolExecutor(options.jobs) as pool:
         measured = judge_all(pool, studio, sounds, options.match)
         if options.report or options.csv or options.page:

@@ -59,14 +59,16 @@ function figures(sound) {
   const entries = [
     ["Loudness", `${signed(sound.loudness, 1)} LUFS`, off("too ") || off("silent")],
     ["Attack", seconds(sound.attack ?? 0), false],
-    ["Four notes", `${signed(sound.four, 1)} dB`, off("four")],
+    ["Spread", `${sound.spread.toFixed(1)} LU`, off("takes")],
     ["End", seconds(sound.end), off("end")],
-    ["Peak", `${signed(sound.peak, 1)} dB`, off("phrase peaks")],
+    ["Four notes", `${signed(sound.four, 1)} dB`, off("four")],
     ["Centre", hertz(sound.centroid ?? 0), false],
-    ["Tuning", sound.pitch === null ? "no pitch" : `${signed(sound.pitch, 0)} ct`, off("tune")],
+    ["Peak", `${signed(sound.peak, 1)} dB`, off("phrase peaks")],
     ["Motion", `${(sound.motion ?? 0).toFixed(2)} oct`, false],
     ["Soft note", `${signed(sound.soft, 0)} dB`, off("softly")],
     ["Width", `${Math.round(100 * (1 - sound.correlation))} %`, false],
+    ["Tuning", sound.pitch === null ? "no pitch" : `${signed(sound.pitch, 0)} ct`, off("tune")],
+    ["Played as", sound.phrase, false],
   ];
   return element(
     "dl",

@@ -61,7 +61,7 @@ def audible(x):
 
 def compress(wav, seconds, target):
     subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", "-i", wav,
-                    "-t", f"{seconds:.4f}", "-codec:a", "libmp3lame", "-q:a", "4", target],
+                    "-t", f"{seconds:.4f}", "-codec:a", "libmp3lame", "-q:a", "5", target],
                    check=True)
 
 
@@ -75,11 +75,12 @@ def row(entry, name):
     return {
         "name": entry.sound.name, "bank": entry.bank, "category": entry.category, "file": name,
         "info": entry.sound.about.get("info", ""), "phrase": entry.sound.phrase,
-        "loudness": number(figures.loudness), "peak": number(figures.peak),
-        "four": number(figures.chord_peak), "attack": number(figures.attack),
-        "end": number(figures.end), "centroid": number(figures.centroid),
-        "motion": number(figures.motion), "pitch": number(figures.pitch),
-        "correlation": number(figures.correlation), "soft": number(figures.soft),
+        "loudness": number(figures.loudness), "spread": number(figures.spread),
+        "peak": number(figures.peak), "four": number(figures.chord_peak),
+        "attack": number(figures.attack), "end": number(figures.end),
+        "centroid": number(figures.centroid), "motion": number(figures.motion),
+        "pitch": number(figures.pitch), "correlation": number(figures.correlation),
+        "soft": number(figures.soft),
         "traits": entry.traits, "nearest": entry.nearest, "gap": number(entry.gap),
         "flags": entry.flags(), "faults": entry.sound.faults,
     }

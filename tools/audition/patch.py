@@ -2,6 +2,8 @@
 """Finds patches, has them rendered and measured."""
 
 import os
+from contextlib import suppress
+from pathlib import Path
 
 from measure.render import Job, Renderer
 
@@ -12,13 +14,15 @@ CACHE_BYTES = 6 << 30
 
 
 class Studio:
-    """Renders and measures sounds; what was rendered before by the same binary is not again."""
+    """Renders and measures sounds; what was rendered before by the same binary is not again.
+    takes: how often phrase and chord are played, each time with other phases of the oscillators."""
 
-    def __init__(self, renderer, cache, jobs):
+    def __init__(self, renderer, cache, jobs, takes=1):
         prune(cache)
+        self.takes = takes
         self.render = Renderer(renderer, cache, jobs, keep_others=True)
 
-    def jobs(self, sound):
+    def jobs(self, sound, take=0):
         """Phrase, chord and single note."""
         kind, octave = sound.phrase, sound.octave
         wheel = sound.settings.get("modwheel", 0.0)
@@ -26,7 +30,8 @@ class Studio:
         lists = (words, phrases.chord_words(kind, octave), phrases.single_words(kind, octave))
         patch = ["--patch", sound.patch] if sound.patch else []
         settings = {} if patch else sound.settings
-        return [Job(settings, seconds=None, rate=RATE, options=patch + words, files=patch[1:])
+        options = patch + other_phases(sound, take)
+        return [Job(settings, seconds=None, rate=RATE, options=options + words, files=patch[1:])
                 for words in lists]
 
     def phrase_file(self, sound):
@@ -36,15 +41,24 @@ class Studio:
         return distance.portrait(self.render(self.jobs(sound)[2]), RATE)
 
     def measure(self, sound):
-        jobs = self.jobs(sound)
-        paths = [self.render.path(job) for job in jobs]
-        phrase, chord, single = (self.render(job) for job in jobs)
         _, last_off = phrases.phrase_words(sound.phrase, sound.octave)
         key = phrases.played(phrases.PHRASES[sound.phrase].root, sound.octave)[0]
         if sound.phrase == "effect":
             key = None
-        loudness = analysis.loudness(paths[0])
-        return analysis.figures(phrase, loudness, last_off, chord, single, RATE, key)
+        phrase, chord, single = self.jobs(sound)
+        out = analysis.figures(self.render(phrase), last_off, self.render(chord),
+                               self.render(single), RATE, key)
+        takes = [self.jobs(sound, take) for take in range(self.takes)]
+        out.add_takes([analysis.loudness(self.render.path(job)) for job, _, _ in takes],
+                      [analysis.peak(self.render(job)) for _, job, _ in takes])
+        return out
+
+
+def other_phases(sound, take):
+    """Options that make the instrument start its voices anew: a change of the number of voices
+    does."""
+    voices = sound.settings.get("polyphony", 3.0)
+    return ["--set", f"polyphony={(voices + 1) % 4:g}", "--set", f"polyphony={voices:g}"] * take
 
 
 def is_program(path):
@@ -61,21 +75,17 @@ def compiled(path):
 
 
 def prune(folder):
-    """Leaves the youngest renders."""
-    files = []
-    for base, _, names in os.walk(folder):
-        for name in names:
-            path = os.path.join(base, name)
-            try:
-                status = os.stat(path)
-            except FileNotFoundError:
-                continue
-            files.append((status.st_mtime, status.st_size, path))
+    """Leaves the youngest renders. Another run may do the same at this moment."""
+    renders = []
+    for path in Path(folder).glob("*/*.wav"):
+        with suppress(FileNotFoundError):
+            status = path.stat()
+            renders.append((status.st_mtime, status.st_size, path))
     room = CACHE_BYTES
-    for _, size, path in sorted(files, reverse=True):
+    for _, size, path in sorted(renders, reverse=True):
         room -= size
         if room < 0:
-            os.remove(path)
+            path.unlink(missing_ok=True)
 
 
 def files(words):

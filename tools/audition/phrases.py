@@ -74,14 +74,16 @@ SINGLE_SECONDS = 6.5
 
 
 def moves(phrase, points, start=0.0):
-    """(seconds, position) along the lines between the points, from `start` instead of zero."""
+    """(seconds, position) along the lines between the points, from `start` instead of zero; a
+    wheel that a patch has turned up goes down."""
     step = 0.125
+    reach = (0 if start > 0.5 else 1) - start
     out = []
     for (from_beat, low), (to_beat, high) in zip(points, points[1:]):
         count = round((to_beat - from_beat) / step)
         for k in range(count + 1):
             place = low + (high - low) * k / count
-            out.append((phrase.seconds(from_beat + k * step), start + (1 - start) * place))
+            out.append((phrase.seconds(from_beat + k * step), start + reach * place))
     return out
 
 

@@ -40,16 +40,24 @@ class Renderer:
     that is to be kept."""
 
     def __init__(self, binary, cache, jobs=2, keep_others=False):
-        self.binary = os.path.abspath(binary)
         self.jobs = jobs
         self.calls = self.hits = 0
-        with open(self.binary, "rb") as file:
-            build = hashlib.sha1(file.read()).hexdigest()
+        with open(binary, "rb") as file:
+            program = file.read()
+        build = hashlib.sha1(program).hexdigest()
         if os.path.isdir(cache) and not keep_others:
             for other in set(os.listdir(cache)) - {build}:
                 shutil.rmtree(os.path.join(cache, other))
-        self.cache = os.path.join(cache, build)
+        self.cache = os.path.join(os.path.abspath(cache), build)
         os.makedirs(self.cache, exist_ok=True)
+        # A copy runs, so that a build that goes on meanwhile changes nothing.
+        self.binary = os.path.join(self.cache, "zephra-render")
+        if not os.path.exists(self.binary):
+            aside = f"{self.binary}.{os.getpid()}"
+            with open(aside, "wb") as file:
+                file.write(program)
+            os.chmod(aside, 0o755)
+            os.replace(aside, self.binary)
 
     def path(self, job):
         """The WAV file of a job, rendered if it is not there yet."""

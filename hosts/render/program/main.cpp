@@ -6,6 +6,7 @@
 #include "render/EventList.h"
 #include "render/Failure.h"
 #include "render/MidiFile.h"
+#include "render/PatchList.h"
 #include "render/PendingFile.h"
 #include "render/ProgressBar.h"
 #include "render/Renderer.h"
@@ -13,7 +14,6 @@
 #include "render/TailRule.h"
 #include "render/WavWriter.h"
 
-#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -85,14 +85,6 @@ void render(const RenderOptions& options)
     report(options, summary);
 }
 
-/// The message without line breaks and other control characters, which file names may hold.
-std::string oneLine(std::string text)
-{
-    std::ranges::replace_if(
-        text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
-    return text;
-}
-
 int run(int argc, char** argv)
 {
     // Writing to a closed pipe or past a size limit is then an error like any other.
@@ -104,6 +96,8 @@ int run(int argc, char** argv)
         if (const auto options = readOptions(argc, argv)) {
             if (options->listControls)
                 listControls(std::cout);
+            else if (!options->listPatches.empty())
+                listPatches(options->listPatches, std::cout);
             else if (!options->dump.empty())
                 dump(options->dump, csvText);
             else if (!options->dumpXml.empty())

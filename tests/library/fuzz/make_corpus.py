@@ -1,5 +1,5 @@
-#!/ usr / bin / env python3
-#SPDX - License - Identifier : GPL - 3.0 - or -later
+#!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Writes the seeds of patch-fuzzer into the folder corpus beside this file."""
 
 import struct

@@ -1,0 +1,437 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "common/AsciiCase.h"
+#include "library/BankConfig.h"
+#include "library/LibraryMessages.h"
+#include "library/PatchLibrary.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zephra {
+
+namespace {
+
+constexpr int kMostCopies = 100;
+
+std::string withExtension(std::string_view name, std::string_view extension)
+{
+    return std::string(name) + "." + std::string(extension);
+}
+
+PathText replaceExtension(const PatchEntry& entry, std::string_view extension)
+{
+    return PathText(withExtension(withoutExtension(entry.path), extension));
+}
+
+PathText folderOf(const PatchEntry& entry)
+{
+    const std::string_view path = entry.path;
+    return PathText(path.substr(0, path.size() - entry.fileName().size()));
+}
+
+} // namespace
+
+/// Always false.
+bool PatchLibrary::refuse(bool report, std::string_view text)
+{
+    if (report)
+        host.showMessage(kMessageTitle, text);
+    return false;
+}
+
+// --- Folders --------------------------------------------------------------------------------
+
+/// The user's and the Genetics bank are made at need. An empty name is the root.
+PathText PatchLibrary::bankPath(std::string_view bankName)
+{
+    if (bankName.empty())
+        return root();
+    PathText path = root() + bankName + "\\";
+    if (bankName == kUserBank || bankName == kGeneticsBankName)
+        files.makeFolder(path);
+    return path;
+}
+
+/// The category's folder in a bank under the spelling that it has there, or a new one.
+PathText PatchLibrary::folderFor(std::string_view bankName, std::string_view categoryName)
+{
+    PathText bank = bankPath(bankName);
+    if (categoryName.empty())
+        return bank;
+    const PatchFolder* bankFolder = folderByPath(bank);
+    const std::uint32_t bankId = bankFolder ? bankFolder->id : 0;
+    for (const PatchFolder& folder : scan.folders)
+        if (folder.parent == bankId && equalNoCase(folder.name, categoryName))
+            return folder.path;
+    PathText path = bank + categoryName + "\\";
+    files.makeFolder(path);
+    return path;
+}
+
+/// Empty unless a bank is selected that can hold files.
+std::string PatchLibrary::selectedBankName() const
+{
+    if (filter.bankRow < 0 || isFavouritesSelected() || isTrashSelected())
+        return {};
+    return rows.banks.at(static_cast<std::size_t>(filter.bankRow)).name;
+}
+
+std::optional<std::string> PatchLibrary::onlyCategorySelected() const
+{
+    const auto& selected = filter.categorySelected;
+    if (std::ranges::count(selected, true) != 1)
+        return std::nullopt;
+    return rows.categories
+        .at(static_cast<std::size_t>(std::ranges::find(selected, true) - selected.begin()))
+        .name;
+}
+
+bool PatchLibrary::isKept(const PatchFolder& folder) const
+{
+    return folder.parent == 0 && (folder.name == kUserBank || folder.name == kGeneticsBankName);
+}
+
+bool PatchLibrary::isCategory(const PatchFolder& folder) const
+{
+    return folder.parent != 0 || rows.categoryRowOf(folder.id) >= 0;
+}
+
+bool PatchLibrary::isSameCategory(const PatchFolder& a, const PatchFolder& b) const
+{
+    return isCategory(a) && isCategory(b) && equalNoCase(a.name, b.name);
+}
+
+// --- Moving ---------------------------------------------------------------------------------
+
+bool PatchLibrary::movePatchFile(const PathText& oldPath, const PathText& newPath, bool report,
+                                 bool rescan)
+{
+    if (!files.rename(oldPath, newPath))
+        return refuse(report, kMoveBlocked);
+    if (favouriteList.repath(oldPath, newPath))
+        favouriteList.save();
+    if (rescan)
+        reload(false);
+    return true;
+}
+
+PatchLibrary::Moved PatchLibrary::movedTo(const PatchEntry& entry, const PathText& newPath,
+                                          bool report, bool rescan)
+{
+    PatchEntry moved = entry;
+    if (!movePatchFile(moved.path, newPath, report, rescan))
+        return std::nullopt;
+    const PatchEntry* found = rescan ? findByPath(newPath) : nullptr;
+    if (found)
+        return *found;
+    moved.path = newPath;
+    return moved;
+}
+
+PatchLibrary::Moved PatchLibrary::movePatchToBank(std::string_view bankName,
+                                                  const PatchEntry& entry, bool report, bool rescan)
+{
+    const PathText folder = folderFor(bankName, categoryNameOf(entry));
+    return movedTo(entry, folder + withExtension(entry.name(), kPatchExtension), report, rescan);
+}
+
+PatchLibrary::Moved PatchLibrary::movePatchToCategory(std::string_view categoryName,
+                                                      const PatchEntry& entry, bool report,
+                                                      bool rescan)
+{
+    std::string bank = bankNameOf(entry);
+    if (bank == kGeneticsBankName)
+        bank = kUserBank;
+    const PathText folder = folderFor(bank, categoryName);
+    return movedTo(entry, folder + withExtension(entry.name(), kPatchExtension), report, rescan);
+}
+
+PatchLibrary::Moved PatchLibrary::renamePatch(std::string_view newName, const PatchEntry& entry,
+                                              bool report, bool rescan)
+{
+    return movedTo(entry, folderOf(entry) + withExtension(newName, kPatchExtension), report,
+                   rescan);
+}
+
+bool PatchLibrary::renameFolder(std::string_view newName, const PatchFolder& folder, bool report,
+                                bool rescan)
+{
+    if (isKept(folder))
+        return false;
+    bool done = false;
+    if (isCategory(folder)) {
+        if (builtInListInForce())
+            return false;
+        const auto isNew = [&](const PatchFolder& other) {
+            return equalNoCase(other.name, newName);
+        };
+        if (std::ranges::any_of(scan.folders, isNew))
+            return refuse(report, kFolderExists);
+        done = renameCategory(newName, std::string(folder.name), report);
+    } else {
+        const PathText newPath = root() + newName + "\\";
+        if (!files.rename(folder.path, newPath))
+            return refuse(report, kBankExists);
+        favouriteList.repathBelow(folder.path, newPath);
+        done = true;
+    }
+    favouriteList.save();
+    if (rescan)
+        reload(false);
+    return done;
+}
+
+bool PatchLibrary::renameCategory(std::string_view newName, std::string_view oldName, bool report)
+{
+    bool all = true;
+    for (const PatchFolder& folder : scan.folders) {
+        if (!isCategory(folder) || !equalNoCase(folder.name, oldName))
+            continue;
+        const PatchFolder* bank = scan.folder(folder.parent);
+        const PathText newPath = (bank ? bank->path : root()) + newName + "\\";
+        if (files.rename(folder.path, newPath))
+            favouriteList.repathBelow(folder.path, newPath);
+        else
+            all = false;
+    }
+    return all || refuse(report, kFolderExists);
+}
+
+// --- Trash ----------------------------------------------------------------------------------
+
+bool PatchLibrary::moveToTrash(const PatchEntry& entry, bool rescan)
+{
+    if (!equalNoCase(extensionOf(entry.path), kPatchExtension) ||
+        !files.rename(entry.path, replaceExtension(entry, kTrashExtension)))
+        return false;
+    if (favouriteList.remove(entry.path))
+        favouriteList.save();
+    if (rescan)
+        reload(false);
+    return true;
+}
+
+bool PatchLibrary::restoreFromTrash(const PatchEntry& entry, bool rescan)
+{
+    if (!equalNoCase(extensionOf(entry.path), kTrashExtension) ||
+        !files.rename(entry.path, replaceExtension(entry, kPatchExtension)))
+        return false;
+    if (rescan)
+        reload(false);
+    return true;
+}
+
+bool PatchLibrary::deletePermanently(const PatchEntry& entry, bool rescan)
+{
+    if (!equalNoCase(extensionOf(entry.path), kTrashExtension) || !files.removeFile(entry.path))
+        return false;
+    if (rescan)
+        reload(false);
+    return true;
+}
+
+bool PatchLibrary::restoreAll()
+{
+    reload(false);
+    return restoreFromTrash(scan.trash.all());
+}
+
+bool PatchLibrary::clearTrash()
+{
+    reload(false);
+    bool all = true;
+    for (const PatchEntry& entry : scan.trash)
+        all &= deletePermanently(entry, false);
+    reload(false);
+    return all;
+}
+
+// --- Deleting folders -----------------------------------------------------------------------
+
+bool PatchLibrary::deleteBank(const PatchFolder& bank)
+{
+    // Another program may have put patches in since the last scan.
+    const PathText path = bank.path;
+    reload(false);
+    const PatchFolder* found = folderByPath(path);
+    if (!found || found->parent != 0 || isCategory(*found) || isKept(*found))
+        return false;
+    if (const int count = countPatches(*found, false); count > 0)
+        return refuse(true, kBankHoldsPatches + std::to_string(count));
+    if (const int count = countPatches(*found, true); count > 0)
+        return refuse(true, kBankHoldsTrash + std::to_string(count));
+    const bool removed = files.removeFolder(path);
+    reload(false);
+    return removed || refuse(true, kBankNotRemoved);
+}
+
+bool PatchLibrary::deleteCategory(const PatchFolder& category)
+{
+    const PathText path = category.path;
+    reload(false);
+    const PatchFolder* found = folderByPath(path);
+    if (!found || !isCategory(*found))
+        return false;
+    if (const int count = countCategoryPatches(*found, false); count > 0)
+        return refuse(true, kFolderHoldsPatches + std::to_string(count));
+    if (const int count = countCategoryPatches(*found, true); count > 0)
+        return refuse(true, kFolderHoldsTrash + std::to_string(count));
+    bool all = true;
+    for (const PatchFolder& folder : scan.folders)
+        if (isSameCategory(folder, *found))
+            all &= files.removeFolder(folder.path);
+    reload(false);
+    return all || refuse(true, kFolderNotRemoved);
+}
+
+// --- Making ---------------------------------------------------------------------------------
+
+bool PatchLibrary::createBank(std::string_view name, bool rescan)
+{
+    const bool made = files.makeFolder(root() + name);
+    // Kept: the copy lies beside the new folder, its name glued to the folder's.
+    const PathText ofUser = root() + kUserBank + "\\" + BankConfig::kFileName;
+    if (made && files.fileExists(ofUser))
+        files.copyFile(nativePath(ofUser), root() + name + BankConfig::kFileName);
+    if (rescan)
+        reload(false);
+    return made;
+}
+
+bool PatchLibrary::createCategory(std::string_view name, bool rescan)
+{
+    const bool made = files.makeFolder(bankPath(kUserBank) + name);
+    if (rescan)
+        reload(false);
+    return made;
+}
+
+bool PatchLibrary::createPatchFile(std::string_view name, PathText& outPath, bool rescan)
+{
+    const std::string bank = selectedBankName();
+    const PathText folder = folderFor(bank.empty() ? std::string_view(kUserBank) : bank,
+                                      onlyCategorySelected().value_or(""));
+    outPath = folder + withExtension(name, kPatchExtension);
+    if (!files.createFile(outPath))
+        return refuse(true, kMoveBlocked);
+    if (rescan)
+        reload(false);
+    return true;
+}
+
+PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool rescan)
+{
+    PatchEntry copy = entry;
+    std::string bank = selectedBankName();
+    if (bank.empty())
+        bank = bankNameOf(entry);
+    if (bank.empty())
+        bank = kUserBank;
+    const std::string category =
+        bank == kGeneticsBankName ? "" : onlyCategorySelected().value_or(categoryNameOf(entry));
+    const PathText folder = folderFor(bank, category);
+
+    const PatchNameParts name = splitAuthors(entry.name());
+    copy.path = folder + withExtension(name.base + name.authors, kPatchExtension);
+    for (int number = 1; files.fileExists(copy.path); ++number) {
+        if (number > kMostCopies)
+            return std::nullopt;
+        copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
+                                           kPatchExtension);
+    }
+    if (!files.copyFile(nativePath(entry.path), copy.path))
+        return std::nullopt;
+    if (!rescan)
+        return copy;
+    reload(false);
+    const PatchEntry* found = findByPath(copy.path);
+    return found ? *found : copy;
+}
+
+// --- Favourites -----------------------------------------------------------------------------
+
+bool PatchLibrary::setFavourite(const PatchEntry& entry, bool on, bool rescan)
+{
+    if (!equalNoCase(extensionOf(entry.path), kPatchExtension))
+        return false;
+    if (on ? favouriteList.add(entry) : favouriteList.remove(entry.path))
+        favouriteList.save();
+    if (rescan)
+        favouriteList.read(scan);
+    return true;
+}
+
+bool PatchLibrary::clearFavourites()
+{
+    favouriteList.clear();
+    favouriteList.save();
+    favouriteList.read(scan);
+    return true;
+}
+
+// --- Batches --------------------------------------------------------------------------------
+
+bool PatchLibrary::moveToTrash(const Entries& entries)
+{
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
+    bool all = true;
+    for (const PatchEntry& entry : copies) {
+        if (equalNoCase(extensionOf(entry.path), kTrashExtension))
+            deletePermanently(entry, false);
+        else
+            all &= moveToTrash(entry, false);
+    }
+    reload(false);
+    return all || refuse(true, kTrashBlocked);
+}
+
+bool PatchLibrary::restoreFromTrash(const Entries& entries)
+{
+    bool all = true;
+    for (const PatchEntry& entry : entries)
+        all &= restoreFromTrash(entry, false);
+    reload(false);
+    return all || refuse(true, kRestoreBlocked);
+}
+
+template <class Move>
+PatchLibrary::Entries PatchLibrary::moveEach(const Entries& entries, Move move)
+{
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
+    Entries moved;
+    for (const PatchEntry& entry : copies)
+        if (const Moved one = move(entry))
+            moved.push_back(*one);
+    reload(false);
+    if (moved.size() < copies.size())
+        refuse(true, kMoveBlocked);
+    return moved;
+}
+
+PatchLibrary::Entries PatchLibrary::movePatchesToBank(std::string_view bankName,
+                                                      const Entries& entries)
+{
+    return moveEach(entries, [&](const PatchEntry& entry) {
+        return movePatchToBank(bankName, entry, false, false);
+    });
+}
+
+PatchLibrary::Entries PatchLibrary::movePatchesToCategory(std::string_view categoryName,
+                                                          const Entries& entries)
+{
+    return moveEach(entries, [&](const PatchEntry& entry) {
+        return movePatchToCategory(categoryName, entry, false, false);
+    });
+}
+
+bool PatchLibrary::setFavourites(const Entries& entries, bool on)
+{
+    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
+    bool all = true;
+    for (const PatchEntry& entry : copies)
+        all &= setFavourite(entry, on, false);
+    favouriteList.read(scan);
+    return all;
+}
+
+} // namespace zephra

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "library/PatchLibrary.h"
+#include "support/ChunkBytes.h"
+#include "support/LibraryTree.h"
+#include "support/PluginPeers.h"
+#include "synth/ProgramRequest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace zephra {
+namespace {
+
+using test::ChunkBytes;
+using test::LibraryTree;
+using test::Plugin;
+
+/// A tree of patches that all can be loaded.
+struct PatchTree : LibraryTree {
+    PatchTree(std::initializer_list<const char*> names) : LibraryTree(names)
+    {
+        const auto bytes = ChunkBytes(6, 0).values({{volume, 0.25f}}).file();
+        for (const std::string& name : this->names())
+            put(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+};
+
+TEST(FirstPatch, IsTheShowpieceElseTheFirstWithoutCategoryElseTheFirst)
+{
+    const struct {
+        const char* what;
+        PatchTree tree;
+        const char* name;
+    } rows[] = {
+        {"showpiece", {"A/a.fxp", "showcase/bass carpet qx.fxp", "Z/z.fxp"}, "bass carpet qx"},
+        {"no category", {"A/Lead/a.fxp", "A/b.fxp", "A/c.fxp"}, "b"},
+        {"first of all", {"A/Lead/b.fxp", "A/Lead/a.fxp"}, "a"},
+        {"nothing", {}, "Init Patch"},
+    };
+    for (const auto& row : rows) {
+        const Plugin plugin("Quillon Audio", row.tree.root());
+        EXPECT_EQ(plugin.synth->programName(), row.name) << row.what;
+        EXPECT_TRUE(std::filesystem::is_directory(row.tree / "User"));
+        EXPECT_EQ(plugin.synth->getProgram(),
+                  row.name == std::string("bass carpet qx") || row.name == std::string("b") ? 1
+                                                                                            : 0);
+    }
+}
+
+TEST(NewPatch, LiesWhereTheBrowserPointsAndNeverOnAnotherOne)
+{
+    const PatchTree tree{"A/a.fxp", "A/Lead/b.fxp"};
+    Plugin plugin("", tree.root());
+    VstXSynth& synth = *plugin.synth;
+    synth.setControlSilently(filter_cutoff, 0.125f);
+    const std::string kept = tree.text("A/a.fxp");
+    const auto store = [&](const char* name) {
+        synth.library()->filter.bankRow = synth.library()->columns().bankRowNamed("A");
+        return synth.storeNewPatch(name);
+    };
+    EXPECT_FALSE(store("A"));
+    EXPECT_EQ(tree.text("A/a.fxp"), kept);
+    EXPECT_EQ(plugin.synth->messages.count(), 1);
+    EXPECT_TRUE(store("Own"));
+    EXPECT_EQ(synth.programName(), "Own");
+    ASSERT_TRUE(synth.library()->findByPath(libraryPath(tree / "A/Own.fxp")));
+    synth.initPatch();
+    synth.loadPatchFile(tree / "A/Own.fxp", PatchFileMode::LoadProgram, true);
+    EXPECT_EQ(synth.getControlValue(filter_cutoff), 0.125f);
+}
+
+TEST(FirstStart, BringsTheFactoryBanksOnce)
+{
+    const PatchTree factory{"Showcase/Bass Carpet QX.fxp", "Essentials/Bass/x.fxp"};
+    const test::TempFolder home;
+    VstXSynthOptions options;
+    options.soundbankRoot = home / "deep/down/Soundbanks";
+    options.factoryBanks = factory.root();
+    EXPECT_EQ(VstXSynth(options).programName(), "Bass Carpet QX");
+    EXPECT_TRUE(std::filesystem::is_directory(options.soundbankRoot / "User"));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home / "deep/down"), {}), 1)
+        << "nothing is left beside it";
+
+    std::filesystem::remove_all(options.soundbankRoot / "Showcase");
+    EXPECT_EQ(VstXSynth(options).programName(), "x");
+    EXPECT_FALSE(std::filesystem::exists(options.soundbankRoot / "Showcase"))
+        << "what the user deletes does not come back";
+}
+
+TEST(ProgramChange, CountsThePatchesOfTheBankThatMidiHasSelected)
+{
+    // MIDI's banks: 0 Genetics, 1 User, 2 A, 3 B.
+    const PatchTree tree{"A/a.fxp", "A/Lead/b.fxp", "A/All Patches/c.fxp", "A/d.fxp",
+                         "B/e.fxp", "B/f.fxp",      "User/g.fxp"};
+    Plugin plugin("", tree.root());
+    ASSERT_EQ(plugin.synth->programName(), "a");
+    const auto bank = [](int number) { return MidiEvent(0, 0xb0, 32, number); };
+    const auto program = [](int number) { return MidiEvent(0, 0xc0, number, 0); };
+    const struct {
+        const char* what;
+        std::vector<MidiEvent> events;
+        const char* name;
+    } rows[] = {
+        {"the bank of the first patch", {program(1)}, "b"},
+        {"folders out of sight do not count", {program(2)}, "d"},
+        {"beyond the bank", {program(3)}, "d"},
+        {"a bank alone plays nothing", {bank(3)}, "d"},
+        {"it holds from then on", {program(0)}, "e"},
+        {"beyond the list", {bank(4), program(1)}, "f"},
+        {"the last one stands", {program(0), bank(1), program(0)}, "g"},
+        {"a later bank is for later", {bank(3), program(0), bank(2)}, "e"},
+        {"as here", {program(0)}, "a"},
+        {"an empty bank", {bank(0), program(0)}, "a"},
+    };
+    for (const auto& row : rows) {
+        const int updates = plugin.host.displayUpdates;
+        for (const MidiEvent& event : row.events)
+            plugin.send({event});
+        EXPECT_EQ(plugin.host.displayUpdates, updates) << "nothing is loaded on the audio thread";
+        plugin.synth->serviceRequests();
+        EXPECT_EQ(plugin.synth->programName(), row.name) << row.what;
+        plugin.synth->serviceRequests();
+        EXPECT_EQ(plugin.synth->programName(), row.name) << "once";
+    }
+    EXPECT_GT(plugin.host.displayUpdates, 0);
+
+    VstXSynth alone;
+    test::EventList events{bank(3), program(17)};
+    alone.processEvents(events);
+    alone.serviceRequests();
+    EXPECT_EQ(alone.programName(), "Init Patch");
+}
+
+TEST(Program, OnlyTheMakersHostSeesTheList)
+{
+    const PatchTree tree{"A/a.fxp", "A/b.fxp", "A/c.fxp"};
+    Plugin other("Steinberg", tree.root()), own("Quillon Audio", tree.root());
+    for (VstXSynth* synth : {other.synth.get(), own.synth.get()})
+        for (const int program : {2, 3, -1})
+            synth->setProgram(program);
+    EXPECT_EQ(other.synth->programName(), "a") << "a host that restores program 0 changes nothing";
+    EXPECT_EQ(other.synth->getProgram(), 0);
+    EXPECT_EQ(own.synth->programName(), "c");
+    EXPECT_EQ(own.synth->getProgram(), 2);
+
+    tree.put("A/0.fxp", "");
+    own.synth->library()->reload(false);
+    EXPECT_EQ(own.synth->getProgram(), 3) << "the number follows the patch";
+}
+
+} // namespace
+} // namespace zephra
