@@ -205,7 +205,12 @@ void VstXSynth::applyCurrentPatch()
         if (!hostKeepsSmoothers)
             soundEngine.snapSmoothers();
     }
-    // Others are told when the sound goes on: nobody outside may hold it up.
+    tellOfNewPatch();
+}
+
+/// Not during a pause: nobody outside may hold the sound up.
+void VstXSynth::tellOfNewPatch()
+{
     if (host)
         host->updateDisplay();
     if (ownEditor)

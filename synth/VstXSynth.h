@@ -3,6 +3,7 @@
 
 #include "controls/PluginParameters.h"
 #include "engine/SynthEngine.h"
+#include "library/GeneticsEngine.h"
 #include "library/LibraryFiles.h"
 #include "synth/AudioEffectX.h"
 #include "synth/AudioGate.h"
@@ -135,6 +136,9 @@ public:
     void initPatch();
     /// Has the user choose a file and loads or saves it.
     void selectPatchFile(PatchFileMode mode);
+    /// Breeds the current patch out of state.parents; it stands for no file then. Nothing happens
+    /// unless state.canBreed(). The seed makes a child that can be bred again.
+    void breed(GeneticsState& state, std::uint32_t seed = geneticsSeedOfClock());
     /// Of the file that the patch stands for, else programName().
     std::string currentPatchName() const;
 
@@ -183,6 +187,7 @@ private:
     bool render(float** outputs, int sampleFrames) noexcept;
     double hostTempo() const noexcept;
     void carryOutSettings();
+    void tellOfNewPatch();
     void openLibrary(const VstXSynthOptions& options);
     void loadEntry(const PatchEntry& entry);
     const PatchEntry* currentEntry() const;
@@ -199,6 +204,7 @@ private:
     ControlPath controls;
     ProgramRequest programRequest;
     MidiIntake midi;
+    GeneticsEngine genetics;
 
     // Settings on their way to the engine, 0: none.
     std::atomic<double> sampleRateWanted{0.0};

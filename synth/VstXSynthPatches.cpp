@@ -117,6 +117,21 @@ void VstXSynth::initPatch()
         ownEditor->requestRefresh();
 }
 
+void VstXSynth::breed(GeneticsState& state, std::uint32_t seed)
+{
+    if (!state.canBreed())
+        return;
+    const auto parents = GeneticsEngine::loadParents(state);
+    {
+        const AudioGate::Pause pause(gate);
+        genetics.breed(
+            parameterStore, [this](int id, float value) { setControlSilently(id, value); },
+            *parents, state, seed);
+    }
+    currentPatchPath.clear();
+    tellOfNewPatch();
+}
+
 std::string VstXSynth::currentPatchName() const
 {
     return currentPatchPath.empty() ? programName() : patchNameOf(currentPatchPath);
