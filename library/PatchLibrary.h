@@ -75,6 +75,8 @@ public:
     // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
     // argument may come from the lists of this library.
     //
+    // Nothing gets a name that the library keeps out of sight, such as "Trash".
+    //
     // Moves return the entry under its new path: as the rescan found it, else the old one with
     // that path; nothing if the move was refused.
 

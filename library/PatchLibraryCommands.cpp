@@ -131,6 +131,10 @@ PatchLibrary::Moved PatchLibrary::movedTo(const PatchEntry& entry, const PathTex
 PatchLibrary::Moved PatchLibrary::movePatchToBank(std::string_view bankName,
                                                   const PatchEntry& entry, bool report, bool rescan)
 {
+    if (LibraryColumns::isHiddenName(bankName)) {
+        refuse(report, kMoveBlocked);
+        return std::nullopt;
+    }
     const PathText folder = folderFor(bankName, categoryNameOf(entry));
     return movedTo(entry, folder + withExtension(entry.name(), kPatchExtension), report, rescan);
 }
@@ -139,6 +143,10 @@ PatchLibrary::Moved PatchLibrary::movePatchToCategory(std::string_view categoryN
                                                       const PatchEntry& entry, bool report,
                                                       bool rescan)
 {
+    if (LibraryColumns::isHiddenName(categoryName)) {
+        refuse(report, kMoveBlocked);
+        return std::nullopt;
+    }
     std::string bank = bankNameOf(entry);
     if (bank == kGeneticsBankName)
         bank = kUserBank;
@@ -165,12 +173,12 @@ bool PatchLibrary::renameFolder(std::string_view newName, const PatchFolder& fol
         const auto isNew = [&](const PatchFolder& other) {
             return equalNoCase(other.name, newName);
         };
-        if (std::ranges::any_of(scan.folders, isNew))
+        if (LibraryColumns::isHiddenName(newName) || std::ranges::any_of(scan.folders, isNew))
             return refuse(report, kFolderExists);
         done = renameCategory(newName, std::string(folder.name), report);
     } else {
         const PathText newPath = root() + newName + "\\";
-        if (!files.rename(folder.path, newPath))
+        if (LibraryColumns::isHiddenName(newName) || !files.rename(folder.path, newPath))
             return refuse(report, kBankExists);
         favouriteList.repathBelow(folder.path, newPath);
         done = true;
@@ -288,7 +296,7 @@ bool PatchLibrary::deleteCategory(const PatchFolder& category)
 
 bool PatchLibrary::createBank(std::string_view name, bool rescan)
 {
-    const bool made = files.makeFolder(root() + name);
+    const bool made = !LibraryColumns::isHiddenName(name) && files.makeFolder(root() + name);
     // Kept: the copy lies beside the new folder, its name glued to the folder's.
     const PathText ofUser = root() + kUserBank + "\\" + BankConfig::kFileName;
     if (made && files.fileExists(ofUser))
@@ -300,7 +308,8 @@ bool PatchLibrary::createBank(std::string_view name, bool rescan)
 
 bool PatchLibrary::createCategory(std::string_view name, bool rescan)
 {
-    const bool made = files.makeFolder(bankPath(kUserBank) + name);
+    const bool made =
+        !LibraryColumns::isHiddenName(name) && files.makeFolder(bankPath(kUserBank) + name);
     if (rescan)
         reload(false);
     return made;

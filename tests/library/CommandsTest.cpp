@@ -58,7 +58,7 @@ TEST_F(Commands, PatchesMoveBetweenBanksAndCategories)
 
 TEST_F(Commands, BlockedMovesChangeNothingAndSayWhy)
 {
-    open({"A/x.fxp", "B/X.fxp", "A/y.fxp", "A/y.bin", "A/.file"});
+    open({"A/x.fxp", "B/X.fxp", "A/y.fxp", "A/y.bin", "Trash/"});
     tree->put("blocked", "a file in place of a bank");
     const struct {
         const char* what;
@@ -106,6 +106,15 @@ TEST_F(Commands, BlockedMovesChangeNothingAndSayWhy)
         {"gone for good only from the trash",
          [&] { return library->deletePermanently(entry("A/x.fxp"), true); },
          {}},
+        {"a bank out of sight",
+         [&] {
+             return library->movePatchToBank("Trash", entry("A/x.fxp"), true, true).has_value();
+         },
+         {kMoveBlocked}},
+        {"a bank that would go out of sight",
+         [&] { return library->renameFolder("all patches", folder("A"), true, true); },
+         {kBankExists}},
+        {"a new one", [&] { return library->createBank("Favourites", true); }, {}},
         {"bank name taken",
          [&] { return library->renameFolder("b", folder("A"), true, true); },
          {kBankExists}},
