@@ -28,7 +28,7 @@ public:
     /// Reads the file anew and writes it back in order; a missing one is made. One that cannot be
     /// read is left alone.
     void read(const LibraryScan& scan);
-    /// A fault is silent.
+    /// A fault is silent. A file that could not be read stays as it is.
     void save() const;
 
     const BoundedList<PatchEntry>& entries() const noexcept { return list; }
@@ -39,7 +39,7 @@ public:
     bool remove(std::string_view path);
     void clear();
     /// A file has a new path. True if it is a favourite.
-    bool repath(std::string_view from, const PathText& to);
+    bool repath(const PathText& from, const PathText& to);
     /// A folder has a new path; both end with a backslash.
     void repathBelow(std::string_view from, std::string_view to);
 
@@ -48,6 +48,7 @@ private:
     void rebuild();
 
     const LibraryFiles& files;
+    bool isKnown = false;                  ///< the file is what the list was, or there was none
     BoundedList<PatchEntry> list;          ///< sorted by name
     std::unordered_set<std::string> known; ///< paths in small letters
 };

@@ -257,9 +257,10 @@ std::vector<LibraryFiles::Name> LibraryFiles::readFolder(const PathText& folder)
 std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
                                    std::error_code& error) const
 {
+    errno = 0;
     const auto place = placeOf(path);
     if (!place) {
-        error = std::make_error_code(std::errc::no_such_file_or_directory);
+        error.assign(errno != 0 ? errno : ENOENT, std::generic_category());
         return {};
     }
     RegularFile file(place->folder.get(), place->name.c_str());

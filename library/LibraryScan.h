@@ -41,6 +41,8 @@ private:
                    int level);
 };
 
+/// True for names of files and folders that a scan takes.
+bool isListedName(std::string_view name);
 /// The order of every patch list: by name without case; equal names stay as they are.
 void sortByName(std::vector<PatchEntry>& entries);
 

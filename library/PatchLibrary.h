@@ -23,8 +23,8 @@
 namespace zephra {
 
 /// The soundbanks: a folder tree of patch files, and an index of it in memory that is built anew
-/// after every change. Entries, folders and rows hold until the next `reload`; only paths live
-/// beyond it. [ui]
+/// after every change. Entries, folders and rows hold until the next `reload`, favourites and a
+/// view of them until one changes; only paths live beyond it. [ui]
 ///
 /// Patches that move to the trash stay where they are, with another extension.
 class PatchLibrary {
@@ -172,6 +172,7 @@ private:
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
+    Favourites& changeFavourites();
     bool createNewFile(const PathText& path, bool rescan);
     Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
     PathText bankPath(std::string_view bankName);
@@ -188,6 +189,7 @@ private:
     void meetAuthors();
     bool passesBank(const PatchEntry& entry) const;
     bool passesCategory(const PatchEntry& entry) const;
+    std::string authorOfFilter() const;
     bool passesAuthor(const PatchEntry& entry) const;
     void showIfPassing(const PatchEntry& entry, std::string_view search);
 
@@ -201,6 +203,7 @@ private:
     AuthorTable authors;                           ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
     PathIndex entriesByPath;
+    bool viewShowsFavourites = false;
     bool anyCategorySelected = false;          ///< of the filter, while a view is built
     GeneticsRng random{geneticsSeedOfClock()}; ///< of random parents
 };

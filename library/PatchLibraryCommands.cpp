@@ -60,8 +60,9 @@ PathText PatchLibrary::folderFor(std::string_view bankName, std::string_view cat
         return bank;
     const PatchFolder* bankFolder = folderByPath(bank);
     const std::uint32_t bankId = bankFolder ? bankFolder->id : 0;
+    const bool isScanned = bankFolder || bankName.empty();
     for (const PatchFolder& folder : scan.folders)
-        if (folder.parent == bankId && equalNoCase(folder.name, categoryName))
+        if (isScanned && folder.parent == bankId && equalNoCase(folder.name, categoryName))
             return folder.path;
     PathText path = bank + categoryName + "\\";
     files.makeFolder(path);
@@ -108,7 +109,7 @@ bool PatchLibrary::movePatchFile(const PathText& oldPath, const PathText& newPat
 {
     if (!files.rename(oldPath, newPath))
         return refuse(report, kMoveBlocked);
-    if (favouriteList.repath(oldPath, newPath))
+    if (changeFavourites().repath(oldPath, newPath))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -125,6 +126,8 @@ PatchLibrary::Moved PatchLibrary::movedTo(const PatchEntry& entry, const PathTex
     if (found)
         return *found;
     moved.path = newPath;
+    if (rescan)
+        moved.folderId = 0; // it is out of sight
     return moved;
 }
 
@@ -180,7 +183,7 @@ bool PatchLibrary::renameFolder(std::string_view newName, const PatchFolder& fol
         const PathText newPath = root() + newName + "\\";
         if (LibraryColumns::isHiddenName(newName) || !files.rename(folder.path, newPath))
             return refuse(report, kBankExists);
-        favouriteList.repathBelow(folder.path, newPath);
+        changeFavourites().repathBelow(folder.path, newPath);
         done = true;
     }
     favouriteList.save();
@@ -198,7 +201,7 @@ bool PatchLibrary::renameCategory(std::string_view newName, std::string_view old
         const PatchFolder* bank = scan.folder(folder.parent);
         const PathText newPath = (bank ? bank->path : root()) + newName + "\\";
         if (files.rename(folder.path, newPath))
-            favouriteList.repathBelow(folder.path, newPath);
+            changeFavourites().repathBelow(folder.path, newPath);
         else
             all = false;
     }
@@ -212,7 +215,7 @@ bool PatchLibrary::moveToTrash(const PatchEntry& entry, bool rescan)
     if (!equalNoCase(extensionOf(entry.path), kPatchExtension) ||
         !files.rename(entry.path, replaceExtension(entry, kTrashExtension)))
         return false;
-    if (favouriteList.remove(entry.path))
+    if (changeFavourites().remove(entry.path))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -353,7 +356,7 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
         copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
                                            kPatchExtension);
     }
-    if (!files.copyFile(nativePath(entry.path), copy.path))
+    if (!isListedName(copy.fileName()) || !files.copyFile(nativePath(entry.path), copy.path))
         return std::nullopt;
     if (!rescan)
         return copy;
@@ -364,22 +367,30 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
 
 // --- Favourites -----------------------------------------------------------------------------
 
+/// A view of the favourites is emptied first.
+Favourites& PatchLibrary::changeFavourites()
+{
+    if (viewShowsFavourites)
+        view = PatchView();
+    return favouriteList;
+}
+
 bool PatchLibrary::setFavourite(const PatchEntry& entry, bool on, bool rescan)
 {
     if (!equalNoCase(extensionOf(entry.path), kPatchExtension))
         return false;
-    if (on ? favouriteList.add(entry) : favouriteList.remove(entry.path))
+    if (on ? changeFavourites().add(entry) : changeFavourites().remove(entry.path))
         favouriteList.save();
     if (rescan)
-        favouriteList.read(scan);
+        changeFavourites().read(scan);
     return true;
 }
 
 bool PatchLibrary::clearFavourites()
 {
-    favouriteList.clear();
+    changeFavourites().clear();
     favouriteList.save();
-    favouriteList.read(scan);
+    changeFavourites().read(scan);
     return true;
 }
 
@@ -444,7 +455,7 @@ bool PatchLibrary::setFavourites(const Entries& entries, bool on)
     bool all = true;
     for (const PatchEntry& entry : copies)
         all &= setFavourite(entry, on, false);
-    favouriteList.read(scan);
+    changeFavourites().read(scan);
     return all;
 }
 

@@ -31,8 +31,9 @@ public:
     CommandLine()
     {
         app.set_help_flag("-h,--help", "print this help and exit");
-        app.add_option("--root", root, "soundbank root: the folder that holds the banks")
-            ->option_text("DIR [the user's own library]");
+        rootOption =
+            app.add_option("--root", root, "soundbank root: the folder that holds the banks")
+                ->option_text("DIR [the user's own library]");
         app.add_flag("--json", json, "print one JSON document");
         app.require_subcommand(1);
         addLooking();
@@ -45,6 +46,8 @@ public:
     {
         try {
             app.parse(argc, argv);
+            if (rootOption->count() > 0 && root.empty()) // a variable of a script that is not set
+                throw UsageError{"--root: an empty path"};
             return carryOutOn(root.empty() ? defaultSoundbankRoot() : std::filesystem::path(root));
         } catch (const CLI::CallForHelp&) {
             const auto given = app.get_subcommands();
@@ -243,6 +246,7 @@ private:
     }
 
     std::string root;
+    CLI::Option* rootOption = nullptr;
     bool json = false;
     bool onlyLooks = false;
     Action carryOut;

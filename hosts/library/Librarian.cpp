@@ -107,11 +107,14 @@ const PatchEntry* Librarian::search(const std::string& patch,
     std::string path(library.root());
     path += patch;
     std::ranges::replace(path, '/', '\\');
-    if (&list == &library.entries())
-        return library.findByPath(path);
-    const auto at = std::ranges::find_if(
-        list, [&](const PatchEntry& held) { return equalNoCase(held.path, path); });
-    return at == list.end() ? nullptr : &*at;
+    const auto find = [&](auto isMeant) {
+        const auto at = std::ranges::find_if(list, isMeant);
+        return at == list.end() ? nullptr : &*at;
+    };
+    const PatchEntry* const exact =
+        find([&](const PatchEntry& held) { return held.path == std::string_view(path); });
+    return exact ? exact
+                 : find([&](const PatchEntry& held) { return equalNoCase(held.path, path); });
 }
 
 PatchLibrary::Entries Librarian::find(const Names& patches, const BoundedList<PatchEntry>& list)

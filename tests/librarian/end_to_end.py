@@ -91,6 +91,11 @@ class Librarian(unittest.TestCase):
         self.run_it("restore", "Best/lead/other.bin")
         self.run_it("purge", "Best/lead/Solo AB.bin")
         self.assertEqual(self.run_it("list", "--trash"), "User/Mine ZZ.bin\n")
+        self.put("Best/MINE.bin", b"kept")
+        self.put("Best/Mine.bin", b"gone")
+        self.run_it("purge", "Best/Mine.bin")
+        self.assertEqual((self.root / "Best/MINE.bin").read_bytes(), b"kept")
+        (self.root / "Best/MINE.bin").unlink()
         self.run_it("delete-bank", "A")
         self.run_it("create-bank", "A new one")
         self.run_it("create-category", "Drums")
@@ -168,7 +173,7 @@ class Librarian(unittest.TestCase):
     def test_wrong_command_lines(self):
         for arguments in ([], ["frobnicate"], ["show"], ["move", "A/Pad.fxp"],
                           ["move", "A/Pad.fxp", "--bank", "B", "--category", "Lead"],
-                          ["list", "--trash", "--favourites"], ["list", "extra"],
+                          ["--root", "", "tree"], ["list", "--trash", "--favourites"], ["list", "extra"],
                           ["breed", "A/Pad.fxp", "A/Pad.fxp"],
                           ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
                           ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):

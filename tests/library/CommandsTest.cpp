@@ -46,11 +46,14 @@ TEST_F(Commands, PatchesMoveBetweenBanksAndCategories)
         {"a loose one",
          [&] { return toCategory("loose.fxp", "Bass"); },
          {"-loose.fxp", "+Bass/loose.fxp"}},
+        {"to a bank that has no folder yet",
+         [&] { return toBank("A/Lead/x.fxp", "User"); },
+         {"-A/Lead/x.fxp", "+User/Lead/x.fxp"}},
         {"to where it is", [&] { return toBank("A/Lead/x.fxp", "A"); }, {}},
     };
     for (const auto& row : rows) {
         open({"A/Lead/x.fxp", "A/Poly/y.FXP", "A/z.fxp", "B/lead/w.fxp", "Genetics/g.fxp",
-              "loose.fxp"});
+              "loose.fxp", "Lead/root.fxp"});
         EXPECT_THAT(changes(row.act, true), UnorderedElementsAreArray(row.changes)) << row.what;
         EXPECT_THAT(host.texts, IsEmpty()) << row.what;
     }
@@ -137,6 +140,9 @@ TEST_F(Commands, RenamedPatchesAreFoundAgain)
     EXPECT_EQ(unscanned->path, path("Top.fxp"));
     EXPECT_EQ(library->findByPath(path("Top.fxp")), nullptr) << "not before the next scan";
     EXPECT_THAT(tree->names(), ElementsAre("A/Lead/X.fxp", "Top.fxp"));
+    const auto unseen = library->renamePatch(".dot", entry("A/Lead/X.fxp"), true, true);
+    ASSERT_TRUE(unseen);
+    EXPECT_EQ(library->categoryNameOf(*unseen), "");
 }
 
 TEST_F(Commands, FavouritesFollowEveryMove)
