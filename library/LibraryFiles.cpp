@@ -97,6 +97,15 @@ std::string nameInTheWay(int folder, const std::string& name, std::string_view o
     return {};
 }
 
+std::vector<LibraryFiles::Name> sorted(std::vector<LibraryFiles::Name> names)
+{
+    std::ranges::sort(names, [](const LibraryFiles::Name& a, const LibraryFiles::Name& b) {
+        const int order = compareNoCase(a.text, b.text);
+        return order != 0 ? order < 0 : a.text < b.text;
+    });
+    return names;
+}
+
 bool sameFolder(int a, int b) noexcept
 {
     struct stat first {
@@ -247,11 +256,22 @@ std::vector<LibraryFiles::Name> LibraryFiles::readFolder(const PathText& folder)
         if (!isDots(name) && name.find('\\') == name.npos && (type == S_IFREG || type == S_IFDIR))
             names.push_back({std::string(name), type == S_IFDIR});
     }
-    std::ranges::sort(names, [](const Name& a, const Name& b) {
-        const int order = compareNoCase(a.text, b.text);
-        return order != 0 ? order < 0 : a.text < b.text;
-    });
-    return names;
+    return sorted(std::move(names));
+}
+
+std::vector<LibraryFiles::Name> readForeignFolder(const fs::path& folder)
+{
+    std::vector<LibraryFiles::Name> names;
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
+         at.increment(error)) {
+        std::error_code unknown; // a link that leads nowhere
+        const std::string name = at->path().filename().string();
+        const bool isFolder = at->is_directory(unknown);
+        if (name.find('\\') == std::string::npos && (isFolder || at->is_regular_file(unknown)))
+            names.push_back({name, isFolder});
+    }
+    return sorted(std::move(names));
 }
 
 std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
@@ -281,6 +301,12 @@ bool LibraryFiles::folderExists(const PathText& path) const
     const auto place = placeOf(path);
     return place && typeAt(place->folder.get(),
                            nameInTheWay(place->folder.get(), place->name, {}).c_str()) == S_IFDIR;
+}
+
+bool LibraryFiles::isTaken(const PathText& path) const
+{
+    const auto place = placeOf(path);
+    return place && !nameInTheWay(place->folder.get(), place->name, {}).empty();
 }
 
 // --- Changing -------------------------------------------------------------------------------
@@ -315,6 +341,13 @@ bool LibraryFiles::makeFolder(const PathText& path) const
     if (!taken.empty())
         return typeAt(place->folder.get(), taken.c_str()) == S_IFDIR;
     return ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0 || errno == EEXIST;
+}
+
+bool LibraryFiles::makeNewFolder(const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && nameInTheWay(place->folder.get(), place->name, {}).empty() &&
+           ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0;
 }
 
 bool LibraryFiles::removeFolder(const PathText& path) const
@@ -364,8 +397,20 @@ bool LibraryFiles::createFile(const PathText& path) const
 bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
 {
     const auto place = writablePlaceOf(path);
+    return place && nameInTheWay(place->folder.get(), place->name, {}).empty() &&
+           copyTo(*place, source, false);
+}
+
+bool LibraryFiles::replaceByCopy(const fs::path& source, const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && copyTo(*place, source, true);
+}
+
+bool LibraryFiles::copyTo(const Place& place, const fs::path& source, bool replace) const
+{
     RegularFile from(source);
-    if (!place || from.error() || !nameInTheWay(place->folder.get(), place->name, {}).empty())
+    if (from.error())
         return false;
     const auto copy = [&](int file) {
         std::array<std::uint8_t, 65536> bytes; // NOLINT(*-member-init): read into
@@ -377,7 +422,7 @@ bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
         } while (count == bytes.size());
         return true;
     };
-    return writeAside(*place, copy, false);
+    return writeAside(place, copy, replace);
 }
 
 bool LibraryFiles::replaceText(const PathText& path, std::string_view text) const

@@ -47,6 +47,7 @@ public:
 
     bool fileExists(const PathText& path) const;
     bool folderExists(const PathText& path) const;
+    bool isTaken(const PathText& path) const; ///< by anything, links and pipes included
 
     /// False if something else is there under the new name, or under one that differs in case.
     /// Renaming to the same path does nothing.
@@ -54,12 +55,15 @@ public:
     bool removeFile(const PathText& path) const;
     /// One level. A folder that exists is fine.
     bool makeFolder(const PathText& path) const;
+    bool makeNewFolder(const PathText& path) const; ///< none may exist
     /// With everything in it; links go, what they point to stays. On failure a part is gone.
     bool removeFolder(const PathText& path) const;
     /// A new, empty file.
     bool createFile(const PathText& path) const;
     /// A new file, which appears when it is complete. The source may lie anywhere.
     bool copyFile(const std::filesystem::path& source, const PathText& path) const;
+    /// Likewise in place of what was there.
+    bool replaceByCopy(const std::filesystem::path& source, const PathText& path) const;
     /// Puts a file in place of what was there, when it is complete.
     bool replaceText(const PathText& path, std::string_view text) const;
 
@@ -72,12 +76,17 @@ private:
     Handle openFolder(const PathText& folder) const;
     std::optional<Place> placeOf(const PathText& path) const;
     std::optional<Place> writablePlaceOf(const PathText& path) const;
+    bool copyTo(const Place& place, const std::filesystem::path& source, bool replace) const;
     bool writeAside(const Place& place, const Fill& fill, bool replace) const;
 
     std::filesystem::path rootPath;
     PathText rootText;
     Access access;
 };
+
+/// Files and folders in any folder of the system, and links to such, sorted as those of the
+/// library. A folder that cannot be read is empty.
+std::vector<LibraryFiles::Name> readForeignFolder(const std::filesystem::path& folder);
 
 /// A path of the library as the system knows it.
 std::filesystem::path nativePath(std::string_view libraryPath);

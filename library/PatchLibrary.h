@@ -10,6 +10,7 @@
 #include "library/PatchView.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
@@ -18,6 +19,8 @@
 #include <vector>
 
 namespace zephra {
+
+class ImportSource;
 
 /// The soundbanks: a folder tree of patch files, and an index of it in memory that is built anew
 /// after every change. Entries, folders and rows hold until the next `reload`; only paths live
@@ -133,6 +136,28 @@ public:
     Entries movePatchesToCategory(std::string_view categoryName, const Entries& entries);
     bool setFavourites(const Entries& entries, bool on);
 
+    // --- Import. In PatchLibraryImport.cpp ---
+    // Outside patches are copied into the library. What they come from stays as it is, and may lie
+    // anywhere, in the library too. Refusals are always shown.
+
+    /// One patch, to where `duplicatePatch` would put one without a place of its own: the selected
+    /// bank, or "User", and the category, if one is selected.
+    bool importPatch(const std::filesystem::path& source, PathText& outPath);
+    /// All patches of a folder become a new bank of its name, and the folders that directly hold
+    /// them its categories: ten levels at most, the folder included, down through links, but not
+    /// into this library. The first "config.ini" comes along. A later patch of the same category
+    /// and name replaces an earlier one. With a message if files could not be copied.
+    bool importFolder(const std::filesystem::path& source, PathText& outBankPath);
+    /// Likewise the contents of a ZIP archive, as far as they can be unpacked, without messages for
+    /// those that cannot; the last "config.ini".
+    bool importZip(const std::filesystem::path& source, PathText& outBankPath);
+    /// The path of a bank that does not exist yet: that name, or one with a number from 1 to 32.
+    bool makeBankName(std::string_view sourceName, PathText& outBankPath);
+    /// Files with this extension that lie beside imported patches go to a new folder of the bank's
+    /// name in `companionRoot`; then the note is shown, unless it is empty.
+    void registerCompanionType(const std::filesystem::path& companionRoot,
+                               std::string_view extension, std::string_view note);
+
     // --- What the browser shows ---
     PatchFilter filter;
     PatchView view;
@@ -149,6 +174,10 @@ public:
     bool isGeneticsSelected() const noexcept { return filter.bankRow == rows.geneticsRow; }
 
 private:
+    struct CompanionType {
+        std::filesystem::path root;
+        std::string extension, note;
+    };
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
@@ -162,6 +191,11 @@ private:
     bool isSameCategory(const PatchFolder& a, const PatchFolder& b) const;
     bool renameCategory(std::string_view newName, std::string_view oldName, bool report);
     template <class Move> Entries moveEach(const Entries& entries, Move move);
+    Moved copyPatch(const std::filesystem::path& source, const PatchEntry& entry);
+    bool importItems(ImportSource& source, std::string_view sourceName, const PathText& bank,
+                     bool reportFaults);
+    bool copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
+    void copyCompanions(ImportSource& source, const PathText& bank);
 
     void readBankConfigs();
     void meetAuthors();
@@ -177,8 +211,9 @@ private:
     Favourites favouriteList;
     LibraryColumns rows;
     std::vector<std::string> additionalCategories; ///< of all banks
-    AuthorTable authors;                           ///< of all banks
+    AuthorTable authors;    ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
+    std::vector<CompanionType> companionTypes;
     PathIndex entriesByPath;
     bool anyCategorySelected = false; ///< of the filter, while a view is built
 };

@@ -330,6 +330,18 @@ bool PatchLibrary::createPatchFile(std::string_view name, PathText& outPath, boo
 
 PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool rescan)
 {
+    const Moved copy = copyPatch(nativePath(entry.path), entry);
+    if (!copy || !rescan)
+        return copy;
+    reload(false);
+    const PatchEntry* found = findByPath(copy->path);
+    return found ? *found : copy;
+}
+
+/// `entry` tells the name, and the place where nothing is selected.
+PatchLibrary::Moved PatchLibrary::copyPatch(const std::filesystem::path& source,
+                                            const PatchEntry& entry)
+{
     PatchEntry copy = entry;
     std::string bank = selectedBankName();
     if (bank.empty())
@@ -348,13 +360,9 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
         copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
                                            kPatchExtension);
     }
-    if (!files.copyFile(nativePath(entry.path), copy.path))
+    if (!files.copyFile(source, copy.path))
         return std::nullopt;
-    if (!rescan)
-        return copy;
-    reload(false);
-    const PatchEntry* found = findByPath(copy.path);
-    return found ? *found : copy;
+    return copy;
 }
 
 // --- Favourites -----------------------------------------------------------------------------

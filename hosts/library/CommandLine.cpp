@@ -165,6 +165,17 @@ private:
         duplicate->add_option("--bank", bank, "into this bank");
         duplicate->add_option("--category", category, "into this category");
 
+        CLI::App* import =
+            command("import", "copy a patch (.fxp), or a folder or ZIP archive as a new bank",
+                    [this](Librarian& librarian) {
+                        if (!(bank.empty() && category.empty()) && !Librarian::isPatchFile(first))
+                            throw UsageError{"import: --bank and --category are for a patch"};
+                        return librarian.importFrom(first, bank, category);
+                    });
+        take(import, "PATH", first);
+        import->add_option("--bank", bank, "the patch into this bank");
+        import->add_option("--category", category, "the patch into this category");
+
         takePatches(command("trash", "move patches to the trash",
                             [this](Librarian& librarian) { return librarian.trash(patches); }));
         takePatches(command("restore", "bring files (.bin) back from the trash",

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <iostream>
 #include <iterator>
+#include <system_error>
 
 namespace zephra::librarian {
 
@@ -19,6 +20,8 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr const char* kNoPatch = "there is no such patch";
+constexpr const char* kNoSource = "there is no such file or folder";
+constexpr const char* kNoImport = "this is no patch (.fxp), folder or ZIP archive (.zip)";
 constexpr const char* kNotInTrash = "there is no such file in the trash; its name ends in .bin";
 constexpr const char* kNoBank = "there is no such bank";
 constexpr const char* kNoCategory = "there is no such category";
@@ -31,6 +34,17 @@ std::string slashes(std::string_view path)
     std::string turned(path);
     std::ranges::replace(turned, '\\', '/');
     return turned;
+}
+
+bool isFolder(const std::filesystem::path& path)
+{
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+bool hasExtension(const std::filesystem::path& path, std::string_view extension)
+{
+    return equalNoCase(extensionOf(path.filename().string()), extension);
 }
 
 /// A line of a table: a number and a name.
@@ -61,7 +75,15 @@ Librarian::Librarian(const std::filesystem::path& soundbankRoot, LibraryFiles::A
 void Librarian::showMessage(std::string_view, std::string_view text)
 {
     ++faults;
+    progress.reset();
     std::cerr << text << '\n';
+}
+
+void Librarian::showProgress(std::size_t done, std::size_t whole)
+{
+    if (!progress)
+        progress.emplace(static_cast<std::int64_t>(whole), false);
+    progress->show(static_cast<std::int64_t>(done));
 }
 
 void Librarian::complain(const std::string& name, const char* what)
@@ -323,6 +345,34 @@ Report Librarian::duplicate(const std::string& patch, const std::string& bank,
             copies.push_back(*copy);
     }
     return paths(copies);
+}
+
+bool Librarian::isPatchFile(const std::filesystem::path& source)
+{
+    return !isFolder(source) && hasExtension(source, kPatchExtension);
+}
+
+Report Librarian::importFrom(const std::filesystem::path& source, const std::string& bank,
+                             const std::string& category)
+{
+    Report report;
+    PathText made;
+    std::error_code error;
+    if (!std::filesystem::exists(source, error)) {
+        complain(source.string(), error ? error.message().c_str() : kNoSource);
+    } else if (isPatchFile(source)) {
+        if (selectBank(bank) && selectCategory(category) && library.importPatch(source, made))
+            return paths(PatchLibrary::Entries{{0, 0, made}});
+    } else if (!isFolder(source) && !hasExtension(source, "zip")) {
+        complain(source.string(), kNoImport);
+    } else if (isFolder(source) ? library.importFolder(source, made)
+                                : library.importZip(source, made)) {
+        const std::string name(lastElement(made.view().substr(0, made.view().size() - 1)));
+        report.json["bank"] = name;
+        report.text = name + "\n";
+    }
+    progress.reset();
+    return report;
 }
 
 Report Librarian::trash(const Names& patches)
