@@ -37,12 +37,13 @@ std::string_view folderOf(std::string_view path)
 void Favourites::read(const LibraryScan& scan)
 {
     clear();
+    lastSeen = files.identityOf(files.root() + kFileName);
     std::error_code error;
     const std::string text = files.readText(files.root() + kFileName, kMostFileBytes, error);
     isKnown = !error || error == std::errc::no_such_file_or_directory;
     if (error) {
-        if (isKnown)
-            files.createFile(files.root() + kFileName);
+        if (isKnown && files.createFile(files.root() + kFileName))
+            lastSeen = files.identityOf(files.root() + kFileName);
         return;
     }
 
@@ -79,30 +80,42 @@ std::string Favourites::fileText() const
     return text;
 }
 
-void Favourites::save() const
+bool Favourites::save()
 {
-    if (isKnown)
-        files.replaceText(files.root() + kFileName, fileText());
+    const bool saved = isKnown && files.replaceText(files.root() + kFileName, fileText());
+    lastSeen = files.identityOf(files.root() + kFileName);
+    return saved;
 }
 
-bool Favourites::add(const PatchEntry& entry)
+bool Favourites::changedElsewhere() const
 {
-    if (contains(entry.path) || !canBeListed(files.belowRoot(entry.path)) || entry.path.isCut() ||
-        !list.add(entry))
-        return false;
+    return files.identityOf(files.root() + kFileName) != lastSeen;
+}
+
+bool Favourites::add(const std::vector<PatchEntry>& entries)
+{
+    bool any = false;
+    for (const PatchEntry& entry : entries) {
+        if (!contains(entry.path) && canBeListed(files.belowRoot(entry.path)) &&
+            !entry.path.isCut() && list.add(entry)) {
+            known.insert(lowerAscii(entry.path.view()));
+            any = true;
+        }
+    }
     rebuild();
-    return true;
+    return any;
 }
 
-bool Favourites::remove(std::string_view path)
+bool Favourites::remove(const std::vector<PatchEntry>& entries)
 {
-    if (!contains(path))
-        return false;
-    std::erase_if(list.all(), [gone = std::string(path)](const PatchEntry& entry) {
-        return equalNoCase(entry.path, gone);
+    std::unordered_set<std::string> gone;
+    for (const PatchEntry& entry : entries)
+        gone.insert(lowerAscii(entry.path.view()));
+    const auto count = std::erase_if(list.all(), [&](const PatchEntry& entry) {
+        return gone.contains(lowerAscii(entry.path.view()));
     });
     rebuild();
-    return true;
+    return count > 0;
 }
 
 void Favourites::clear()

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 namespace zephra {
 
@@ -28,15 +29,17 @@ public:
     /// Reads the file anew and writes it back in order; a missing one is made. One that cannot be
     /// read is left alone.
     void read(const LibraryScan& scan);
-    /// A fault is silent. A file that could not be read stays as it is.
-    void save() const;
+    /// False if the file could not be written; one that could not be read stays as it is.
+    bool save();
+    /// Another process has written the file since it was last read or saved.
+    bool changedElsewhere() const;
 
     const BoundedList<PatchEntry>& entries() const noexcept { return list; }
     bool contains(std::string_view path) const { return known.contains(lowerAscii(path)); }
 
     // None of these saves. True if there was anything to do.
-    bool add(const PatchEntry& entry);
-    bool remove(std::string_view path);
+    bool add(const std::vector<PatchEntry>& entries);
+    bool remove(const std::vector<PatchEntry>& entries);
     void clear();
     /// A file has a new path. True if it is a favourite.
     bool repath(const PathText& from, const PathText& to);
@@ -48,6 +51,7 @@ private:
     void rebuild();
 
     const LibraryFiles& files;
+    LibraryFiles::Identity lastSeen;
     bool isKnown = false;                  ///< the file is what the list was, or there was none
     BoundedList<PatchEntry> list;          ///< sorted by name
     std::unordered_set<std::string> known; ///< paths in small letters

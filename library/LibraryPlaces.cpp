@@ -90,9 +90,12 @@ void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factory
         const fs::path aside =
             root.parent_path() / (".zephra-" + std::to_string(::getpid()) + "-soundbanks");
         fs::remove_all(aside, error);
-        if (copyTree(factoryBanks, aside))
+        const bool copied = copyTree(factoryBanks, aside);
+        if (copied)
             fs::rename(aside, root, error); // fails if another process was faster
         fs::remove_all(aside, error);
+        if (!copied)
+            return;
     }
     fs::create_directory(root, error);
     const LibraryFiles files(root);

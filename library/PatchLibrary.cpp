@@ -207,11 +207,11 @@ void PatchLibrary::buildView(std::string_view currentPath)
 
 void PatchLibrary::showIfPassing(const PatchEntry& entry, std::string_view search)
 {
-    if (!passesBank(entry) || !passesSearch(entry.name(), search) || !passesAuthor(entry))
+    if (!passesSearch(entry.name(), search) || !passesAuthor(entry))
         return;
     if (const int row = rows.categoryRowOf(entry.folderId); row >= 0)
         ++view.categoryCounts[static_cast<std::size_t>(row)];
-    if (passesCategory(entry))
+    if (passesBank(entry) && passesCategory(entry))
         view.rows.push_back(&entry);
 }
 

@@ -92,6 +92,12 @@ bool PatchLibrary::isKept(const PatchFolder& folder) const
     return folder.parent == 0 && (folder.name == kUserBank || folder.name == kGeneticsBankName);
 }
 
+/// A folder in the root that is called like a category joins it, and others are out of sight.
+bool PatchLibrary::canBeBank(std::string_view name) const
+{
+    return !LibraryColumns::isHiddenName(name) && rows.categoryRowNamed(name) < 0;
+}
+
 bool PatchLibrary::isCategory(const PatchFolder& folder) const
 {
     return folder.parent != 0 || rows.categoryRowOf(folder.id) >= 0;
@@ -107,9 +113,10 @@ bool PatchLibrary::isSameCategory(const PatchFolder& a, const PatchFolder& b) co
 bool PatchLibrary::movePatchFile(const PathText& oldPath, const PathText& newPath, bool report,
                                  bool rescan)
 {
-    if (!files.rename(oldPath, newPath))
+    const PathText from = oldPath, to = newPath;
+    if (!files.rename(from, to))
         return refuse(report, kMoveBlocked);
-    if (changeFavourites().repath(oldPath, newPath))
+    if (changeFavourites().repath(from, to))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -181,7 +188,7 @@ bool PatchLibrary::renameFolder(std::string_view newName, const PatchFolder& fol
         done = renameCategory(newName, std::string(folder.name), report);
     } else {
         const PathText newPath = root() + newName + "\\";
-        if (LibraryColumns::isHiddenName(newName) || !files.rename(folder.path, newPath))
+        if (!canBeBank(newName) || !files.rename(folder.path, newPath))
             return refuse(report, kBankExists);
         changeFavourites().repathBelow(folder.path, newPath);
         done = true;
@@ -212,10 +219,11 @@ bool PatchLibrary::renameCategory(std::string_view newName, std::string_view old
 
 bool PatchLibrary::moveToTrash(const PatchEntry& entry, bool rescan)
 {
+    const PatchEntry trashed = entry;
     if (!equalNoCase(extensionOf(entry.path), kPatchExtension) ||
         !files.rename(entry.path, replaceExtension(entry, kTrashExtension)))
         return false;
-    if (changeFavourites().remove(entry.path))
+    if (changeFavourites().remove({trashed}))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -299,7 +307,7 @@ bool PatchLibrary::deleteCategory(const PatchFolder& category)
 
 bool PatchLibrary::createBank(std::string_view name, bool rescan)
 {
-    const bool made = !LibraryColumns::isHiddenName(name) && files.makeFolder(root() + name);
+    const bool made = canBeBank(name) && files.makeFolder(root() + name);
     // Kept: the copy lies beside the new folder, its name glued to the folder's.
     const PathText ofUser = root() + kUserBank + "\\" + BankConfig::kFileName;
     if (made && files.fileExists(ofUser))
@@ -338,6 +346,18 @@ bool PatchLibrary::createNewFile(const PathText& path, bool rescan)
 
 PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool rescan)
 {
+    const Moved copy = copyPatch(nativePath(entry.path), entry);
+    if (!copy || !rescan)
+        return copy;
+    reload(false);
+    const PatchEntry* found = findByPath(copy->path);
+    return found ? *found : copy;
+}
+
+/// `entry` tells the name, and the place where nothing is selected.
+PatchLibrary::Moved PatchLibrary::copyPatch(const std::filesystem::path& source,
+                                            const PatchEntry& entry)
+{
     PatchEntry copy = entry;
     std::string bank = selectedBankName();
     if (bank.empty())
@@ -350,57 +370,70 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
 
     const PatchNameParts name = splitAuthors(entry.name());
     copy.path = folder + withExtension(name.base + name.authors, kPatchExtension);
-    for (int number = 1; files.fileExists(copy.path); ++number) {
+    for (int number = 1; files.isTaken(copy.path); ++number) {
         if (number > kMostCopies)
             return std::nullopt;
         copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
                                            kPatchExtension);
     }
-    if (!isListedName(copy.fileName()) || !files.copyFile(nativePath(entry.path), copy.path))
+    if (!isListedName(copy.fileName()) || !files.copyFile(source, copy.path))
         return std::nullopt;
-    if (!rescan)
-        return copy;
-    reload(false);
-    const PatchEntry* found = findByPath(copy.path);
-    return found ? *found : copy;
+    return copy;
 }
 
 // --- Favourites -----------------------------------------------------------------------------
 
-/// A view of the favourites is emptied first.
+/// As the file has them now, since another instrument may have changed it. A view of them is
+/// emptied first.
 Favourites& PatchLibrary::changeFavourites()
 {
     if (viewShowsFavourites)
         view = PatchView();
+    if (favouriteList.changedElsewhere())
+        favouriteList.read(scan);
     return favouriteList;
+}
+
+bool PatchLibrary::markFavourites(const Entries& entries, bool on)
+{
+    const bool allPatches = std::ranges::all_of(entries, [](const PatchEntry& entry) {
+        return equalNoCase(extensionOf(entry.path), kPatchExtension);
+    });
+    Entries patches = entries;
+    std::erase_if(patches, [](const PatchEntry& entry) {
+        return !equalNoCase(extensionOf(entry.path), kPatchExtension);
+    });
+    Favourites& list = changeFavourites();
+    const bool changed = on ? list.add(patches) : list.remove(patches);
+    return (!changed || list.save()) && allPatches;
 }
 
 bool PatchLibrary::setFavourite(const PatchEntry& entry, bool on, bool rescan)
 {
-    if (!equalNoCase(extensionOf(entry.path), kPatchExtension))
-        return false;
-    if (on ? changeFavourites().add(entry) : changeFavourites().remove(entry.path))
-        favouriteList.save();
+    const bool done = markFavourites({entry}, on);
     if (rescan)
-        changeFavourites().read(scan);
-    return true;
+        favouriteList.read(scan);
+    return done;
 }
 
 bool PatchLibrary::clearFavourites()
 {
     changeFavourites().clear();
-    favouriteList.save();
-    changeFavourites().read(scan);
-    return true;
+    const bool saved = favouriteList.save();
+    favouriteList.read(scan);
+    return saved;
 }
 
 // --- Batches --------------------------------------------------------------------------------
 
 bool PatchLibrary::moveToTrash(const Entries& entries)
 {
+    const LibraryFiles::Batch batch(files);
     const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     bool all = true;
+    std::size_t done = 0;
     for (const PatchEntry& entry : copies) {
+        host.showProgress(++done, copies.size());
         if (equalNoCase(extensionOf(entry.path), kTrashExtension))
             deletePermanently(entry, false);
         else
@@ -412,9 +445,13 @@ bool PatchLibrary::moveToTrash(const Entries& entries)
 
 bool PatchLibrary::restoreFromTrash(const Entries& entries)
 {
+    const LibraryFiles::Batch batch(files);
     bool all = true;
-    for (const PatchEntry& entry : entries)
+    std::size_t done = 0;
+    for (const PatchEntry& entry : entries) {
+        host.showProgress(++done, entries.size());
         all &= restoreFromTrash(entry, false);
+    }
     reload(false);
     return all || refuse(true, kRestoreBlocked);
 }
@@ -422,11 +459,15 @@ bool PatchLibrary::restoreFromTrash(const Entries& entries)
 template <class Move>
 PatchLibrary::Entries PatchLibrary::moveEach(const Entries& entries, Move move)
 {
+    const LibraryFiles::Batch batch(files);
     const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     Entries moved;
-    for (const PatchEntry& entry : copies)
+    std::size_t done = 0;
+    for (const PatchEntry& entry : copies) {
+        host.showProgress(++done, copies.size());
         if (const Moved one = move(entry))
             moved.push_back(*one);
+    }
     reload(false);
     if (moved.size() < copies.size())
         refuse(true, kMoveBlocked);
@@ -451,11 +492,8 @@ PatchLibrary::Entries PatchLibrary::movePatchesToCategory(std::string_view categ
 
 bool PatchLibrary::setFavourites(const Entries& entries, bool on)
 {
-    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
-    bool all = true;
-    for (const PatchEntry& entry : copies)
-        all &= setFavourite(entry, on, false);
-    changeFavourites().read(scan);
+    const bool all = markFavourites(entries, on);
+    favouriteList.read(scan);
     return all;
 }
 

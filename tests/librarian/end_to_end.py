@@ -55,7 +55,7 @@ class Librarian(unittest.TestCase):
                 (["--search", "OL"], ["A/Lead/Solo AB.fxp"]),
                 (["--favourites"], []), (["--trash"], [])):
             self.assertEqual(self.run_it("list", *options).splitlines(), expected, options)
-        for options in (["--bank", "C"], ["--category", "Nope"], ["--author", "QQ"]):
+        for options in (["--bank", "C"], ["--category", "[c,d]"], ["--author", "QQ"]):
             self.assertIn(options[1] + ": ", self.run_it("list", *options, status=1))
         self.assertFalse((self.root / "Favourites.db").exists(), "looking writes nothing")
 
@@ -154,6 +154,7 @@ class Librarian(unittest.TestCase):
                 (["rename", "A/Pad.fxp", "../B/x"], "not allowed in the name of the patch"),
                 (["rename", "A/Pad.fxp", "n" * 65], "The maximum patch name length is 64"),
                 (["rename-bank", "A", "b"], "Soundbank already exists."),
+                (["rename-bank", "A", "bass"], "Soundbank already exists."),
                 (["rename-bank", "User", "Mine"], "User: this bank keeps its name"),
                 (["rename-category", "Lead", "Solo"], "Lead: the instrument's own categories"),
                 (["delete-bank", "A"], "Please remove all patches from this soundbank first.\n"
@@ -164,6 +165,7 @@ class Librarian(unittest.TestCase):
                 (["restore", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["purge", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["trash", "../Soundbanks/A/Pad.fxp"], "there is no such patch"),
+                (["create-bank", "Lead"], "the folder could not be made"),
                 (["create-bank", ""], "not allowed in the name of the bank")):
             self.assertIn(message, self.run_it(*arguments, status=1), arguments)
             self.assertEqual(self.files(), before, arguments)
@@ -176,7 +178,7 @@ class Librarian(unittest.TestCase):
                           ["--root", "", "tree"], ["list", "--trash", "--favourites"], ["list", "extra"],
                           ["breed", "A/Pad.fxp", "A/Pad.fxp"],
                           ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
-                          ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
+                          ["list", "--bank", "A", "--favourites"], ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
             self.assertIn("usage: zephra-library", self.run_it(*arguments, status=2), arguments)
 
     def test_where_the_library_is(self):
@@ -193,9 +195,11 @@ class Librarian(unittest.TestCase):
             tree = subprocess.run([PROGRAM, "tree"], capture_output=True, text=True, check=True,
                                   env={"HOME": str(self.root.parent), **variables}).stdout
             self.assertIn("Here", tree, variables)
-        result = subprocess.run([PROGRAM, "--root", self.root / "none", "tree"],
-                                capture_output=True, text=True, check=False)
-        self.assertEqual(result.returncode, 1)
+        for root in (self.root / "none", self.root / "A/Pad.fxp", self.root / "back\\slash"):
+            (self.root / "back\\slash").mkdir(exist_ok=True)
+            result = subprocess.run([PROGRAM, "--root", root, "tree"],
+                                    capture_output=True, text=True, check=False)
+            self.assertEqual(result.returncode, 1, root)
         self.assertFalse((self.root / "none").exists())
 
 

@@ -128,6 +128,33 @@ TEST_F(Commands, BlockedMovesChangeNothingAndSayWhy)
     }
 }
 
+TEST_F(Commands, ABatchSeesWhatItHasMoved)
+{
+    open({"A/x.fxp", "B/X.fxp", "B/y.fxp", "C/z.fxp"});
+    EXPECT_THAT(changes(
+                    [&] {
+                        return library
+                                   ->movePatchesToBank(
+                                       "C", {entry("A/x.fxp"), entry("B/X.fxp"), entry("B/y.fxp")})
+                                   .size() == 2;
+                    },
+                    true),
+                UnorderedElementsAreArray({"-A/x.fxp", "+C/x.fxp", "-B/y.fxp", "+C/y.fxp"}));
+    EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked));
+}
+
+TEST_F(Commands, FavouritesOfAnotherInstrumentAreKept)
+{
+    open({"A/x.fxp", "A/y.fxp"});
+    PatchLibrary other(tree->root(), host);
+    other.setFavourite(entry("A/x.fxp"), true, true);
+    library->setFavourite(entry("A/y.fxp"), true, true);
+    EXPECT_EQ(tree->text("Favourites.db"), "A\\x.fxp\nA\\y.fxp");
+    other.renamePatch("z", entry("A/x.fxp"), true, true);
+    library->moveToTrash(entry("A/y.fxp"), true);
+    EXPECT_EQ(tree->text("Favourites.db"), "A\\z.fxp");
+}
+
 TEST_F(Commands, RenamedPatchesAreFoundAgain)
 {
     open({"A/Lead/x.fxp", "root.fxp"});

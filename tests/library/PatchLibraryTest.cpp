@@ -378,9 +378,9 @@ TEST_F(FilteredLibrary, FavouritesTakeTheListsPlaceWithoutBanks)
 
     library->setFavourite(*library->view.rows[0], false, false);
     EXPECT_THAT(library->view.rows, IsEmpty()) << "rows look into the list";
-    const PathText& path = library->favourites().at(1).path;
+    const PathText& path = library->favourites().at(2).path;
     ASSERT_TRUE(library->movePatchFile(path, library->root() + "A\\New.fxp", true, false));
-    EXPECT_EQ(tree.text("Favourites.db"), "Gone\\Lost.fxp\nA\\New.fxp");
+    EXPECT_EQ(tree.text("Favourites.db"), "Genetics\\1.fxp\nGone\\Lost.fxp\nA\\New.fxp");
 }
 
 TEST_F(FilteredLibrary, SteppingStaysInsideTheListAndFollowsTheSelection)
