@@ -34,7 +34,7 @@ std::string_view folderOf(std::string_view path)
 
 } // namespace
 
-void Favourites::read(const LibraryScan& scan)
+void Favourites::read(const LibraryScan& scan, const FindPatch& findPatch)
 {
     clear();
     lastSeen = files.identityOf(files.root() + kFileName);
@@ -62,7 +62,9 @@ void Favourites::read(const LibraryScan& scan)
             !canBeListed(line))
             continue;
         const auto folder = folderIds.find(folderOf(path));
-        if (!list.add({0, folder == folderIds.end() ? 0 : folder->second, path}))
+        const PatchEntry gone{0, folder == folderIds.end() ? 0 : folder->second, path};
+        const PatchEntry* const found = findPatch(path);
+        if (!list.add(found ? *found : gone))
             break;
     }
     rebuild();

@@ -6,6 +6,7 @@
 #include "library/LibraryFiles.h"
 #include "library/LibraryScan.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -26,9 +27,12 @@ public:
     {
     }
 
-    /// Reads the file anew and writes it back in order; a missing one is made. One that cannot be
-    /// read is left alone.
-    void read(const LibraryScan& scan);
+    /// A patch by its path without regard to case; nullptr: none.
+    using FindPatch = std::function<const PatchEntry*(std::string_view path)>;
+
+    /// Reads the file anew and writes it back in order, spelled like the patches; a missing one is
+    /// made. One that cannot be read is left alone.
+    void read(const LibraryScan& scan, const FindPatch& findPatch);
     /// False if the file could not be written; one that could not be read stays as it is.
     bool save();
     /// Another process has written the file since it was last read or saved.

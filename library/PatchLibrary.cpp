@@ -51,7 +51,9 @@ void PatchLibrary::reload(bool rescanAuthors)
     view = PatchView();
     entriesByPath.clear(); // looks into the entries
     scan.read(files);
-    favouriteList.read(scan);
+    for (const PatchEntry& entry : scan.entries)
+        entriesByPath.try_emplace(entry.path, entry.id);
+    readFavourites();
     if (rescanAuthors)
         readBankConfigs();
     rows.build(scan.folders, configuredCategories, additionalCategories);
@@ -61,10 +63,13 @@ void PatchLibrary::reload(bool rescanAuthors)
     filter.authorRow = sameAuthor == metAuthors.end()
                            ? -1
                            : static_cast<int>(std::distance(metAuthors.begin(), sameAuthor));
-    for (const PatchEntry& entry : scan.entries)
-        entriesByPath.try_emplace(entry.path, entry.id);
     filter.bankRow = -1;
     filter.categorySelected.assign(rows.categories.size(), false);
+}
+
+void PatchLibrary::readFavourites()
+{
+    favouriteList.read(scan, [this](std::string_view path) { return findByPath(path); });
 }
 
 void PatchLibrary::readBankConfigs()

@@ -222,6 +222,7 @@ private:
     bool copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
     void copyCompanions(ImportSource& source, const PathText& bank);
 
+    void readFavourites();
     void readBankConfigs();
     void meetAuthors();
     bool passesBank(const PatchEntry& entry) const;

@@ -390,7 +390,7 @@ Favourites& PatchLibrary::changeFavourites()
     if (viewShowsFavourites)
         view = PatchView();
     if (favouriteList.changedElsewhere())
-        favouriteList.read(scan);
+        readFavourites();
     return favouriteList;
 }
 
@@ -412,7 +412,7 @@ bool PatchLibrary::setFavourite(const PatchEntry& entry, bool on, bool rescan)
 {
     const bool done = markFavourites({entry}, on);
     if (rescan)
-        favouriteList.read(scan);
+        readFavourites();
     return done;
 }
 
@@ -420,7 +420,7 @@ bool PatchLibrary::clearFavourites()
 {
     changeFavourites().clear();
     const bool saved = favouriteList.save();
-    favouriteList.read(scan);
+    readFavourites();
     return saved;
 }
 
@@ -493,7 +493,7 @@ PatchLibrary::Entries PatchLibrary::movePatchesToCategory(std::string_view categ
 bool PatchLibrary::setFavourites(const Entries& entries, bool on)
 {
     const bool all = markFavourites(entries, on);
-    favouriteList.read(scan);
+    readFavourites();
     return all;
 }
 

@@ -14,6 +14,7 @@
 #include <iostream>
 #include <iterator>
 #include <system_error>
+#include <unordered_set>
 
 namespace zephra::librarian {
 
@@ -145,10 +146,12 @@ const PatchEntry* Librarian::search(const std::string& patch,
 PatchLibrary::Entries Librarian::find(const Names& patches, const BoundedList<PatchEntry>& list)
 {
     PatchLibrary::Entries found;
+    std::unordered_set<const PatchEntry*> named; // some perhaps twice
     for (const std::string& name : patches) {
-        if (const PatchEntry* entry = search(name, list))
+        const PatchEntry* entry = search(name, list);
+        if (entry && named.insert(entry).second)
             found.push_back(*entry);
-        else
+        if (!entry)
             complain(name, &list == &library.trash() ? kNotInTrash : kNoPatch);
     }
     return found;
@@ -443,7 +446,8 @@ Report Librarian::breed(const Names& patches, const BreedOptions& how)
     state.mix = how.mix;
     PluginParameters child;
     GeneticsEngine().breed(
-        child, [&](int id, float value) { child.setValue(id, value); },
+        child,
+        [&](int id, float value) { child.setValue(id, static_cast<float>(snapped(id, value))); },
         *GeneticsEngine::loadParents(state), state, how.seed);
 
     PatchRecord& record = *child.getPreset(NoParameter);

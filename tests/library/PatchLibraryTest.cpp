@@ -289,6 +289,7 @@ TEST_F(Library, FavouritesAreReadSortedAndWrittenBack)
         std::string text, kept;
     } rows[] = {
         {"order and line ends", "B/b.fxp\r\nA\\a.fxp\n\n", "A\\a.fxp\nB\\b.fxp"},
+        {"another case", "b\\B.FXP\na\\A.fxp", "A\\a.fxp\nB\\b.fxp"},
         {"a file that has gone", "Gone\\g.fxp\nA\\a.fxp", "A\\a.fxp\nGone\\g.fxp"},
         {"too short, too long", "x.f\n" + longLine + "\nA\\a.fxp", "A\\a.fxp"},
         {"outside", "..\\..\\x.fxp\n\\etc\\x.fxp\nA\\.\\x.fxp\nA\\\\x.fxp\nA\\a.fxp", "A\\a.fxp"},
