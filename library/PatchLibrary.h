@@ -3,6 +3,8 @@
 
 #include "library/AuthorTable.h"
 #include "library/Favourites.h"
+#include "library/GeneticsRng.h"
+#include "library/GeneticsState.h"
 #include "library/LibraryColumns.h"
 #include "library/LibraryFiles.h"
 #include "library/LibraryHost.h"
@@ -10,6 +12,7 @@
 #include "library/PatchView.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -133,6 +136,23 @@ public:
     Entries movePatchesToCategory(std::string_view categoryName, const Entries& entries);
     bool setFavourites(const Entries& entries, bool on);
 
+    // --- Genetics. In PatchLibraryGenetics.cpp ---
+    GeneticsState genetics; ///< survives a reload
+
+    /// The selected patches of the view become the parents, or two neighbours if fewer than two are
+    /// selected.
+    void takeParentsFromSelection();
+    /// Makes two patches of the view, drawn by lot, the selected ones; no patch is current then.
+    void selectRandomPair();
+    /// Breeds out of the parents, if they are two or three, first taking the selection over if
+    /// `resetSelection`, or a random pair if both are wanted. `breedChild` has the sound side do
+    /// it.
+    void runGenetics(bool resetSelection, bool randomParents, float mix,
+                     const std::function<void(GeneticsState&)>& breedChild);
+    /// An empty file in the bank "Genetics", named after the present time and the seed of the last
+    /// breed; otherwise as createPatchFile.
+    bool createChildFile(PathText& outPath, bool rescan);
+
     // --- What the browser shows ---
     PatchFilter filter;
     PatchView view;
@@ -152,6 +172,7 @@ private:
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
+    bool createNewFile(const PathText& path, bool rescan);
     Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
     PathText bankPath(std::string_view bankName);
     PathText folderFor(std::string_view bankName, std::string_view categoryName);
@@ -180,7 +201,8 @@ private:
     AuthorTable authors;                           ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
     PathIndex entriesByPath;
-    bool anyCategorySelected = false; ///< of the filter, while a view is built
+    bool anyCategorySelected = false;          ///< of the filter, while a view is built
+    GeneticsRng random{geneticsSeedOfClock()}; ///< of random parents
 };
 
 } // namespace zephra

@@ -321,7 +321,12 @@ bool PatchLibrary::createPatchFile(std::string_view name, PathText& outPath, boo
     const PathText folder = folderFor(bank.empty() ? std::string_view(kUserBank) : bank,
                                       onlyCategorySelected().value_or(""));
     outPath = folder + withExtension(name, kPatchExtension);
-    if (!files.createFile(outPath))
+    return createNewFile(outPath, rescan);
+}
+
+bool PatchLibrary::createNewFile(const PathText& path, bool rescan)
+{
+    if (!files.createFile(path))
         return refuse(true, kMoveBlocked);
     if (rescan)
         reload(false);

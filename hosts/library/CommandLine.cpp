@@ -37,6 +37,7 @@ public:
         app.require_subcommand(1);
         addLooking();
         addPatchCommands();
+        addBreed();
         addFolderCommands();
     }
 
@@ -181,6 +182,29 @@ private:
                             }));
     }
 
+    void addBreed()
+    {
+        CLI::App* breed = app.add_subcommand("breed", "have two or three patches make a child");
+        breed->callback([this] {
+            if (!(how.mix >= 0.0f && how.mix <= 1.0f))
+                throw UsageError{"--mix: a number from 0 to 1"};
+            how.seed &= 0xffffu;
+            onlyLooks = !how.store;
+            carryOut = [this](Librarian& librarian) { return librarian.breed(patches, how); };
+        });
+        takePatches(breed);
+        breed->get_option("PATCH")->expected(2, 3);
+        breed->add_option("--mix", how.mix, "0: all from the first, 1: all parents alike")
+            ->capture_default_str();
+        breed->add_option("--seed", how.seed,
+                          "for a child that can be bred again; the low 16 bits count");
+        CLI::Option_group* target = breed->add_option_group("target");
+        target->add_flag("--store", how.store,
+                         "into the bank Genetics, under the time of its birth");
+        target->add_option("--out", how.outFile, "into this file")->option_text("FILE.fxp");
+        target->require_option(1);
+    }
+
     void addFolderCommands()
     {
         command("restore-all", "bring everything back from the trash",
@@ -228,6 +252,7 @@ private:
     std::vector<std::string> patches;
     std::string first, second, bank, category;
     CLI::Option* moveBank = nullptr;
+    BreedOptions how;
 
     CLI::App app{"The Zephra's patch library from the command line.", "zephra-library"};
 };

@@ -2,8 +2,10 @@
 #include "librarian/Librarian.h"
 
 #include "common/AsciiCase.h"
+#include "common/WholeFile.h"
 #include "controls/ControlTable.h"
 #include "controls/ControlText.h"
+#include "library/GeneticsEngine.h"
 #include "library/NameRule.h"
 #include "library/ProgramFile.h"
 
@@ -22,6 +24,8 @@ constexpr const char* kNoPatch = "there is no such patch";
 constexpr const char* kNotInTrash = "there is no such file in the trash; its name ends in .bin";
 constexpr const char* kNoBank = "there is no such bank";
 constexpr const char* kNoCategory = "there is no such category";
+constexpr const char* kNotParents = "Genetics takes two or three different patches";
+constexpr const char* kBadParent = "warning: this parent cannot be read and passes defaults on";
 constexpr const char* kNoFolder = "there is no folder of that name";
 constexpr const char* kBankStays = "this bank keeps its name and its place";
 constexpr const char* kCategoriesStay = "the instrument's own categories keep their names";
@@ -79,10 +83,12 @@ void Librarian::require(bool done, const std::string& name, const char* otherwis
 
 // --- Names of the command line --------------------------------------------------------------
 
-std::string Librarian::shownPath(const PatchEntry& entry) const
+std::string Librarian::shownPath(std::string_view path) const
 {
-    return slashes(entry.path.view().substr(library.root().view().size()));
+    return slashes(path.substr(library.root().view().size()));
 }
+
+std::string Librarian::shownPath(const PatchEntry& entry) const { return shownPath(entry.path); }
 
 template <class Entries> Report Librarian::paths(const Entries& entries) const
 {
@@ -357,6 +363,59 @@ Report Librarian::setFavourites(const Names& patches, bool on)
     library.setFavourites(find(listed, library.favourites()), on);
     library.setFavourites(find(others, library.entries()), on);
     return {};
+}
+
+Report Librarian::breed(const Names& patches, const BreedOptions& how)
+{
+    const PatchLibrary::Entries found = find(patches, library.entries());
+    if (failed())
+        return {};
+    GeneticsState& state = library.genetics;
+    for (const PatchEntry& entry : found)
+        state.addParent(entry);
+    if (state.parentCount != patches.size() || !state.canBreed()) {
+        complain("breed", kNotParents);
+        return {};
+    }
+    for (const PatchEntry& entry : found)
+        if (readProgramFile(nativePath(entry.path)).fault != ProgramFile::Fault::None)
+            std::cerr << "zephra-library: " << shownPath(entry) << ": " << kBadParent << '\n';
+
+    state.mix = how.mix;
+    PluginParameters child;
+    GeneticsEngine().breed(
+        child, [&](int id, float value) { child.setValue(id, value); },
+        *GeneticsEngine::loadParents(state), state, how.seed);
+
+    PatchRecord& record = *child.getPreset(NoParameter);
+    std::string shown = how.outFile;
+    if (how.store) {
+        PathText path;
+        if (!library.createChildFile(path, false))
+            return {};
+        shown = shownPath(path);
+        if (!store(record, nativePath(path))) {
+            library.discardPatchFile(path);
+            return {};
+        }
+    } else if (!store(record, shown)) {
+        return {};
+    }
+
+    Report report;
+    const std::string info(record.infoText());
+    report.json = {{"patch", shown}, {"info", info}, {"seed", state.seed}};
+    report.text = shown + "\n" + info + "\n" + std::to_string(state.seed) + "\n";
+    return report;
+}
+
+bool Librarian::store(PatchRecord& child, const std::filesystem::path& file)
+{
+    child.setName(patchNameOf(file));
+    const std::error_code error = replaceFile(file, programFileBytes(child, 0));
+    if (error)
+        complain(file.string(), error.message().c_str());
+    return !error;
 }
 
 // --- Whole lists and folders ----------------------------------------------------------------

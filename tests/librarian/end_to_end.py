@@ -33,9 +33,12 @@ class Librarian(unittest.TestCase):
         return {str(p.relative_to(self.root)) for p in self.root.rglob("*")
                 if p.is_file() and p.name not in ("config.ini", "Favourites.db")}
 
+    def call(self, *arguments):
+        return subprocess.run([PROGRAM, "--root", self.root, *arguments], capture_output=True,
+                              text=True, check=False)
+
     def run_it(self, *arguments, status=0):
-        result = subprocess.run([PROGRAM, "--root", self.root, *arguments], capture_output=True,
-                                text=True, check=False)
+        result = self.call(*arguments)
         self.assertEqual(result.returncode, status, result.stderr)
         self.assertEqual(bool(result.stderr), status != 0, result.stderr)
         return result.stdout if status == 0 else result.stderr
@@ -103,6 +106,38 @@ class Librarian(unittest.TestCase):
         self.assertEqual(self.files(), {"User/Mine ZZ.fxp", "User/Bass/Solo AB.fxp",
                                         "Best/lead/Solo 1 AB.fxp", "Best/lead/Other.fxp"})
 
+    def test_children(self):
+        other = self.root / "A/Other.fxp"
+        subprocess.run([RENDER, "--set", "filter_cutoff=0.75", "--save-patch", other, "--seconds",
+                        "0", "--out", self.root / "x.wav", "--quiet"], check=True)
+        before = self.files()
+        # At mix 0 all comes from the first parent, but for one draw in 65536.
+        for mix, seed, cutoffs in (("0", "8000", {0.25}), ("1", "8000", {0.25, 0.75})):
+            children = []
+            for _ in range(2):
+                file = self.root.parent / "Child.fxp"
+                out = self.run_it("breed", "A/Pad.fxp", "A/Other.fxp", "--mix", mix,
+                                  "--seed", seed, "--out", file)
+                self.assertEqual(out, f"{file}\nPad|Other|1f42\n8002\n")
+                children.append(file.read_bytes())
+            self.assertEqual(*children)
+            self.put("User/Child.fxp", children[0])
+            controls = json.loads(self.run_it("--json", "show", "User/Child.fxp"))["controls"]
+            self.assertIn(controls["filter_cutoff"]["value"], cutoffs)
+            (self.root / "User/Child.fxp").unlink()
+        self.assertEqual(self.files(), before, "nothing of it goes into the library")
+        child = json.loads(self.run_it("--json", "breed", "a/pad.fxp", "A/Other.fxp",
+                                       "User/Mine ZZ.fxp", "--store"))
+        self.assertEqual(self.files() - before, {child["patch"]})
+        self.assertRegex(child["patch"], rf"^Genetics/\d{{6}}-\d{{6}}-{child['seed']:X}\.fxp$")
+        self.assertEqual(child["info"], "Pad|Other|Mine ZZ")
+        shown = json.loads(self.run_it("--json", "show", child["patch"]))
+        self.assertEqual(shown["info"], child["info"])
+        self.assertIn("two or three", self.run_it("breed", "A/Pad.fxp", "a/PAD.fxp", "--store",
+                                                  status=1))
+        self.put("A/Broken.fxp", b"no patch")
+        self.assertEqual(self.call("breed", "A/Pad.fxp", "A/Broken.fxp", "--store").returncode, 0)
+
     def test_refusals_change_nothing(self):
         self.put("B/Pad.fxp", b"other")
         before = self.files()
@@ -134,6 +169,8 @@ class Librarian(unittest.TestCase):
         for arguments in ([], ["frobnicate"], ["show"], ["move", "A/Pad.fxp"],
                           ["move", "A/Pad.fxp", "--bank", "B", "--category", "Lead"],
                           ["list", "--trash", "--favourites"], ["list", "extra"],
+                          ["breed", "A/Pad.fxp", "A/Pad.fxp"],
+                          ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
                           ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
             self.assertIn("usage: zephra-library", self.run_it(*arguments, status=2), arguments)
 

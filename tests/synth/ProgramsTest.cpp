@@ -69,6 +69,26 @@ TEST(NewPatch, LiesWhereTheBrowserPointsAndNeverOnAnotherOne)
     EXPECT_EQ(synth.getControlValue(filter_cutoff), 0.125f);
 }
 
+TEST(Child, IsStoredInABankOfItsOwn)
+{
+    const PatchTree tree{"A/a.fxp", "A/b.fxp"};
+    Plugin plugin("", tree.root());
+    VstXSynth& synth = *plugin.synth;
+    synth.library()->buildView({});
+    synth.library()->runGenetics(true, false, 0.5f,
+                                 [&](GeneticsState& state) { synth.breed(state, 0xabc); });
+    EXPECT_EQ(synth.currentPatchName(), "Genetics");
+    ASSERT_TRUE(synth.storeChild());
+    EXPECT_TRUE(synth.programName().ends_with("-ABE")) << synth.programName();
+    const PatchEntry* stored = synth.library()->findByPath(libraryPath(synth.currentPatchPath));
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(synth.library()->bankNameOf(*stored), "Genetics");
+    synth.initPatch();
+    synth.loadPatchFile(synth.currentPatchPath, PatchFileMode::LoadProgram, true);
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
+    EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "a|b|abe");
+}
+
 TEST(FirstStart, BringsTheFactoryBanksOnce)
 {
     const PatchTree factory{"Showcase/Bass Carpet QX.fxp", "Essentials/Bass/x.fxp"};
