@@ -10,7 +10,8 @@ namespace zephra::aax {
 
 namespace {
 
-constexpr std::size_t kDataBytes = 8;
+constexpr std::size_t kDataBytes = 8; // a pointer
+static_assert(kDataBytes == sizeof(void*));
 constexpr std::uint32_t kAllTransportEvents = 65535;
 constexpr int kCanBypassProperty = 60;
 
@@ -71,7 +72,7 @@ AAX_Result AAX_CMonolithicParameters::ResetFieldData(int field, void* data, std:
         return AAX_ERROR_NULL_OBJECT;
     std::memset(data, 0, size);
     const AAX_CMonolithicParameters* const instance = this;
-    if (field == kPrivateDataField && size == sizeof instance)
+    if (field == kPrivateDataField && size == kDataBytes)
         std::memcpy(data, &instance, size);
     return AAX_SUCCESS;
 }

@@ -17,15 +17,15 @@ class AAX_CMonolithicParameters : public AAX_IEffectParameters {
 public:
     static constexpr int kPrivateDataField = 22; ///< port of the pointer to the instance
 
-    AAX_CMonolithicParameters() noexcept { ++instances; }
-    ~AAX_CMonolithicParameters() override { --instances; }
+    AAX_CMonolithicParameters() noexcept { ++alive; }
+    ~AAX_CMonolithicParameters() override { --alive; }
     AAX_CMonolithicParameters(const AAX_CMonolithicParameters&) = delete;
     AAX_CMonolithicParameters& operator=(const AAX_CMonolithicParameters&) = delete;
 
     /// Adds one form of the instrument to an effect.
     static AAX_Result StaticDescribe(AAX_IEffectDescriptor& descriptor,
                                      const InstrumentSetup& setup);
-    static int instanceCount() noexcept { return instances; } ///< [any]
+    static int instanceCount() noexcept { return alive; } ///< [any]
 
     AAX_Result Initialize(Controller& host) override;
     AAX_Result Uninitialize() override;
@@ -54,7 +54,7 @@ protected:
 private:
     static void process(RenderInfo* const* instances, int count) noexcept;
 
-    static inline std::atomic<int> instances{0};
+    static inline std::atomic<int> alive{0};
 
     std::vector<std::unique_ptr<AAX_IParameter>> parameterManager;
 };

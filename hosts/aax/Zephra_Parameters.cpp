@@ -187,9 +187,9 @@ void Zephra_Parameters::sendMidi(AAX_IMIDINode* node) noexcept
     if (stream.count == 0 || stream.count >= HostEvents::kMost)
         return;
     for (std::uint32_t i = 0; i < stream.count; ++i) {
-        const MidiPacket& packet = stream.packets[i];
-        hostEvents.midiBuffer[i] = MidiEvent(static_cast<int>(packet.timestamp), packet.data[0],
-                                             packet.data[1], packet.data[2]);
+        MidiEvent& event = hostEvents.midiBuffer[i];
+        event.deltaFrames = static_cast<std::int32_t>(stream.packets[i].timestamp);
+        std::copy_n(stream.packets[i].data.begin(), 3, event.data.begin());
     }
     const HostEvents events{static_cast<std::int32_t>(stream.count), hostEvents.pointers.data()};
     synth->processEvents(&events);
