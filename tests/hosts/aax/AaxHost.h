@@ -312,9 +312,9 @@ struct Instance : Track {
         process(instances, 1);
         midi.waiting.clear();
     }
-    AAX_Result set(const char* id, double value)
+    AAX_Result set(const std::string& id, double value)
     {
-        return model->UpdateParameterNormalizedValue(id, value, 0);
+        return model->UpdateParameterNormalizedValue(id.c_str(), value, 0);
     }
     AAX_IParameter* parameter(const std::string& id) const
     {

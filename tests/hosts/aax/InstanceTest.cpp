@@ -12,10 +12,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <memory>
 #include <span>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace zephra::aax {
@@ -135,8 +137,9 @@ TEST_F(AaxTest, AValueFromTheHostReachesTheInstrument)
     seen("Update", "pn_34 = 0.25 gives cutoff " + std::to_string(valueIn(block, filter_cutoff)) +
                        "; 3 changes");
 
-    for (const char* id : {"pn_75", "pn_", "pn_034", "", static_cast<const char*>(nullptr)})
+    for (const char* id : {"pn_75", "pn_", "pn_034", ""})
         EXPECT_EQ(track.set(id, 0.5), -20002);
+    EXPECT_EQ(track.model->UpdateParameterNormalizedValue(nullptr, 0.5, 0), -20002);
     EXPECT_EQ(track.set("pn_34", std::nan("")), -20002);
     EXPECT_EQ(track.changes(), 3);
     EXPECT_EQ(track.chunk(), block);
@@ -442,6 +445,36 @@ TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
     track.render(512);
     EXPECT_NE(track.sound(0), std::vector<float>(512, Track::kOld));
     seen("odd orders", "blocks of -1 to 1024, missing buffers, stop and start again: no harm");
+}
+
+TEST_F(AaxTest, StateIsExchangedAndParametersMoveWhileTheSoundGoesOn)
+{
+    const LoadedLibrary library;
+    Instance track(library, AAX_eStemFormat_Stereo);
+    const auto song = track.chunk();
+    track.load(song); // the first is dropped
+    std::atomic<bool> done = false;
+    bool finite = true;
+    std::thread audio([&] {
+        for (int block = 0; !done; ++block) {
+            track.midiEvent(block % 128, block % 2 ? 0x80 : 0x90, 40 + block / 2 % 40, 100);
+            track.render(128);
+            finite = finite &&
+                     std::ranges::all_of(track.sound(0), [](float x) { return std::isfinite(x); });
+        }
+    });
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(track.load(song), AAX_SUCCESS);
+        EXPECT_EQ(track.set("pn_" + std::to_string(i % 75), i / 100.0), AAX_SUCCESS);
+        EXPECT_EQ(track.set("MasterBypassID", i % 2), AAX_SUCCESS);
+        track.chunk();
+        track.model->TimerWakeup();
+    }
+    done = true;
+    audio.join();
+    EXPECT_TRUE(finite);
+    EXPECT_EQ(track.load(song), AAX_SUCCESS);
+    EXPECT_EQ(track.chunk(), song);
 }
 
 TEST_F(AaxTest, ManyInstancesLiveSideBySide)
