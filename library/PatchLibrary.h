@@ -211,7 +211,7 @@ private:
     Favourites favouriteList;
     LibraryColumns rows;
     std::vector<std::string> additionalCategories; ///< of all banks
-    AuthorTable authors;    ///< of all banks
+    AuthorTable authors;                           ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
     std::vector<CompanionType> companionTypes;
     PathIndex entriesByPath;
