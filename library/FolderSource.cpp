@@ -59,7 +59,7 @@ bool FolderSource::isPassed(const fs::path& folder) const
 
 bool FolderSource::copy(const ImportItem& item, const LibraryFiles& target, const PathText& to)
 {
-    return target.replaceByCopy(item.path, to);
+    return target.putCopy(item.path, to);
 }
 
 } // namespace zephra

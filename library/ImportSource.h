@@ -40,8 +40,8 @@ public:
     /// In the order in which they are imported. The library lists files and folders of all these
     /// names.
     virtual const std::vector<ImportItem>& items() const noexcept = 0;
-    /// Copies one of them into a tree, in place of what was there. False if it could not be read or
-    /// written.
+    /// Copies one of them into a tree, in place of what was there, unflushed. False if it could not
+    /// be read or written.
     virtual bool copy(const ImportItem& item, const LibraryFiles& files, const PathText& to) = 0;
 };
 

@@ -426,7 +426,7 @@ bool LibraryFiles::removeFolder(const PathText& path) const
 
 /// The bytes go to a file beside the place, which then takes its name. The leading dot keeps it
 /// out of every scan if the process dies meanwhile.
-bool LibraryFiles::writeAside(const Place& place, const Fill& fill, bool replace) const
+bool LibraryFiles::writeAside(const Place& place, const Fill& fill, Manner manner) const
 {
     static std::atomic<unsigned> files{0};
     const int folder = place.folder.get();
@@ -441,13 +441,16 @@ bool LibraryFiles::writeAside(const Place& place, const Fill& fill, bool replace
         return false;
 
     struct stat old {};
-    if (replace && ::fstatat(folder, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+    if (manner != Manner::New &&
+        ::fstatat(folder, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
         S_ISREG(old.st_mode))
         ::fchmod(file.get(), old.st_mode & 0777);
-    bool done = fill(file.get()) && ::fdatasync(file.get()) == 0;
+    bool done =
+        fill(file.get()) && (manner == Manner::ReplaceQuickly || ::fdatasync(file.get()) == 0);
     done &= file.close();
-    done = done && (replace ? ::renameat(folder, aside.c_str(), folder, place.name.c_str()) == 0
-                            : renameNoReplace(folder, aside.c_str(), folder, place.name.c_str()));
+    done = done && (manner == Manner::New
+                        ? renameNoReplace(folder, aside.c_str(), folder, place.name.c_str())
+                        : ::renameat(folder, aside.c_str(), folder, place.name.c_str()) == 0);
     if (!done)
         ::unlinkat(folder, aside.c_str(), 0);
     return nowHolds(place, done);
@@ -466,16 +469,10 @@ bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
 {
     const auto place = writablePlaceOf(path);
     return place && nameInTheWay(place->folder.get(), place->name, {}).empty() &&
-           copyTo(*place, source, false);
+           copyTo(*place, source, Manner::New);
 }
 
-bool LibraryFiles::replaceByCopy(const fs::path& source, const PathText& path) const
-{
-    const auto place = writablePlaceOf(path);
-    return place && copyTo(*place, source, true);
-}
-
-bool LibraryFiles::copyTo(const Place& place, const fs::path& source, bool replace) const
+bool LibraryFiles::copyTo(const Place& place, const fs::path& source, Manner manner) const
 {
     RegularFile from(source);
     if (from.error())
@@ -490,17 +487,38 @@ bool LibraryFiles::copyTo(const Place& place, const fs::path& source, bool repla
         } while (count == bytes.size());
         return true;
     };
-    return writeAside(place, copy, replace);
+    return writeAside(place, copy, manner);
+}
+
+bool LibraryFiles::writeTo(const Place& place, std::string_view text, Manner manner) const
+{
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    return writeAside(
+        place, [&](int file) { return writeAll(file, bytes); }, manner);
 }
 
 bool LibraryFiles::replaceText(const PathText& path, std::string_view text) const
 {
     const auto place = writablePlaceOf(path);
-    if (!place)
-        return false;
-    const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    return writeAside(
-        *place, [&](int file) { return writeAll(file, bytes); }, true);
+    return place && writeTo(*place, text, Manner::Replace);
+}
+
+bool LibraryFiles::putCopy(const fs::path& source, const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && copyTo(*place, source, Manner::ReplaceQuickly);
+}
+
+bool LibraryFiles::putText(const PathText& path, std::string_view text) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && writeTo(*place, text, Manner::ReplaceQuickly);
+}
+
+void LibraryFiles::flush() const
+{
+    if (const Handle folder = openRoot())
+        ::syncfs(folder.get());
 }
 
 } // namespace zephra

@@ -90,15 +90,20 @@ public:
     bool createFile(const PathText& path) const;
     /// A new file, which appears when it is complete. The source may lie anywhere.
     bool copyFile(const std::filesystem::path& source, const PathText& path) const;
-    /// Likewise in place of what was there.
-    bool replaceByCopy(const std::filesystem::path& source, const PathText& path) const;
     /// Puts a file in place of what was there, when it is complete.
     bool replaceText(const PathText& path, std::string_view text) const;
+
+    // Quickly, for many files: in place of what was there, but a power cut may leave empty ones
+    // until `flush` has waited for the disk.
+    bool putCopy(const std::filesystem::path& source, const PathText& path) const;
+    bool putText(const PathText& path, std::string_view text) const;
+    void flush() const;
 
 private:
     class Handle;
     struct Place;
     struct KnownNames;
+    enum class Manner { New, Replace, ReplaceQuickly };
     using Fill = std::function<bool(int file)>;
 
     std::string nameInTheWay(int folder, const std::string& name, std::string_view own) const;
@@ -108,8 +113,9 @@ private:
     Handle openFolder(const PathText& folder) const;
     std::optional<Place> placeOf(const PathText& path) const;
     std::optional<Place> writablePlaceOf(const PathText& path) const;
-    bool copyTo(const Place& place, const std::filesystem::path& source, bool replace) const;
-    bool writeAside(const Place& place, const Fill& fill, bool replace) const;
+    bool copyTo(const Place& place, const std::filesystem::path& source, Manner manner) const;
+    bool writeTo(const Place& place, std::string_view text, Manner manner) const;
+    bool writeAside(const Place& place, const Fill& fill, Manner manner) const;
 
     std::unique_ptr<KnownNames> known; ///< during a batch
     std::filesystem::path rootPath;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "common/AsciiCase.h"
+#include "common/WholeFile.h"
 #include "library/BankConfig.h"
 #include "library/FolderSource.h"
 #include "library/LibraryMessages.h"
@@ -68,7 +69,8 @@ void PatchLibrary::registerCompanionType(const fs::path& companionRoot, std::str
 bool PatchLibrary::importPatch(const fs::path& source, PathText& outPath)
 {
     const std::string name = source.filename().string();
-    const bool isPatch = isListedName(name) && equalNoCase(extensionOf(name), kPatchExtension);
+    const bool isPatch = isListedName(name) && equalNoCase(extensionOf(name), kPatchExtension) &&
+                         !RegularFile(source).error(); // before folders are made for it
     const Moved copy = isPatch ? copyPatch(source, {0, 0, PathText(name)}) : std::nullopt;
     if (!copy)
         return refuse(true, kFileNotImported);
@@ -145,6 +147,7 @@ bool PatchLibrary::copyItems(ImportSource& source, std::string_view sourceName,
         all &= source.copy(item, files, spellings.of(folder + item.name()));
         host.showProgress(i + 1, count);
     }
+    files.flush();
     return all;
 }
 
@@ -164,6 +167,7 @@ void PatchLibrary::copyCompanions(ImportSource& source, const PathText& bank)
         for (const ImportItem& item : source.items())
             if (isCompanion(item))
                 source.copy(item, companions, folder + item.name());
+        companions.flush();
         if (!type.note.empty())
             host.showMessage(kInfoTitle, type.note);
     }

@@ -31,7 +31,7 @@ struct ZipReader::Archive {
         };
         functions.zclose_file = [](void*, void*) { return 0; };
         functions.zerror_file = [](void*, void* self) {
-            return static_cast<Archive*>(self)->file.error() ? 1 : 0;
+            return static_cast<Archive*>(self)->ranOut ? 1 : 0;
         };
         if (!file.error())
             zip = unzOpen2_64("", &functions);
@@ -51,8 +51,10 @@ struct ZipReader::Archive {
             if (position - windowStart >= windowSize) { // also ahead of it: the difference wraps
                 windowStart = position;
                 windowSize = file.readAt(position, window);
-                if (windowSize == 0)
+                if (windowSize == 0) {
+                    ranOut = true;
                     break;
+                }
             }
             const std::uint64_t at = position - windowStart;
             const uLong part = std::min<uLong>(size - count, windowSize - at);
@@ -78,6 +80,7 @@ struct ZipReader::Archive {
     std::array<std::uint8_t, 16384> window{};
     std::uint64_t windowStart = 0;
     std::size_t windowSize = 0; ///< bytes of the file that it holds
+    bool ranOut = false;        ///< of bytes that should have been there
     unzFile zip = nullptr;
 };
 

@@ -60,7 +60,7 @@ ZipSource::ZipSource(const std::filesystem::path& archive) : reader(archive)
 
 bool ZipSource::copy(const ImportItem& item, const LibraryFiles& target, const PathText& to)
 {
-    return reader.read(item.index, unpacked) && target.replaceText(to, unpacked);
+    return reader.read(item.index, unpacked) && target.putText(to, unpacked);
 }
 
 } // namespace zephra

@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 from pathlib import Path
 
 PROGRAM, RENDER = sys.argv.pop(1), sys.argv.pop(1)
@@ -143,6 +144,34 @@ class Librarian(unittest.TestCase):
         self.put("A/Broken.fxp", b"no patch")
         self.assertEqual(self.call("breed", "A/Pad.fxp", "A/Broken.fxp", "--store").returncode, 0)
 
+    def test_imports(self):
+        outside = self.root.parent
+        for name in ("Pack/Lead/New.fxp", "Pack/Old/Lead/Deep.fxp"):
+            self.put("../" + name, PATCH)
+        with zipfile.ZipFile(outside / "pack.zip", "w") as archive:
+            archive.writestr("Any/Bass/Low.fxp", PATCH)
+        self.assertEqual(self.run_it("import", outside / "Pack"), "Pack\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "pack.zip")),
+                         {"bank": "pack (1)"})
+        self.assertEqual(self.run_it("import", outside / "Pack/Lead/New.fxp"), "User/New.fxp\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "Pack/Lead/New.fxp",
+                                                "--bank", "B", "--category", "LEAD")),
+                         {"patches": ["B/lead/New.fxp"]})
+        before = self.files()
+        self.assertLessEqual({"Pack/Lead/New.fxp", "Pack/Lead/Deep.fxp", "pack (1)/Bass/Low.fxp",
+                              "User/New.fxp", "B/lead/New.fxp"}, before)
+        self.put("../Empty/readme.txt")
+        self.put("../text.zip", b"text")
+        for source, message in (("Empty", "Nothing found to import!\n"),
+                                ("text.zip", "Failed to open ZIP archive!\n"),
+                                ("Missing", "there is no such file or folder\n"),
+                                ("Empty/readme.txt", "this is no patch (.fxp), folder or ZIP")):
+            self.assertIn(message, self.run_it("import", outside / source, status=1))
+        for source in ("Pack", "pack.zip"):
+            self.assertIn("usage: ", self.run_it("import", outside / source, "--bank", "B",
+                                                 status=2))
+        self.assertEqual(self.files(), before)
+
     def test_refusals_change_nothing(self):
         self.put("B/Pad.fxp", b"other")
         before = self.files()
@@ -175,10 +204,11 @@ class Librarian(unittest.TestCase):
     def test_wrong_command_lines(self):
         for arguments in ([], ["frobnicate"], ["show"], ["move", "A/Pad.fxp"],
                           ["move", "A/Pad.fxp", "--bank", "B", "--category", "Lead"],
-                          ["--root", "", "tree"], ["list", "--trash", "--favourites"], ["list", "extra"],
-                          ["breed", "A/Pad.fxp", "A/Pad.fxp"],
+                          ["--root", "", "tree"], ["list", "--trash", "--favourites"],
+                          ["list", "extra"], ["import"], ["breed", "A/Pad.fxp", "A/Pad.fxp"],
                           ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
-                          ["list", "--bank", "A", "--favourites"], ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
+                          ["list", "--bank", "A", "--favourites"], ["favourite", "A/Pad.fxp"],
+                          ["favourite", "A/Pad.fxp", "maybe"]):
             self.assertIn("usage: zephra-library", self.run_it(*arguments, status=2), arguments)
 
     def test_where_the_library_is(self):
