@@ -118,7 +118,9 @@ bool AudioOutput::isLost()
     const std::int64_t rendered = instrument.rendered() - renderedBefore;
     renderedBefore += rendered;
     stillSeconds = rendered == 0 ? stillSeconds + 1 : 0;
-    return !stream || !stream->isStreamRunning() || stillSeconds >= kStillSecondsOfLoss ||
+    if (stream && stream->isStreamOpen() && !stream->isStreamRunning())
+        return false; // RtAudio itself is still closing it, on a thread of its own
+    return !stream || !stream->isStreamOpen() || stillSeconds >= kStillSecondsOfLoss ||
            (!isJack() && rendered > kRunningWild * streamRate);
 }
 

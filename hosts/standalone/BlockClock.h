@@ -10,9 +10,9 @@
 namespace zephra::standalone {
 
 /// Tells on which sample of a block a message falls, so that a rhythm keeps its timing whatever
-/// the block size. Sound systems ask for blocks a little early or late, or for several at once:
-/// this clock moves on by the length of the blocks and only leans toward the moments at which it
-/// is asked. A message sounds one block after it came in. [audio]
+/// the block size. Sound systems ask for blocks more or less late, or for several at once: this
+/// clock moves on by the length of the blocks along the earliest of those moments, and leans only
+/// slowly toward later ones. A message sounds one block after it came in. [audio]
 class BlockClock {
 public:
     /// [!processing] Hz
@@ -29,7 +29,7 @@ public:
         const double expected = due + blockFrames * secondsPerSample;
         const double late = asked - expected;
         const bool astray = !running || std::abs(late) > kMostBlocksOff * frames * secondsPerSample;
-        due = astray ? asked : expected + kLean * late;
+        due = astray || late < 0.0 ? asked : expected + kLean * late;
         blockFrames = frames;
         running = true;
     }
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    static constexpr double kLean = 0.05;         ///< part of the lateness that a block makes good
+    static constexpr double kLean = 0.002;        ///< part of the lateness that a block makes good
     static constexpr double kMostBlocksOff = 4.0; ///< beyond, the stream has stood still
 
     static double seconds(Clock::time_point when) noexcept

@@ -63,9 +63,8 @@ TEST(BlockClock, LateBlocksDoNotMoveMessages)
     std::vector<double> late;
     for (int i = 0; i < 2000; ++i)
         late.push_back(1.0 + i * kBlock + lateness(random));
-    // Taken as they come, messages would be off by up to the lateness: 205 samples. What is left is
-    // the sway of the clock.
-    EXPECT_LE(spread(landings(512, late)), 60.0);
+    // Taken as they come, messages would be off by up to the lateness: 205 samples.
+    EXPECT_LE(spread(landings(512, late)), 20.0);
 }
 
 TEST(BlockClock, FollowsASoundCardThatRunsFast)

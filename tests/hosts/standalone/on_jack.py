@@ -37,24 +37,18 @@ def chord_song(lead_in):
 
 
 class OnJack(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.server = rig.Server()
-        cls.server.start()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.server.stop()
-
     def setUp(self):
+        self.server = rig.Server()
+        self.server.start(patient="terminal" not in self.id())  # it would wait for crashed ones
+        self.addCleanup(self.server.stop)
         place = tempfile.TemporaryDirectory()
         self.addCleanup(place.cleanup)
         self.folder = Path(place.name)
         os.environ["ZEPHRA_DATA_ROOT"] = str(self.folder / "data")
         os.environ["ZEPHRA_SETTINGS_DIR"] = str(self.folder / "settings")
         self.patch = self.folder / "Test.fxp"
-        self.render("--set", "polyphony=3", "--set", "mixer_osc_2=0.6", "--set", "fx_active=1",
-                    "--set", "filter_cutoff=0.6", "--save-patch", self.patch, "--seconds", "0")
+        self.render("--set", "polyphony=3", "--set", "filter_cutoff=0.6",
+                    "--save-patch", self.patch, "--seconds", "0")
         self.running = []
         self.addCleanup(self.end_all)
 
@@ -88,12 +82,12 @@ class OnJack(unittest.TestCase):
         program = self.start("--patch", self.patch, "--play", song, stdin=subprocess.DEVNULL,
                              stdout=subprocess.DEVNULL)
         studio.connect()
-        studio.client.set_freewheel(True)  # as fast as it goes, and no block is ever late
         self.assertEqual(program.wait(60), 0, "the program ends with the song")
-        studio.client.set_freewheel(False)
 
         heard = rig.from_first_sound(studio.sound())
-        rendered = rig.from_first_sound(self.render("--patch", self.patch, song))
+        library = self.folder / "data" / "Soundbanks"  # whose first patch comes before
+        rendered = rig.from_first_sound(
+            self.render("--library", library, "--patch", self.patch, song))
         self.assertGreater(rig.peak(rendered), 0.05)
         self.assertGreaterEqual(len(heard), len(rendered))
         differing = [i for i, pair in enumerate(zip(heard, rendered)) if pair[0] != pair[1]]
@@ -105,27 +99,26 @@ class OnJack(unittest.TestCase):
         studio = self.studio()
         studio.connect()
         rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
-        time.sleep(0.1)
+        studio.record(0.1)
         silent = len(studio.blocks)
         self.assertLess(rig.peak(studio.sound()), rig.AUDIBLE, "silence before the first note")
         studio.play((0x90, 57, 100))
-        time.sleep(0.5)
+        studio.record(0.6)
         studio.play((0x80, 57, 0))
-        time.sleep(0.3)
         sound = studio.sound()[2 * silent * rig.BLOCK:]
         first = next(i for i, value in enumerate(sound) if abs(value) > rig.AUDIBLE) // 2
         self.assertLess(first / rig.RATE, 0.1, "from key to sound")
 
-        heard = rig.from_first_sound(sound)
+        heard = rig.from_first_sound(sound)[:rig.RATE // 2]
         rendered = rig.from_first_sound(
-            self.render("--patch", self.patch, "--note", "57,100,0.1,0.6", "--seconds", "0.7"))
-        seconds = slice(rig.RATE // 5, rig.RATE)  # 0.1 s to 0.5 s, interleaved
-        level = [sum(v * v for v in s[seconds]) ** 0.5 for s in (heard, rendered)]
-        self.assertAlmostEqual(level[0] / level[1], 1.0, delta=0.1)
+            self.render("--patch", self.patch, "--note", "57,100,0,0.5"))[:rig.RATE // 2]
+        a3, *others = (rig.strength(heard, hertz) for hertz in (220.0, 207.7, 233.1))
+        self.assertGreater(a3, 5 * max(others), "the key that was played")
+        self.assertAlmostEqual(a3 / rig.strength(rendered, 220.0), 1.0, delta=0.3)
 
         program.send_signal(signal.SIGTERM)
-        self.assertEqual(program.wait(30), 0)
-        said = program.stdout.read()
+        said = program.communicate(timeout=30)[0]
+        self.assertEqual(program.returncode, 0)
         self.assertRegex(said, r"(?s)Jack: system, 48000 Hz, blocks of 256.*Connected: .*Keyboard")
 
     def test_a_keyboard_that_is_pulled_leaves_no_note_hanging(self):
@@ -133,42 +126,21 @@ class OnJack(unittest.TestCase):
         studio = self.studio()
         player = rig.jack.Client("Piano")
         port = player.midi_outports.register("keys")
-        sent = []
+        to_play = []
 
         def process(_):
             port.clear_buffer()
-            if studio.client.get_all_connections and not sent and player_ready:
-                port.write_midi_event(0, bytes((0x90, 60, 100)))
-                sent.append(True)
-        player_ready = []
+            if to_play:
+                port.write_midi_event(0, to_play.pop())
         player.set_process_callback(process)
         player.activate()
         studio.connect()
         rig.wait_for(lambda: player.get_all_connections(port), "the connection")
-        player_ready.append(True)
+        to_play.append(bytes((0x90, 60, 100)))
         rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
         player.deactivate()
         player.close()
         rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) < 0.001, "silence")
-
-    def test_the_server_may_go_and_come_back(self):
-        program = self.start("--patch", self.patch, stdin=subprocess.DEVNULL,
-                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        studio = rig.Studio(keyboard=None)
-        studio.connect()
-        studio.close()
-        self.server.stop()
-        time.sleep(2.5)
-        self.assertIsNone(program.poll(), "it waits")
-        self.server.start()
-        studio = self.studio()
-        studio.connect()
-        rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
-        studio.play((0x90, 57, 100))
-        rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
-        program.send_signal(signal.SIGINT)
-        self.assertEqual(program.wait(30), 0)
-        self.assertRegex(program.stdout.read(), r"(?s)device has gone.*sound is back")
 
     # --- Choices ---
     def test_devices_and_ports_are_chosen_and_remembered(self):
