@@ -71,6 +71,13 @@ public:
         }
     }
 
+    /// [audio] One parameter as the host's automation and one as its generic editor moves it.
+    void moveAnyParameter() noexcept
+    {
+        plugin.setParameterAutomated(below(kNumHostParameters), normalised());
+        plugin.setParameter(below(kNumHostParameters), normalised());
+    }
+
     /// [audio] One host block with the events that were added.
     void play(int frames) noexcept
     {

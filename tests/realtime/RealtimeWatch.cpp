@@ -33,7 +33,7 @@ thread_local Offences* watching = nullptr; ///< of this thread; nullptr: nobody 
 thread_local volatile char dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
 
 /// Looks away while it takes notes.
-void note(int Offences::*count, const char* what, int systemCallNumber = -1) noexcept
+void note(int Offences::*count, const char* what) noexcept
 {
     Offences* const seen = std::exchange(watching, nullptr);
     if (!seen)
@@ -43,7 +43,6 @@ void note(int Offences::*count, const char* what, int systemCallNumber = -1) noe
     ++(seen->*count);
     if (!seen->first) {
         seen->first = what;
-        seen->systemCallNumber = systemCallNumber;
         seen->depth = backtrace(seen->place.data(), static_cast<int>(seen->place.size()));
     }
     dispatch = dispatched;
@@ -53,10 +52,10 @@ void note(int Offences::*count, const char* what, int systemCallNumber = -1) noe
 #if defined(__x86_64__)
 
 /// A system call of a watched thread, which the kernel has not begun: noted, then made again.
-void onSystemCall(int, siginfo_t* info, void* context) noexcept
+void onSystemCall(int, siginfo_t*, void* context) noexcept
 {
     constexpr long kInstructionBytes = 2; // "syscall"
-    note(&Offences::systemCalls, "system call", info->si_syscall);
+    note(&Offences::systemCalls, "system call");
     dispatch = SYSCALL_DISPATCH_FILTER_ALLOW; // for the return from here, too
     static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP] -= kInstructionBytes;
 }
@@ -129,9 +128,7 @@ RealtimeWatch::~RealtimeWatch()
         setDispatch(PR_SYS_DISPATCH_OFF);
 }
 
-const char* RealtimeWatch::blindness() noexcept { return nullptr; }
-
-const char* RealtimeWatch::blindnessToSystemCalls() noexcept
+const char* RealtimeWatch::blindness() noexcept
 {
     return trapsSystemCalls() ? nullptr : "this kernel does not hand system calls back to programs";
 }
@@ -167,11 +164,6 @@ void* realloc(void* old, std::size_t size) noexcept
     noteAllocation("realloc");
     return __libc_realloc(old, size);
 }
-void* memalign(std::size_t alignment, std::size_t size) noexcept
-{
-    noteAllocation("memalign");
-    return __libc_memalign(alignment, size);
-}
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
 {
     noteAllocation("aligned_alloc");
@@ -194,38 +186,16 @@ int pthread_mutex_trylock(pthread_mutex_t* m) noexcept
 {
     return lockBy<"pthread_mutex_trylock">(m);
 }
-int pthread_mutex_timedlock(pthread_mutex_t* m, const timespec* end) noexcept
-{
-    return lockBy<"pthread_mutex_timedlock">(m, end);
-}
-int pthread_mutex_clocklock(pthread_mutex_t* m, clockid_t clock, const timespec* end) noexcept
-{
-    return lockBy<"pthread_mutex_clocklock">(m, clock, end);
-}
 int pthread_rwlock_rdlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_rdlock">(l);
-}
-int pthread_rwlock_tryrdlock(pthread_rwlock_t* l) noexcept
-{
-    return lockBy<"pthread_rwlock_tryrdlock">(l);
 }
 int pthread_rwlock_wrlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_wrlock">(l);
 }
-int pthread_rwlock_trywrlock(pthread_rwlock_t* l) noexcept
-{
-    return lockBy<"pthread_rwlock_trywrlock">(l);
-}
 int pthread_spin_lock(pthread_spinlock_t* l) noexcept { return lockBy<"pthread_spin_lock">(l); }
-int pthread_spin_trylock(pthread_spinlock_t* l) noexcept
-{
-    return lockBy<"pthread_spin_trylock">(l);
-}
 int sem_wait(sem_t* s) { return lockBy<"sem_wait">(s); }
-int sem_trywait(sem_t* s) noexcept { return lockBy<"sem_trywait">(s); }
-int sem_timedwait(sem_t* s, const timespec* end) { return lockBy<"sem_timedwait">(s, end); }
 int __cxa_guard_acquire(long long* guard) { return lockBy<"__cxa_guard_acquire">(guard); }
 
 } // extern "C"
@@ -239,10 +209,8 @@ RealtimeWatch::~RealtimeWatch() = default;
 
 const char* RealtimeWatch::blindness() noexcept
 {
-    return "a sanitizer stands where the watch would: it replaces the same functions, allocates "
-           "and asks the kernel on its own account";
+    return "a sanitizer stands where the watch would, and allocates and locks on its own account";
 }
-const char* RealtimeWatch::blindnessToSystemCalls() noexcept { return blindness(); }
 
 } // namespace zephra
 
@@ -256,8 +224,6 @@ std::ostream& operator<<(std::ostream& out, const Offences& offences)
         return out << "no offence";
     out << offences.allocations << " allocations, " << offences.locks << " locks, "
         << offences.systemCalls << " system calls; first: " << offences.first;
-    if (offences.systemCallNumber >= 0)
-        out << " number " << offences.systemCallNumber;
     const std::unique_ptr<char*, decltype(&std::free)> names(
         backtrace_symbols(offences.place.data(), offences.depth), &std::free);
     for (int i = 0; names && i < offences.depth; ++i)
