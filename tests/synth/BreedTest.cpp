@@ -1,100 +1,81 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/ControlTable.h"
 #include "library/LibraryFiles.h"
+#include "support/ChunkBytes.h"
 #include "support/PluginPeers.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <filesystem>
 
 namespace zephra {
 namespace {
 
-using test::Plugin;
+using test::ChunkBytes;
 
 /// Two patches on disk that differ in every continuous control, with the effects on.
-class Breed : public testing::Test {
-protected:
-    void SetUp() override
+struct Breed : testing::Test {
+    std::string parent(const char* name, float value)
     {
-        std::filesystem::create_directories(folder);
-        for (const auto& [path, value] : {std::pair(lead, 0.25f), {bass, 0.75f}}) {
-            VstXSynth writer;
-            for (const int id : kStorageOrder)
-                writer.setControlValue(id, value, false);
-            writer.setControlValue(fx_active, 1.0f, false);
-            ASSERT_FALSE(writer.savePatchFile(path));
-            PatchEntry entry;
-            entry.path = libraryPath(path);
-            state.addParent(entry);
-        }
+        ChunkBytes::List values = {{fx_active, 1.0f}};
+        for (const ControlInfo& control : kControls)
+            if (control.isStored() && control.kind == ControlKind::Continuous)
+                values.emplace_back(control.id, value);
+        const std::string path = folder.put(name, ChunkBytes(6).values(values).file());
+        PatchEntry entry;
+        entry.path = libraryPath(path);
+        state.addParent(entry);
+        return path;
     }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
     /// The share of the continuous controls that have this value.
     double shareOf(float value) const
     {
         int controls = 0, equal = 0;
         for (const ControlInfo& control : kControls) {
-            if (!control.isStored() || control.kind != ControlKind::Continuous ||
-                control.defaultValue == value)
+            if (!control.isStored() || control.kind != ControlKind::Continuous)
                 continue;
             ++controls;
-            equal += plugin.synth->getControlValue(control.id) == value;
+            equal += synth.getControlValue(control.id) == value;
         }
         return static_cast<double>(equal) / controls;
     }
 
-    const std::string folder = testing::TempDir() + "breed-" + std::to_string(getpid()) + "/";
-    const std::string lead = folder + "Lead.fxp", bass = folder + "Bass.fxp";
-    Plugin plugin;
+    test::TempFolder folder;
+    test::Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
     GeneticsState state;
 };
 
 TEST_F(Breed, SoundsAtOnceUnderANameOfItsOwn)
 {
-    ASSERT_TRUE(plugin.synth->loadPatchFile(lead, PatchFileMode::LoadProgram, true));
-    plugin.synth->setControlValue(fx_active, 0.0f, false);
-    plugin.synth->parameters().setLocked(fx_active, true);
-    plugin.host.displayUpdates = plugin.host.refreshes = plugin.editor->refreshes = 0;
+    const std::string lead = parent("Lead.fxp", 0.26f);
+    ASSERT_TRUE(synth.loadPatchFile(lead, PatchFileMode::LoadProgram, true));
+    plugin.editor->refreshes = plugin.host.refreshes = 0;
     state.mix = 1.0f;
-    plugin.synth->breed(state, 0xabc);
+    synth.breed(state, 0xabc);
+    EXPECT_EQ(synth.currentPatchPath, lead) << "one parent changes nothing";
+    EXPECT_EQ(plugin.editor->refreshes, 0);
 
-    EXPECT_NEAR(shareOf(0.75f), 0.5, 0.2);
-    EXPECT_EQ(plugin.synth->programName(), "Genetics");
-    EXPECT_EQ(plugin.synth->currentPatchPath, "") << "it stands for no file";
-    EXPECT_EQ(plugin.synth->parameters().getPreset(0)->infoText(), "Lead|Bass|abe");
-    EXPECT_EQ(state.seed, 0xabeu);
-    EXPECT_EQ(plugin.host.displayUpdates, 1);
+    parent("Bass.fxp", 0.74f);
+    synth.setControlValue(fx_active, 0.0f, false);
+    synth.parameters().setLocked(fx_active, true);
+    synth.breed(state, 0xabc);
+    EXPECT_NEAR(shareOf(0.74f), 0.5, 0.2);
+    EXPECT_NEAR(shareOf(0.26f), 0.5, 0.2);
+    EXPECT_EQ(synth.programName(), "Genetics");
+    EXPECT_EQ(synth.currentPatchPath, "") << "it stands for no file";
+    EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "Lead|Bass|abe");
     EXPECT_EQ(plugin.host.refreshes, 1);
     EXPECT_EQ(plugin.editor->refreshes, 1);
 
-    EXPECT_EQ(plugin.synth->getControlValue(fx_active), 1.0f) << "locked, but bred";
-    plugin.synth->parameters().loadDefaultsUnlocked();
-    EXPECT_EQ(plugin.synth->getControlValue(fx_active), 1.0f) << "the lock has moved along";
+    synth.parameters().loadDefaultsUnlocked();
+    EXPECT_EQ(synth.getControlValue(fx_active), 1.0f) << "locked, but bred, with its lock";
     plugin.run(64);
-    EXPECT_TRUE(plugin.synth->engine().effectsRunning());
-}
+    EXPECT_TRUE(synth.engine().effectsRunning());
 
-TEST_F(Breed, AParentThatIsGonePassesDefaultsOn)
-{
-    std::filesystem::remove(bass);
-    state.mix = 1.0f;
-    plugin.synth->breed(state, 0xabc);
-    EXPECT_NEAR(shareOf(0.25f), 0.5, 0.2);
-    EXPECT_EQ(shareOf(0.75f), 0.0);
-    EXPECT_EQ(plugin.synth->parameters().getPreset(0)->infoText(), "Lead|Init Patch|abe");
-}
-
-TEST_F(Breed, OneParentChangesNothing)
-{
-    ASSERT_TRUE(plugin.synth->loadPatchFile(lead, PatchFileMode::LoadProgram, true));
-    state.parentCount = 1;
-    plugin.synth->breed(state, 0xabc);
-    EXPECT_EQ(plugin.synth->programName(), "Lead");
-    EXPECT_EQ(plugin.synth->currentPatchPath, lead);
-    EXPECT_EQ(plugin.editor->refreshes, 1) << "that of the loading";
+    std::filesystem::remove(folder / "Bass.fxp");
+    synth.breed(state, 0xabc);
+    EXPECT_EQ(shareOf(0.74f), 0.0);
+    EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "Lead|Init Patch|abe");
 }
 
 } // namespace
