@@ -84,24 +84,5 @@ TEST(Snapshot, BringsBackAllStoredControls)
         EXPECT_EQ(parameters.getValue(id), value += 0.01f) << id;
 }
 
-TEST(HostParameters, EachLeadsToItsControlAndBackAndOthersAreNone)
-{
-    const PluginParameters parameters;
-    std::string name;
-    for (int index = 0; index < kNumHostParameters; ++index) {
-        EXPECT_EQ(parameters.indexOfControl(parameters.controlOfIndex(index)), index);
-        EXPECT_EQ(parameters.defaultCcOfIndex(index), index == 0 ? 1 : 32767) << index;
-        EXPECT_TRUE(parameters.nameOfIndex(index, name));
-        EXPECT_LE(name.size(), 21u) << name; // hosts cut longer ones
-    }
-    parameters.nameOfIndex(55, name);
-    EXPECT_EQ(name, "Opts Amt Saturation"); // Kept: songs show it so
-    for (const int index : {-1, 75, NoParameter}) {
-        EXPECT_EQ(parameters.controlOfIndex(index), NoParameter) << index;
-        EXPECT_FALSE(parameters.nameOfIndex(index, name)) << index;
-    }
-    EXPECT_EQ(parameters.indexOfControl(polyphony), NoParameter);
-}
-
 } // namespace
 } // namespace zephra

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "realtime/RealtimeWatch.h"
 
-#include <execinfo.h>
-
-#include <cstdlib>
-#include <memory>
 #include <ostream>
 
 #ifndef ZEPHRA_SANITIZED
@@ -21,7 +17,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <utility>
 
 namespace zephra {
 
@@ -32,21 +27,14 @@ thread_local Offences* watching = nullptr; ///< of this thread; nullptr: nobody 
 /// The kernel reads it at every system call of the thread while dispatch is on.
 thread_local volatile char dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
 
-/// Looks away while it takes notes.
+/// A breakpoint on the line that counts shows who called.
 void note(int Offences::*count, const char* what) noexcept
 {
-    Offences* const seen = std::exchange(watching, nullptr);
-    if (!seen)
+    if (!watching)
         return;
-    const char dispatched = dispatch;
-    dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
-    ++(seen->*count);
-    if (!seen->first) {
-        seen->first = what;
-        seen->depth = backtrace(seen->place.data(), static_cast<int>(seen->place.size()));
-    }
-    dispatch = dispatched;
-    watching = seen;
+    ++(watching->*count);
+    if (!watching->first)
+        watching->first = what;
 }
 
 #if defined(__x86_64__)
@@ -113,8 +101,6 @@ void noteAllocation(const char* what) noexcept { note(&Offences::allocations, wh
 
 RealtimeWatch::RealtimeWatch(Offences& offences) noexcept
 {
-    void* here = nullptr;
-    backtrace(&here, 1); // the first call loads a library
     if (trapsSystemCalls() && setDispatch(PR_SYS_DISPATCH_ON))
         dispatch = SYSCALL_DISPATCH_FILTER_BLOCK;
     watching = &offences;
@@ -220,15 +206,9 @@ namespace zephra {
 
 std::ostream& operator<<(std::ostream& out, const Offences& offences)
 {
-    if (!offences.first)
-        return out << "no offence";
-    out << offences.allocations << " allocations, " << offences.locks << " locks, "
-        << offences.systemCalls << " system calls; first: " << offences.first;
-    const std::unique_ptr<char*, decltype(&std::free)> names(
-        backtrace_symbols(offences.place.data(), offences.depth), &std::free);
-    for (int i = 0; names && i < offences.depth; ++i)
-        out << "\n  " << names.get()[i];
-    return out;
+    return out << offences.allocations << " allocations, " << offences.locks << " locks, "
+               << offences.systemCalls
+               << " system calls; first: " << (offences.first ? offences.first : "none");
 }
 
 } // namespace zephra

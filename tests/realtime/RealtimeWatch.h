@@ -1,26 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <iosfwd>
 
 namespace zephra {
 
-/// What a thread did while it was watched that an audio thread must not do, and where it did the
-/// first such thing.
+/// What a thread did while it was watched that an audio thread must not do.
 struct Offences {
     int allocations = 0; ///< of memory, or memory given back
     int locks = 0;       ///< taken or tried, whether free or not
     int systemCalls = 0; ///< only the first of each watch: it ends the looking out for others
 
-    const char* first = nullptr;   ///< what it was
-    std::array<void*, 32> place{}; ///< [depth] the calls that led there, the innermost first
-    int depth = 0;
+    const char* first = nullptr; ///< of them
 
     int count() const noexcept { return allocations + locks + systemCalls; }
 };
 
-/// The first offence and the calls that led there, for a failure message.
 std::ostream& operator<<(std::ostream& out, const Offences& offences);
 
 /// While it lives, everything that its thread allocates, locks or asks the kernel for goes into

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 
 namespace zephra {
@@ -68,6 +69,8 @@ TEST_F(Parameters, EveryTextReachesTheHost)
         synth.getParameterDisplay(index, text);
         EXPECT_STRNE(text, "") << index;
         EXPECT_EQ(synth.formatParameter(index, synth.getParameter(index)), text) << index;
+        synth.getParameterName(index, text);
+        EXPECT_LE(std::strlen(text), 21u) << text; // hosts cut longer ones
     }
     synth.getParameterName(34, text);
     EXPECT_STREQ(text, "Filter Cutoff");

@@ -63,15 +63,29 @@ TEST(NewPatch, LiesWhereTheBrowserPointsAndNeverOnAnotherOne)
     }
 }
 
-TEST(Child, IsStoredInABankOfItsOwn)
+TEST(Child, SoundsAtOnceAndIsStoredInABankOfItsOwn)
 {
     const PatchTree tree{"A/a.fxp", "A/b.fxp"};
     Plugin plugin("", tree.root());
     VstXSynth& synth = *plugin.synth;
+    GeneticsState nobody;
+    synth.breed(nobody, 0xabc);
+    EXPECT_EQ(synth.programName(), "a") << "without two parents nothing happens";
+
+    synth.setControlValue(volume, 0.9f, false);
+    synth.parameters().setLocked(volume, true);
+    plugin.editor->refreshes = plugin.host.refreshes = 0;
     synth.library()->buildView({});
     synth.library()->runGenetics(true, false, 0.5f,
                                  [&](GeneticsState& state) { synth.breed(state, 0xabc); });
     EXPECT_EQ(synth.currentPatchName(), "Genetics");
+    EXPECT_EQ(synth.currentPatchPath, "") << "it stands for no file";
+    EXPECT_EQ(plugin.host.refreshes, 1);
+    EXPECT_EQ(plugin.editor->refreshes, 1);
+    synth.parameters().loadDefaultsUnlocked();
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f) << "locked, but bred, with its lock";
+    synth.parameters().setLocked(volume, false);
+
     ASSERT_TRUE(synth.storeChild());
     EXPECT_TRUE(synth.programName().ends_with("-ABE")) << synth.programName();
     const PatchEntry* stored = synth.library()->findByPath(libraryPath(synth.currentPatchPath));

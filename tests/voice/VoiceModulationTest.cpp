@@ -164,10 +164,7 @@ TEST(VoiceSlots, AddUpByTheirRules)
         double cutoff, depth, volume; ///< shift of the cutoff, modulation depth, level
     } kRows[] = {
         {"source Off, Volume",       {{{Off, 1.0f, T::Volume}}},               1.0f, 1.0f, 0.0,  0.0, 1.0},
-        {"target Off",               {{{ModWheel, 1.0f, T::Off}}},             1.0f, 1.0f, 0.0,  0.0, 1.0},
         {"velocity down",            {{{Velocity, 1.0f, T::Filter}}},          0.1f, 0.0f, -0.4, 0.0, 1.0},
-        {"two to Filter",            {{{ModWheel, 0.5f, T::Filter}, {},
-                                       {Velocity, 0.5f, T::Filter}}},          0.0f, 0.6f, 0.05, 0.0, 1.0},
         {"softer by the amount",     {{{Velocity, 0.5f, T::Volume}}},         0.25f, 0.0f, 0.0,  0.0, 0.625},
         {"two to Volume subtract",   {{kHalfWheelToVolume,
                                        kHalfWheelToVolume}},                   0.0f, 0.4f, 0.0,  0.0, 0.4},
