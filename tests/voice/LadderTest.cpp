@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/Ladder.h"
-#include "support/Spectrum.h"
 
 #include <gtest/gtest.h>
 
@@ -42,32 +41,6 @@ std::vector<float> run(double cutoffHz, float k, int settle, int count, Input in
             out.push_back(y);
     }
     return out;
-}
-
-/// Level of a small sine against its input.
-template <class Filter> double gainAt(double hz, double cutoffHz, float k)
-{
-    const auto sine = [hz](int i) { return 0.01 * std::sin(2.0 * M_PI * hz / kFs8 * i); };
-    return test::amplitude(run<Filter>(cutoffHz, k, 60000, 96000, sine), hz / kFs8) / 0.01;
-}
-
-TEST(Ladder, SmallSignalsFollowTheLinearFourPoleTheory)
-{
-    constexpr struct {
-        double cutoffHz, hz, resonance;
-    } kRows[] = {{1000, 4000, 0}, {1000, 1000, 2}, {1000, 2000, 3}, {8000, 8000, 1}};
-    for (const auto& row : kRows) {
-        // Four equal poles with a resonance loop; the high-pass in the loop lies far below.
-        const std::complex<double> s(0.0, std::tan(M_PI * row.hz / kFs8) /
-                                              std::tan(M_PI * row.cutoffHz / kFs8));
-        const auto open = 1.0 / std::pow(1.0 + s, 4);
-        const double theory = std::abs(open / (1.0 + row.resonance * open));
-        const auto k = static_cast<float>(row.resonance);
-        for (const double gain : {gainAt<Iterated>(row.hz, row.cutoffHz, k),
-                                  gainAt<Linearised>(row.hz, row.cutoffHz, k)})
-            EXPECT_NEAR(test::decibels(gain / theory), 0.0, 0.25)
-                << row.hz << " Hz at cutoff " << row.cutoffHz << ", resonance " << row.resonance;
-    }
 }
 
 /// Self-oscillation after a kick: frequency by zero crossings, and its peak.

@@ -201,15 +201,12 @@ TEST(VoicePitch, FixedOscillator3IgnoresKeysBendDriftAndModulation)
     rig.values.modOscOn = true;
     rig.values.modSlots[0] = {ModSource::ModWheel, 1.0f, ModTarget::ModAmount};
     rig.start(100);
-    EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), 1280.0, 0.1)
-        << "8' is 128 times the low rate";
     rig.values.osc3LoSync = true;
     rig.values.lfoIncrement = 200.0 / rig.fs8;
-    for (const auto& [range, hz] : {std::pair(3, 1280.0), {0, 200.0}}) {
+    for (const auto& [range, hz] : {std::pair(3, 1280.0), {0, 200.0}}) { // LO follows the tempo
         rig.values.oscRange[2] = range;
         rig.playFor(0.01);
-        EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), hz, 0.1)
-            << "LO alone follows the tempo";
+        EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), hz, 0.1) << range;
     }
     rig.values.lfoIncrement = 1e6;
     EXPECT_LE(fixedOscillator3Increment(rig.values), 0.05f) << "an absurd tempo";
