@@ -4,7 +4,9 @@
 #include "library/LibraryScan.h"
 
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -20,6 +22,16 @@ fs::path environmentPath(const char* name)
 {
     const char* const value = std::getenv(name);
     return value ? fs::path(value) : fs::path();
+}
+
+/// The file that this very code was loaded from; empty if the system cannot tell.
+fs::path ownFile()
+{
+    Dl_info info = {};
+    std::error_code error;
+    if (!::dladdr(reinterpret_cast<const void*>(&ownFile), &info) || !info.dli_fname)
+        return {};
+    return fs::canonical(info.dli_fname, error);
 }
 
 /// The documents folder as the desktop's settings have it, a line XDG_DOCUMENTS_DIR="$HOME/Papers";
@@ -76,6 +88,25 @@ fs::path defaultSoundbankRoot()
         documents = home / "Documents";
     return documents.is_absolute() ? documents / "Quillon Audio" / "Zephra" / kSoundbanks
                                    : fs::path();
+}
+
+fs::path installedFactoryBanks()
+{
+    const fs::path kBanks = "zephra/soundbanks";
+    std::error_code error;
+    for (fs::path above = ownFile(); above.has_relative_path();) {
+        above = above.parent_path();
+        if (const fs::path banks = above / "share" / kBanks; fs::is_directory(banks, error))
+            return banks;
+    }
+    const char* const told = std::getenv("XDG_DATA_DIRS");
+    std::istringstream folders(told && *told ? told : "/usr/local/share:/usr/share");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const fs::path banks = folder / kBanks;
+        if (banks.is_absolute() && fs::is_directory(banks, error))
+            return banks;
+    }
+    return {};
 }
 
 void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factoryBanks)

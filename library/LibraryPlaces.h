@@ -12,6 +12,11 @@ namespace zephra {
 /// ~/Documents. Empty without a home.
 std::filesystem::path defaultSoundbankRoot();
 
+/// "share/zephra/soundbanks" of the installation that this program or plug-in library is part of:
+/// below the first of the folders above its file that has it, else below those of XDG_DATA_DIRS,
+/// for a library that was copied elsewhere. Empty if there is none.
+std::filesystem::path installedFactoryBanks();
+
 /// Makes what is missing: the folders down to the root, and in it the bank "User". A root that did
 /// not exist starts with a copy of the factory banks, if there are any, and appears with all of
 /// them at once; what the user deletes later does not come back.
