@@ -44,7 +44,7 @@ public:
     static constexpr std::size_t kMaxProgramName = 23;  ///< likewise, of getProgramName
     static constexpr double kStartSampleRate = 44100.0; ///< until the host tells another
     static constexpr int kStartBlockSize = 1024;        ///< likewise
-    static constexpr int kLargestBlock = 1 << 20;       ///< more is taken for a mistake
+    static constexpr int kLargestBlock = 1 << 20;       ///< others are limited to it
 
     AudioEffect(HostPeer* hostPeer, const EffectIdentity& effectIdentity) noexcept
         : host(hostPeer), ownIdentity(effectIdentity)
