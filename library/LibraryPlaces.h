@@ -7,10 +7,17 @@ namespace zephra {
 
 // Where the user's library lies, and how it comes into being. [!audio]
 
+/// The patch that a new instrument starts with, below the soundbank root.
+inline constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
+
 /// "Soundbanks" below ZEPHRA_DATA_ROOT if that is set, else below "Quillon Audio/Zephra" in the
 /// user's documents folder: XDG_DOCUMENTS_DIR from the environment or from user-dirs.dirs, else
 /// ~/Documents. Empty without a home.
 std::filesystem::path defaultSoundbankRoot();
+
+/// The factory banks of the installation that this file or folder belongs to, a plug-in or a
+/// program: share/zephra/soundbanks below the nearest folder above it that has one; empty if none.
+std::filesystem::path installedSoundbanks(const std::filesystem::path& installed);
 
 /// Makes what is missing: the folders down to the root, and in it the bank "User". A root that did
 /// not exist starts with a copy of the factory banks, if there are any, and appears with all of
