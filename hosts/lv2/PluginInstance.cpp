@@ -12,6 +12,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zephra::lv2 {
 
@@ -96,6 +97,8 @@ void PluginInstance::connectPort(std::uint32_t port, void* data) noexcept
 
 void PluginInstance::activate()
 {
+    if (!std::exchange(hasRun, false))
+        return; // a new one is silent
     synth.close(); // releases all keys
     synth.resetVoicesAndEffects();
 }
@@ -159,6 +162,7 @@ void PluginInstance::adoptBlockSize()
 
 void PluginInstance::run(std::uint32_t frames) noexcept
 {
+    hasRun = true;
     takeControls();
     const auto most = static_cast<std::uint32_t>(synth.blockSize());
     std::uint32_t from = 0;

@@ -99,6 +99,7 @@ private:
     std::vector<MidiEvent> midi;                  ///< [audio] of one slice, midiCount of them
     std::vector<const HostEvent*> midiPointers;   ///< to each place in it
     std::size_t midiCount = 0;
+    bool hasRun = false;        ///< since it was activated
     std::vector<float> unheard; ///< [block size] in place of an unconnected output
 
     std::atomic<bool> portsAreOld{false};  ///< the next port values belong to a restored state
