@@ -9,8 +9,8 @@
 #include <lilv/lilv.h>
 
 #include <filesystem>
+#include <map>
 #include <memory>
-#include <regex>
 #include <set>
 
 namespace zephra::lv2 {
@@ -135,6 +135,14 @@ void restore(Lv2Host& host, const Description& description, const LilvNode* subj
     EXPECT_EQ(setter.count, kNumHostParameters);
 }
 
+std::string presetUri(const fs::path& patch)
+{
+    std::string uri = std::string(kPluginUri) + ":preset:";
+    for (const char c : patch.lexically_relative(ZEPHRA_SOUNDBANKS).replace_extension().string())
+        uri += c == ' ' ? std::string("%20") : std::string(1, c);
+    return uri;
+}
+
 TEST(FactoryPreset, IsTheFactoryPatchToTheBit)
 {
     const Home home;
@@ -142,11 +150,10 @@ TEST(FactoryPreset, IsTheFactoryPatchToTheBit)
     Lv2Host host;
     LilvNodes* const presets = lilv_plugin_get_related(
         description.plugin, description.uri("http://lv2plug.in/ns/ext/presets#Preset").get());
-    const fs::path root = ZEPHRA_SOUNDBANKS;
-    std::set<std::string> left;
-    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    std::map<std::string, fs::path> left;
+    for (const auto& entry : fs::recursive_directory_iterator(ZEPHRA_SOUNDBANKS)) {
         if (entry.path().extension() == ".fxp")
-            left.insert(entry.path().lexically_relative(root).replace_extension());
+            left[presetUri(entry.path())] = entry.path();
     }
     EXPECT_GT(left.size(), 100u);
 
@@ -157,11 +164,10 @@ TEST(FactoryPreset, IsTheFactoryPatchToTheBit)
         restore(host, description, preset);
         host.run(16); // the ports have moved to where the patch is: it must stay as it is
 
-        const std::string uri = lilv_node_as_uri(preset);
-        const std::string place =
-            std::regex_replace(uri.substr(uri.rfind(':') + 1), std::regex("%20"), " ");
-        EXPECT_EQ(left.erase(place), 1u) << place;
-        EXPECT_EQ(host.patch(), readProgramFile(root / (place + ".fxp")).chunk) << place;
+        const auto file = left.find(lilv_node_as_uri(preset));
+        ASSERT_NE(file, left.end()) << lilv_node_as_uri(preset);
+        EXPECT_EQ(host.patch(), readProgramFile(file->second).chunk) << file->second;
+        left.erase(file);
     }
     lilv_nodes_free(presets);
     EXPECT_THAT(left, testing::IsEmpty());

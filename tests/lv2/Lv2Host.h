@@ -73,7 +73,8 @@ public:
     {
         lv2_atom_forge_frame_time(&forge, at);
         lv2_atom_forge_atom(&forge, static_cast<std::uint32_t>(body.size()), type);
-        lv2_atom_forge_write(&forge, body.data(), static_cast<std::uint32_t>(body.size()));
+        if (!body.empty())
+            lv2_atom_forge_write(&forge, body.data(), static_cast<std::uint32_t>(body.size()));
         return *this;
     }
     EventBuffer& tempo(std::int64_t at, float value)
