@@ -78,19 +78,6 @@ fs::path defaultSoundbankRoot()
                                    : fs::path();
 }
 
-fs::path installedSoundbanks(const fs::path& installed)
-{
-    std::error_code error;
-    fs::path above = fs::weakly_canonical(installed, error);
-    while (above.has_relative_path()) {
-        above = above.parent_path();
-        fs::path banks = above / "share" / "zephra" / "soundbanks";
-        if (fs::is_directory(banks, error))
-            return banks;
-    }
-    return {};
-}
-
 void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factoryBanks)
 {
     std::error_code error;

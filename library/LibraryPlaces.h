@@ -15,10 +15,6 @@ inline constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
 /// ~/Documents. Empty without a home.
 std::filesystem::path defaultSoundbankRoot();
 
-/// The factory banks of the installation that this file or folder belongs to, a plug-in or a
-/// program: share/zephra/soundbanks below the nearest folder above it that has one; empty if none.
-std::filesystem::path installedSoundbanks(const std::filesystem::path& installed);
-
 /// Makes what is missing: the folders down to the root, and in it the bank "User". A root that did
 /// not exist starts with a copy of the factory banks, if there are any, and appears with all of
 /// them at once; what the user deletes later does not come back.
