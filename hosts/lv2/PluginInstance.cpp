@@ -51,10 +51,8 @@ HostFeatures::HostFeatures(const LV2_Feature* const* list) noexcept
 
 // --- Life -----------------------------------------------------------------------------------
 
-PluginInstance::PluginInstance(double sampleRate, const std::filesystem::path& bundle,
-                               const HostFeatures& features)
-    : urids(*features.map), worker(features.worker), midi(HostEvents::kMost),
-      synth(surroundings(bundle))
+PluginInstance::PluginInstance(double sampleRate, const HostFeatures& features)
+    : urids(*features.map), worker(features.worker), synth(surroundings()), messages(synth)
 {
     if (features.log) {
         lv2_log_logger_init(&logger, features.map, features.log);
@@ -63,8 +61,6 @@ PluginInstance::PluginInstance(double sampleRate, const std::filesystem::path& b
                           std::string(text).c_str());
         });
     }
-    for (const MidiEvent& event : midi)
-        midiPointers.push_back(&event);
     for (int i = 0; i < kNumHostParameters; ++i) {
         const int id = kHostParameters[static_cast<std::size_t>(i)].id;
         seen[static_cast<std::size_t>(i)] =
@@ -79,13 +75,13 @@ PluginInstance::PluginInstance(double sampleRate, const std::filesystem::path& b
     stateChanged = false; // the host has only just made it
 }
 
-VstXSynthOptions PluginInstance::surroundings(const std::filesystem::path& bundle)
+VstXSynthOptions PluginInstance::surroundings()
 {
     VstXSynthOptions own;
     own.settings = &settings;
     own.host = this;
     own.soundbankRoot = defaultSoundbankRoot();
-    own.factoryBanks = installedSoundbanks(bundle);
+    own.factoryBanks = installedFactoryBanks();
     return own;
 }
 
@@ -98,7 +94,7 @@ void PluginInstance::connectPort(std::uint32_t port, void* data) noexcept
 void PluginInstance::activate()
 {
     if (!std::exchange(hasRun, false))
-        return; // a new one is silent
+        return;    // a new one is silent
     synth.close(); // releases all keys
     synth.resetVoicesAndEffects();
 }
@@ -166,13 +162,14 @@ void PluginInstance::run(std::uint32_t frames) noexcept
     takeControls();
     const auto most = static_cast<std::uint32_t>(synth.blockSize());
     std::uint32_t from = 0;
-    do { // a block of 0 frames still has events
+    do { // events of an empty block wait for the next one
         const std::uint32_t count = std::min(frames - from, most);
         tempo = nextTempo;
         takeEvents(from, from + count, frames);
         scheduleWork(); // may load the patch at once, in a host that is in no hurry
         float* outputs[] = {audioOut(LeftOut, from), audioOut(RightOut, from)};
-        synth.processReplacing(nullptr, outputs, static_cast<int>(count));
+        if (count > 0)
+            synth.processReplacing(nullptr, outputs, static_cast<int>(count));
         from += count;
     } while (from < frames);
 
@@ -227,7 +224,7 @@ void PluginInstance::takeEvents(std::uint32_t from, std::uint32_t to, std::uint3
             }
         });
     }
-    sendMidi(); // also none: each slice has its list
+    messages.send();
 }
 
 void PluginInstance::takeMidi(const LV2_Atom& event, int offset) noexcept
@@ -236,16 +233,7 @@ void PluginInstance::takeMidi(const LV2_Atom& event, int offset) noexcept
     const std::uint32_t length = event.size > 0 ? midiLength(data[0]) : 0;
     if (length == 0 || event.size < length)
         return;
-    if (midiCount == midi.size())
-        sendMidi();
-    midi[midiCount++] = MidiEvent(offset, data[0], data[1], length > 2 ? data[2] : 0);
-}
-
-void PluginInstance::sendMidi() noexcept
-{
-    const HostEvents list{static_cast<std::int32_t>(midiCount), midiPointers.data()};
-    synth.processEvents(&list);
-    midiCount = 0;
+    messages.add(offset, {data[0], data[1], length > 2 ? data[2] : std::uint8_t{0}});
 }
 
 /// Beats per minute of a position of the transport, 0 in all else.

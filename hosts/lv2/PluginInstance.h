@@ -4,9 +4,9 @@
 #include "common/Shared.h"
 #include "lv2/Ports.h"
 #include "lv2/Urids.h"
+#include "song/BlockMessages.h"
 #include "synth/FileSettingsStore.h"
 #include "synth/HostPeer.h"
-#include "synth/MidiEvents.h"
 #include "synth/VstXSynth.h"
 
 #include <lv2/atom/atom.h>
@@ -19,7 +19,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <filesystem>
 #include <mutex>
 #include <vector>
 
@@ -45,9 +44,8 @@ struct HostFeatures {
 /// Restore, save and work may come while run does, all else with nothing beside it.
 class PluginInstance : private HostPeer {
 public:
-    /// `features.map` is there. `bundle`: the folder of the plug-in, to find the factory banks.
-    PluginInstance(double sampleRate, const std::filesystem::path& bundle,
-                   const HostFeatures& features);
+    /// Hz; `features.map` is there.
+    PluginInstance(double sampleRate, const HostFeatures& features);
 
     void connectPort(std::uint32_t port, void* data) noexcept; ///< [audio or !processing]
     void activate();                                           ///< [!processing]
@@ -68,7 +66,7 @@ private:
     HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
     void updateDisplay() override { stateChanged = true; }
 
-    VstXSynthOptions surroundings(const std::filesystem::path& bundle);
+    VstXSynthOptions surroundings();
     const void* findOption(LV2_URID key, LV2_URID& type) const noexcept;
     void adoptBlockSize();
 
@@ -76,7 +74,6 @@ private:
     void takeControls() noexcept;
     void takeEvents(std::uint32_t from, std::uint32_t to, std::uint32_t last) noexcept;
     void takeMidi(const LV2_Atom& event, int offset) noexcept;
-    void sendMidi() noexcept;
     double tempoIn(const LV2_Atom& event) const noexcept;
     void giveNotice() noexcept;
     void scheduleWork() noexcept;
@@ -96,10 +93,7 @@ private:
     std::array<float, kNumHostParameters> seen{}; ///< [audio] last values of the control ports
     double tempo = 120.0;                         ///< [audio] beats per minute of this slice
     double nextTempo = 120.0;                     ///< [audio] from the next slice on
-    std::vector<MidiEvent> midi;                  ///< [audio] of one slice, midiCount of them
-    std::vector<const HostEvent*> midiPointers;   ///< to each place in it
-    std::size_t midiCount = 0;
-    bool hasRun = false;        ///< since it was activated
+    bool hasRun = false;                          ///< since it was activated
     std::vector<float> unheard; ///< [block size] in place of an unconnected output
 
     std::atomic<bool> portsAreOld{false};  ///< the next port values belong to a restored state
@@ -107,7 +101,8 @@ private:
     std::atomic<bool> workScheduled{false};
     std::mutex patchUse; ///< [!audio] one of save, restore and work
 
-    VstXSynth synth; ///< last: goes first
+    VstXSynth synth;        ///< goes before all that it leans on
+    BlockMessages messages; ///< [audio] MIDI of a slice
 };
 
 } // namespace zephra::lv2

@@ -14,8 +14,6 @@
 namespace zephra::lv2 {
 namespace {
 
-constexpr int kCutoff = 34;
-
 /// A patch that no file holds: every control has been moved a little.
 State oddState()
 {

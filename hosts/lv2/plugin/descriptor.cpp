@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <exception>
+#include <memory>
 
 namespace zephra::lv2 {
 namespace {
@@ -21,14 +22,14 @@ template <class Result, class Call> Result guarded(Result failure, Call call) no
     }
 }
 
-LV2_Handle instantiate(const LV2_Descriptor*, double rate, const char* bundle,
+LV2_Handle instantiate(const LV2_Descriptor*, double rate, const char*,
                        const LV2_Feature* const* list) noexcept
 {
     const HostFeatures features(list);
     if (!features.map)
         return nullptr;
     return guarded<LV2_Handle>(
-        nullptr, [&] { return new PluginInstance(rate, bundle ? bundle : "", features); });
+        nullptr, [&] { return std::make_unique<PluginInstance>(rate, features).release(); });
 }
 
 void connectPort(LV2_Handle handle, std::uint32_t port, void* data) noexcept
