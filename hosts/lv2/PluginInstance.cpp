@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "lv2/PluginInstance.h"
 
+#include "common/ByteOrder.h"
 #include "controls/ControlTable.h"
 #include "library/LibraryPlaces.h"
 #include "library/PatchChunk.h"
@@ -12,7 +13,6 @@
 #include <limits>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace zephra::lv2 {
 
@@ -20,6 +20,11 @@ namespace {
 
 /// Hosts keep port values as texts of six digits or more: nearer than this is the same place.
 constexpr float kSamePlace = 1e-5f; // of the knob's way
+
+constexpr float kNothing = std::numeric_limits<float>::quiet_NaN();
+
+/// Bytes of the ports in a state.
+constexpr std::size_t kPortsBytes = kNumHostParameters * sizeof(float);
 
 bool samePlace(float a, float b) noexcept { return std::abs(a - b) < kSamePlace; }
 
@@ -63,8 +68,9 @@ PluginInstance::PluginInstance(double sampleRate, const HostFeatures& features)
     }
     for (int i = 0; i < kNumHostParameters; ++i) {
         const int id = kHostParameters[static_cast<std::size_t>(i)].id;
-        seen[static_cast<std::size_t>(i)] =
-            portScale(i).fromNormalised(defaultValue(id) / controlScale(id));
+        const auto at = static_cast<std::size_t>(i);
+        seen[at] = portScale(i).fromNormalised(defaultValue(id) / controlScale(id));
+        restored[at] = kNothing;
     }
 
     options.rate = static_cast<float>(sampleRate);
@@ -93,7 +99,7 @@ void PluginInstance::connectPort(std::uint32_t port, void* data) noexcept
 
 void PluginInstance::activate()
 {
-    if (!std::exchange(hasRun, false))
+    if (!hasRun)
         return;    // a new one is silent
     synth.close(); // releases all keys
     synth.resetVoicesAndEffects();
@@ -186,18 +192,23 @@ float* PluginInstance::audioOut(Port port, std::uint32_t from) noexcept
 
 void PluginInstance::takeControls() noexcept
 {
-    const bool onlyLook = portsAreOld.exchange(false);
     for (int i = 0; i < kNumHostParameters; ++i) {
-        const auto* const port =
-            static_cast<const float*>(ports[FirstControl + static_cast<std::uint32_t>(i)]);
-        float& last = seen[static_cast<std::size_t>(i)];
-        if (!port || *port == last || !std::isfinite(*port))
+        const auto at = static_cast<std::size_t>(i);
+        const auto* const port = static_cast<const float*>(ports[FirstControl + at]);
+        const float before = seen[at];
+        if (!port || *port == before || !std::isfinite(*port))
             continue;
-        const float value = portScale(i).toNormalised(*port);
-        const float before = portScale(i).toNormalised(last);
-        last = *port;
+        seen[at] = *port;
+        const PortScale& scale = portScale(i);
+        const float value = scale.toNormalised(*port);
+        const float expected = restored[at];
+        restored[at] = kNothing;
         // The third: a host that shows a new patch at its ports must not round the patch.
-        if (!onlyLook && !samePlace(value, before) && !samePlace(value, synth.getParameter(i)))
+        const bool stays =
+            samePlace(value, scale.toNormalised(before)) ||
+            (!std::isnan(expected) && samePlace(value, scale.toNormalised(expected))) ||
+            samePlace(value, synth.getParameter(i));
+        if (!stays)
             synth.setParameter(i, value);
     }
 }
@@ -307,28 +318,64 @@ LV2_Worker_Status PluginInstance::work()
 LV2_State_Status PluginInstance::save(LV2_State_Store_Function store, LV2_State_Handle handle)
 {
     const std::scoped_lock use(patchUse);
+    const auto keep = [&](LV2_URID key, const void* bytes, std::size_t size) {
+        return store(handle, key, bytes, size, urids.chunk,
+                     LV2_STATE_IS_POD | LV2_STATE_IS_PORTABLE);
+    };
+    std::array<std::uint8_t, kPortsBytes> portBytes{};
+    ByteWriter writer(portBytes);
+    for (const Shared<float>& value : seen)
+        writer.littleEndianFloat(value);
+    if (const auto status = keep(urids.ports, portBytes.data(), portBytes.size());
+        status != LV2_STATE_SUCCESS)
+        return status;
+
     void* chunk = nullptr;
     const int size = synth.getChunk(&chunk, true);
-    return store(handle, urids.patch, chunk, static_cast<std::size_t>(size), urids.chunk,
-                 LV2_STATE_IS_POD | LV2_STATE_IS_PORTABLE);
+    return keep(urids.patch, chunk, static_cast<std::size_t>(size));
 }
 
 LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve,
                                          LV2_State_Handle handle)
 {
-    std::size_t size = 0;
-    std::uint32_t type = 0;
-    std::uint32_t flags = 0;
-    const void* const chunk = retrieve(handle, urids.patch, &size, &type, &flags);
-    if (!chunk)
-        return LV2_STATE_ERR_NO_PROPERTY;
-    if (type != urids.chunk)
-        return LV2_STATE_ERR_BAD_TYPE;
+    struct Found {
+        std::span<const std::uint8_t> bytes;
+        LV2_State_Status status = LV2_STATE_SUCCESS;
+    };
+    const auto find = [&](LV2_URID key) -> Found {
+        std::size_t size = 0;
+        std::uint32_t type = 0;
+        std::uint32_t flags = 0;
+        const auto* const bytes =
+            static_cast<const std::uint8_t*>(retrieve(handle, key, &size, &type, &flags));
+        if (!bytes || size == 0)
+            return {{}, LV2_STATE_ERR_NO_PROPERTY};
+        if (type != urids.chunk)
+            return {{}, LV2_STATE_ERR_BAD_TYPE};
+        return {{bytes, std::min(size, kMostChunkBytes)}};
+    };
+
     const std::scoped_lock use(patchUse);
-    synth.setChunk(chunk, static_cast<int>(std::min(size, kMostChunkBytes)), true);
-    portsAreOld = true;
+    const Found patch = find(urids.patch);
+    if (patch.bytes.empty())
+        return patch.status;
+    synth.setChunk(patch.bytes.data(), static_cast<int>(patch.bytes.size()), true);
     stateChanged = false; // the host knows
+    if (const Found values = find(urids.ports); values.bytes.size() == kPortsBytes)
+        expectPorts(values.bytes);
     return LV2_STATE_SUCCESS;
+}
+
+/// The values that the ports had with the state just restored, and that the host will show there
+/// if it does not already.
+void PluginInstance::expectPorts(std::span<const std::uint8_t> bytes) noexcept
+{
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        const float value = littleEndianFloat(bytes, i * sizeof(float));
+        restored[i] = value;
+        if (!hasRun && std::isfinite(value))
+            seen[i] = value; // nothing else has ever stood there
+    }
 }
 
 } // namespace zephra::lv2

@@ -20,6 +20,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <span>
 #include <vector>
 
 namespace zephra::lv2 {
@@ -38,7 +39,8 @@ struct HostFeatures {
 /// worker to patches that MIDI asks for.
 ///
 /// A control port acts when it moves, not by standing somewhere: a patch may have set the control
-/// to something else meanwhile, and the port must not undo that. A host without a worker gets no
+/// to something else meanwhile, and the port must not undo that. For the same reason the state
+/// also holds the ports as they stood. A host without a worker gets no
 /// program changes: there is no thread that could read the files.
 ///
 /// Restore, save and work may come while run does, all else with nothing beside it.
@@ -76,6 +78,7 @@ private:
     void takeMidi(const LV2_Atom& event, int offset) noexcept;
     double tempoIn(const LV2_Atom& event) const noexcept;
     void giveNotice() noexcept;
+    void expectPorts(std::span<const std::uint8_t> bytes) noexcept;
     void scheduleWork() noexcept;
 
     const Urids urids;
@@ -90,13 +93,14 @@ private:
     } options;
 
     std::array<void*, NumPorts> ports{};
-    std::array<float, kNumHostParameters> seen{}; ///< [audio] last values of the control ports
-    double tempo = 120.0;                         ///< [audio] beats per minute of this slice
-    double nextTempo = 120.0;                     ///< [audio] from the next slice on
-    bool hasRun = false;                          ///< since it was activated
+    // Of the control ports, by host index.
+    std::array<Shared<float>, kNumHostParameters> seen;     ///< last values
+    std::array<Shared<float>, kNumHostParameters> restored; ///< that may come next without a move
+    double tempo = 120.0;       ///< [audio] beats per minute of this slice
+    double nextTempo = 120.0;   ///< [audio] from the next slice on
     std::vector<float> unheard; ///< [block size] in place of an unconnected output
 
-    std::atomic<bool> portsAreOld{false};  ///< the next port values belong to a restored state
+    Shared<bool> hasRun{false};
     std::atomic<bool> stateChanged{false}; ///< the host is to be told
     std::atomic<bool> workScheduled{false};
     std::mutex patchUse; ///< [!audio] one of save, restore and work

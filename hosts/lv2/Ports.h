@@ -12,6 +12,8 @@ namespace zephra::lv2 {
 inline constexpr const char* kPluginUri = "urn:quillon-audio:zephra";
 /// The whole patch as one atom:Chunk, the bytes of VstXSynth::getChunk.
 inline constexpr const char* kPatchUri = "urn:quillon-audio:zephra:patch";
+/// The values of all control ports at the time, 32-bit floats by host index, little-endian.
+inline constexpr const char* kPortsUri = "urn:quillon-audio:zephra:ports";
 
 /// Ports by index. Songs refer to ports by symbol, some hosts by index: only ever add behind.
 enum Port : std::uint32_t {

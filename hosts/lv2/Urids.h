@@ -16,7 +16,7 @@ namespace zephra::lv2 {
 /// The host's numbers for the words that the plug-in knows.
 struct Urids {
     explicit Urids(const LV2_URID_Map& host)
-        : map(host), patch(of(kPatchUri)), chunk(of(LV2_ATOM__Chunk)),
+        : map(host), patch(of(kPatchUri)), ports(of(kPortsUri)), chunk(of(LV2_ATOM__Chunk)),
           sequence(of(LV2_ATOM__Sequence)), beatTime(of(LV2_ATOM__beatTime)),
           object(of(LV2_ATOM__Object)), blank(of(LV2_ATOM__Blank)), intType(of(LV2_ATOM__Int)),
           longType(of(LV2_ATOM__Long)), floatType(of(LV2_ATOM__Float)),
@@ -29,7 +29,7 @@ struct Urids {
     }
 
     const LV2_URID_Map map;
-    const LV2_URID patch;
+    const LV2_URID patch, ports;
     const LV2_URID chunk, sequence, beatTime, object, blank;
     const LV2_URID intType, longType, floatType, doubleType;
     const LV2_URID midiEvent;

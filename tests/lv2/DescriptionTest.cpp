@@ -139,7 +139,7 @@ std::string presetUri(const fs::path& patch)
 {
     std::string uri = std::string(kPluginUri) + ":preset:";
     for (const char c : patch.lexically_relative(ZEPHRA_SOUNDBANKS).replace_extension().string())
-        uri += c == ' ' ? std::string("%20") : std::string(1, c);
+        uri += c == ' ' ? '_' : c; // the consoles of some hosts take no percent signs
     return uri;
 }
 

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iostream>
 #include <set>
+#include <utility>
 
 namespace zephra::lv2 {
 namespace {
@@ -67,23 +68,20 @@ std::ofstream turtleFile(const fs::path& path)
     return file;
 }
 
-std::string named(const std::string& suffix)
+/// A path below the soundbanks without the blanks that shells and some hosts stumble over.
+std::string slug(const fs::path& place)
 {
-    return '<' + uriText(std::string(kPluginUri) + suffix) + '>';
-}
-
-std::string presetName(const FactoryPatch& patch)
-{
-    return named(":preset:" + patch.place.generic_string());
-}
-
-/// Of a preset, in the bundle: without the blanks that shell scripts stumble over.
-std::string fileName(const FactoryPatch& patch)
-{
-    std::string name = "presets/" + patch.place.generic_string() + ".ttl";
+    std::string name = place.generic_string();
     std::ranges::replace(name, ' ', '_');
     return name;
 }
+
+std::string named(const std::string& suffix) { return '<' + uriText(kPluginUri + suffix) + '>'; }
+
+std::string presetName(const FactoryPatch& patch) { return named(":preset:" + slug(patch.place)); }
+
+/// Of a preset, in the bundle.
+std::string fileName(const FactoryPatch& patch) { return "presets/" + slug(patch.place) + ".ttl"; }
 
 std::string stateTurtle(const FactoryPatch& patch)
 {
@@ -99,7 +97,7 @@ void writeManifest(const fs::path& bundle, const std::vector<FactoryPatch>& patc
             "\trdfs:seeAlso <zephra.ttl> .\n";
     std::set<std::string> banks;
     for (const FactoryPatch& patch : patches) {
-        const std::string bank = named(":bank:" + patch.place.parent_path().generic_string());
+        const std::string bank = named(":bank:" + slug(patch.place.parent_path()));
         if (banks.insert(bank).second)
             file << '\n'
                  << bank << "\n\ta pset:Bank ;\n\trdfs:label " << quoted(patch.bank) << " .\n";
@@ -113,8 +111,9 @@ void writeManifest(const fs::path& bundle, const std::vector<FactoryPatch>& patc
 void writePlugin(const fs::path& bundle, const FactoryPatch& first)
 {
     std::ofstream file = turtleFile(bundle / "zephra.ttl");
-    file << '<' << kPatchUri << ">\n\ta lv2:Parameter ;\n\trdfs:label \"Patch\" ;\n"
-         << "\trdfs:range atom:Chunk .\n\n";
+    for (const auto& [uri, label] : {std::pair{kPatchUri, "Patch"}, {kPortsUri, "Ports"}})
+        file << '<' << uri << ">\n\ta lv2:Parameter ;\n\trdfs:label " << quoted(label)
+             << " ;\n\trdfs:range atom:Chunk .\n\n";
     for (const PortGroup& group : kPortGroups)
         file << named(std::string(":group:") + group.symbol)
              << "\n\ta pg:InputGroup ;\n\tlv2:symbol " << quoted(group.symbol) << " ;\n\tlv2:name "
