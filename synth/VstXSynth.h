@@ -172,6 +172,7 @@ public:
     /// processReplacing. Program changes count the patches of the current bank as the library
     /// sorts them; numbers without a patch or a bank do nothing.
     void serviceRequests();
+    bool hasRequests() const noexcept { return programRequest.pending(); } ///< [any] for those
     PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
     /// Stores the current patch in the library as a new one, where the browser points to. False if
     /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.

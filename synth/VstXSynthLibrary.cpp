@@ -10,9 +10,6 @@ namespace zephra {
 
 namespace {
 
-/// The patch that a new instrument starts with, below the soundbank root.
-constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
-
 /// Number of the patch for a start without that one: the first without a category.
 std::size_t firstUncategorized(const PatchLibrary& library)
 {
