@@ -173,7 +173,7 @@ public:
     /// sorts them; numbers without a patch or a bank do nothing.
     void serviceRequests();
     bool hasRequests() const noexcept { return programRequest.pending(); } ///< [any] for those
-    PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
+    PatchLibrary* library() const noexcept { return ownLibrary.get(); }    ///< may be nullptr
     /// Stores the current patch in the library as a new one, where the browser points to. False if
     /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.
     bool storeNewPatch(std::string_view name);
