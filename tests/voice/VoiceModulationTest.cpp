@@ -98,30 +98,41 @@ TEST(VoiceModulation, MixLeadsFromOscillator3ToTheSlowNoise)
     }
 }
 
-TEST(VoiceModulation, CutoffFollowsByDepthShapeAndRange)
+/// The cutoff modulated through the wheel by a pulse of oscillator 3 that is held low.
+void modulateCutoff(VoiceRig& rig, float depth, float shape, float range)
 {
-    // A pulse of oscillator 3 modulates by 0.285558 while it is low. Full shape is the cube of the
-    // depth.
-    constexpr struct {
-        bool on;
-        float depth, shape, range;
+    rig.stretch = 8;
+    rig.hold(2, false);
+    rig.values.modFltOn = true;
+    rig.values.modShape = shape;
+    rig.values.modCutoffRange = range;
+    routeWheel(rig, depth);
+}
+
+TEST(VoiceCutoff, FollowsKnobRevisionKeysFromNote31AndModulation)
+{
+    // 3072 of 32,726 an octave; modulated by 0.285558. Full shape is the cube of the depth.
+    const struct {
+        void (*turn)(VoiceRig&);
+        int note;
         double cutoff;
     } kRows[] = {
-        {true, 0.5f, 0.0f, 0.5f, 0.5713895},  {true, 0.01f, 0.0f, 1.0f, 0.50285558},
-        {true, 0.5f, 0.5f, 1.0f, 0.58923688}, {true, 1.0f, 0.0f, 2.0f, 1.0},
-        {false, 1.0f, 0.0f, 1.0f, 0.5},
+        {[](VoiceRig& r) { r.values.cutoff = 0.8f; }, 60, 0.8},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 1.05f; }, 60, 0.525},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 2.1f; }, 60, 1.0}, // limited
+        {[](VoiceRig& r) { r.values.revision = Revision::Early; }, 60, 0.491},
+        {[](VoiceRig& r) { r.values.keytrack = 0.33333f; }, 67, 0.593869},
+        {[](VoiceRig& r) { r.values.keytrack = 1.0f; }, 0, 0.257502},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.0f, 0.5f); }, 60, 0.5713895},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.5f, 1.0f); }, 60, 0.58923688},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.01f, 0.0f, 1.0f); }, 60, 0.50285558},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.stretch = 8;
-        rig.hold(2, false);
-        rig.values.modFltOn = row.on;
-        rig.values.modShape = row.shape;
-        rig.values.modCutoffRange = row.range;
-        routeWheel(rig, row.depth);
-        rig.start(60);
+        row.turn(rig);
+        rig.start(row.note);
         EXPECT_NEAR(rig.playFor(0.25).cutoff.back(), row.cutoff, 1e-4)
-            << "depth " << row.depth << " shape " << row.shape;
+            << "row " << &row - std::begin(kRows);
     }
 }
 
