@@ -176,6 +176,8 @@ TEST(VoiceSlots, AddUpByTheirRules)
     } kRows[] = {
         {"source Off, Volume",       {{{Off, 1.0f, T::Volume}}},               1.0f, 1.0f, 0.0,  0.0, 1.0},
         {"velocity down",            {{{Velocity, 1.0f, T::Filter}}},          0.1f, 0.0f, -0.4, 0.0, 1.0},
+        {"two to Filter",            {{{ModWheel, 0.5f, T::Filter}, {},
+                                       {Velocity, 0.5f, T::Filter}}},          0.0f, 0.6f, 0.05, 0.0, 1.0},
         {"softer by the amount",     {{{Velocity, 0.5f, T::Volume}}},         0.25f, 0.0f, 0.0,  0.0, 0.625},
         {"two to Volume subtract",   {{kHalfWheelToVolume,
                                        kHalfWheelToVolume}},                   0.0f, 0.4f, 0.0,  0.0, 0.4},
@@ -184,7 +186,7 @@ TEST(VoiceSlots, AddUpByTheirRules)
         {"depth limited below each", {{kVelocityToDepth, kWheelToDepth}},      0.0f, 0.3f, 0.0,  0.3, 1.0},
         {"depth limited above each", {{kWheelToDepth, kWheelToDepth,
                                        kVelocityToDepth}},                     0.0f, 0.9f, 0.0,  0.5, 1.0},
-        {"envelope opens the cutoff", {{{ModWheel, 0.3f, T::EnvAmount}}},      1.0f, 1.0f, 0.3 * 0.778487, 0.0, 1.0},
+        {"0.778487 at full envelope", {{{ModWheel, 0.3f, T::EnvAmount}}},      1.0f, 1.0f, 0.23355, 0.0, 1.0},
     };
     // clang-format on
     for (const auto& row : kRows) {
