@@ -62,6 +62,13 @@ void edit(VstXSynth& plugin, Random15& random, bool ownEditor)
         break;
     }
     case 211: plugin.initPatch(); break;
+    case 212: plugin.serviceRequests(); break;
+    case 213: {
+        GeneticsState twoThatAreGone;
+        twoThatAreGone.parentCount = 2;
+        plugin.breed(twoThatAreGone);
+        break;
+    }
     default:
         if (ownEditor)
             plugin.setControlValue(control.id, value, true);

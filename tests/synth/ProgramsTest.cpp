@@ -95,6 +95,10 @@ TEST(Child, SoundsAtOnceAndIsStoredInABankOfItsOwn)
     synth.loadPatchFile(synth.currentPatchPath, PatchFileMode::LoadProgram, true);
     EXPECT_EQ(synth.getControlValue(volume), 0.25f);
     EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "a|b|abe");
+
+    std::filesystem::remove(tree / "A/a.fxp");
+    synth.breed(synth.library()->genetics, 0xabc);
+    EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "Init Patch|b|abe");
 }
 
 TEST(FirstStart, BringsTheFactoryBanksOnce)
