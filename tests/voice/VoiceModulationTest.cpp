@@ -174,19 +174,19 @@ TEST(VoiceSlots, AddUpByTheirRules)
         float velocity, wheel;
         double cutoff, depth, volume; ///< shift of the cutoff, modulation depth, level
     } kRows[] = {
-        {"source Off, Volume",       {{{Off, 1.0f, T::Volume}}},               1.0f, 1.0f, 0.0,  0.0, 1.0},
-        {"velocity down",            {{{Velocity, 1.0f, T::Filter}}},          0.1f, 0.0f, -0.4, 0.0, 1.0},
-        {"two to Filter",            {{{ModWheel, 0.5f, T::Filter}, {},
-                                       {Velocity, 0.5f, T::Filter}}},          0.0f, 0.6f, 0.05, 0.0, 1.0},
-        {"softer by the amount",     {{{Velocity, 0.5f, T::Volume}}},         0.25f, 0.0f, 0.0,  0.0, 0.625},
-        {"two to Volume subtract",   {{kHalfWheelToVolume,
-                                       kHalfWheelToVolume}},                   0.0f, 0.4f, 0.0,  0.0, 0.4},
-        {"no less than silence",     {{kWheelToVolume, kWheelToVolume}},       0.0f, 0.2f, 0.0,  0.0, 0.0},
-        {"velocity swings depth",    {{kVelocityToDepth}},                     0.8f, 0.0f, 0.0,  0.3, 1.0},
-        {"depth limited below each", {{kVelocityToDepth, kWheelToDepth}},      0.0f, 0.3f, 0.0,  0.3, 1.0},
-        {"depth limited above each", {{kWheelToDepth, kWheelToDepth,
-                                       kVelocityToDepth}},                     0.0f, 0.9f, 0.0,  0.5, 1.0},
-        {"0.778487 at full envelope", {{{ModWheel, 0.3f, T::EnvAmount}}},      1.0f, 1.0f, 0.23355, 0.0, 1.0},
+        {"source Off",          {{{Off, 1.0f, T::Volume}}},          1.0f, 1.0f, 0.0, 0.0, 1.0},
+        {"velocity down",       {{{Velocity, 1.0f, T::Filter}}},     0.1f, 0.0f, -0.4, 0.0, 1.0},
+        {"two to Filter",       {{{ModWheel, 0.5f, T::Filter}, {},
+                                  {Velocity, 0.5f, T::Filter}}},     0.0f, 0.6f, 0.05, 0.0, 1.0},
+        {"softer by amount",    {{{Velocity, 0.5f, T::Volume}}},     0.25f, 0.0f, 0.0, 0.0, 0.625},
+        {"two to Volume",       {{kHalfWheelToVolume,
+                                  kHalfWheelToVolume}},              0.0f, 0.4f, 0.0, 0.0, 0.4},
+        {"not below silence",   {{kWheelToVolume, kWheelToVolume}},  0.0f, 0.2f, 0.0, 0.0, 0.0},
+        {"velocity to depth",   {{kVelocityToDepth}},                0.8f, 0.0f, 0.0, 0.3, 1.0},
+        {"limited below each",  {{kVelocityToDepth, kWheelToDepth}}, 0.0f, 0.3f, 0.0, 0.3, 1.0},
+        {"limited above each",  {{kWheelToDepth, kWheelToDepth,
+                                  kVelocityToDepth}},                0.0f, 0.9f, 0.0, 0.5, 1.0},
+        {"of a full envelope",  {{{ModWheel, 0.3f, T::EnvAmount}}},  1.0f, 1.0f, 0.23355, 0.0, 1.0},
     };
     // clang-format on
     for (const auto& row : kRows) {
