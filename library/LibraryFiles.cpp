@@ -12,10 +12,12 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <map>
 #include <memory>
 #include <span>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 #include <utility>
 
 namespace zephra {
@@ -84,19 +86,6 @@ mode_t typeOf(int folder, const dirent& entry) noexcept
                                       : static_cast<mode_t>(DTTOIF(entry.d_type));
 }
 
-/// The name in a folder that equals this one but perhaps for case, other than `own`; empty: none.
-std::string nameInTheWay(int folder, const std::string& name, std::string_view own)
-{
-    if (name != own && typeAt(folder, name.c_str()) != 0)
-        return name;
-    const Stream stream = openStream(folder);
-    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
-        if (equalNoCase(entry->d_name, name) && entry->d_name != own)
-            return entry->d_name;
-    }
-    return {};
-}
-
 std::vector<LibraryFiles::Name> sorted(std::vector<LibraryFiles::Name> names)
 {
     std::ranges::sort(names, [](const LibraryFiles::Name& a, const LibraryFiles::Name& b) {
@@ -161,6 +150,14 @@ bool removeContents(int folder) // NOLINT(misc-no-recursion): as deep as the tre
 }
 
 } // namespace
+
+/// The names of folders as they were read first, and those that came since; some may have gone.
+struct LibraryFiles::KnownNames {
+    using Folder = std::pair<dev_t, ino_t>;
+    using Names = std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>;
+
+    std::map<Folder, Names> folders;
+};
 
 // --- Paths ----------------------------------------------------------------------------------
 
@@ -277,9 +274,10 @@ std::vector<LibraryFiles::Name> readForeignFolder(const fs::path& folder)
 std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
                                    std::error_code& error) const
 {
+    errno = 0;
     const auto place = placeOf(path);
     if (!place) {
-        error = std::make_error_code(std::errc::no_such_file_or_directory);
+        error.assign(errno != 0 ? errno : ENOENT, std::generic_category());
         return {};
     }
     RegularFile file(place->folder.get(), place->name.c_str());
@@ -287,6 +285,17 @@ std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
     text.resize(file.read({reinterpret_cast<std::uint8_t*>(text.data()), text.size()}));
     error = file.error();
     return error ? std::string() : text;
+}
+
+LibraryFiles::Identity LibraryFiles::identityOf(const PathText& path) const
+{
+    const auto place = placeOf(path);
+    struct stat status {};
+    if (!place ||
+        ::fstatat(place->folder.get(), place->name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
 }
 
 bool LibraryFiles::fileExists(const PathText& path) const
@@ -309,6 +318,60 @@ bool LibraryFiles::isTaken(const PathText& path) const
     return place && !nameInTheWay(place->folder.get(), place->name, {}).empty();
 }
 
+// --- Names in the way -----------------------------------------------------------------------
+
+LibraryFiles::Batch::Batch(LibraryFiles& libraryFiles) : files(libraryFiles)
+{
+    files.known = std::make_unique<KnownNames>();
+}
+LibraryFiles::Batch::~Batch() { files.known.reset(); }
+
+LibraryFiles::~LibraryFiles() = default;
+
+/// The name in a folder that equals this one but perhaps for case, other than `own`; empty: none.
+std::string LibraryFiles::nameInTheWay(int folder, const std::string& name,
+                                       std::string_view own) const
+{
+    const auto isThere = [&](const std::string& other) {
+        return other != own && typeAt(folder, other.c_str()) != 0;
+    };
+    if (isThere(name))
+        return name;
+    if (KnownNames::Names* names = knownNamesOf(folder)) {
+        const auto [begin, end] = names->equal_range(name);
+        const auto found = std::find_if(begin, end, isThere);
+        return found == end ? std::string() : *found;
+    }
+    const Stream stream = openStream(folder);
+    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
+        if (equalNoCase(entry->d_name, name) && entry->d_name != own)
+            return entry->d_name;
+    }
+    return {};
+}
+
+/// nullptr outside a batch.
+std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>*
+LibraryFiles::knownNamesOf(int folder) const
+{
+    struct stat status {};
+    if (!known || ::fstat(folder, &status) != 0)
+        return nullptr;
+    const auto [at, isNew] = known->folders.try_emplace({status.st_dev, status.st_ino});
+    const Stream stream = isNew ? openStream(folder) : Stream(nullptr, ::closedir);
+    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr)
+        at->second.insert(entry->d_name);
+    return &at->second;
+}
+
+/// Passes `made` on.
+bool LibraryFiles::nowHolds(const Place& place, bool made) const
+{
+    if (KnownNames::Names* names = made ? knownNamesOf(place.folder.get()) : nullptr)
+        names->insert(place.name);
+    return made;
+}
+
 // --- Changing -------------------------------------------------------------------------------
 
 bool LibraryFiles::rename(const PathText& from, const PathText& to) const
@@ -322,8 +385,8 @@ bool LibraryFiles::rename(const PathText& from, const PathText& to) const
         return true;
     if (!nameInTheWay(target->folder.get(), target->name, stays ? source->name : "").empty())
         return false;
-    return renameNoReplace(source->folder.get(), source->name.c_str(), target->folder.get(),
-                           target->name.c_str());
+    return nowHolds(*target, renameNoReplace(source->folder.get(), source->name.c_str(),
+                                             target->folder.get(), target->name.c_str()));
 }
 
 bool LibraryFiles::removeFile(const PathText& path) const
@@ -340,7 +403,8 @@ bool LibraryFiles::makeFolder(const PathText& path) const
     const std::string taken = nameInTheWay(place->folder.get(), place->name, {});
     if (!taken.empty())
         return typeAt(place->folder.get(), taken.c_str()) == S_IFDIR;
-    return ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0 || errno == EEXIST;
+    return nowHolds(*place, ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0 ||
+                                errno == EEXIST);
 }
 
 bool LibraryFiles::makeNewFolder(const PathText& path) const
@@ -376,6 +440,11 @@ bool LibraryFiles::writeAside(const Place& place, const Fill& fill, Manner manne
     if (!file)
         return false;
 
+    struct stat old {};
+    if (manner != Manner::New &&
+        ::fstatat(folder, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(old.st_mode))
+        ::fchmod(file.get(), old.st_mode & 0777);
     bool done =
         fill(file.get()) && (manner == Manner::ReplaceQuickly || ::fdatasync(file.get()) == 0);
     done &= file.close();
@@ -384,7 +453,7 @@ bool LibraryFiles::writeAside(const Place& place, const Fill& fill, Manner manne
                         : ::renameat(folder, aside.c_str(), folder, place.name.c_str()) == 0);
     if (!done)
         ::unlinkat(folder, aside.c_str(), 0);
-    return done;
+    return nowHolds(place, done);
 }
 
 bool LibraryFiles::createFile(const PathText& path) const

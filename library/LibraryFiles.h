@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "common/AsciiCase.h"
 #include "common/PathText.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <unordered_set>
 #include <vector>
 
 namespace zephra {
@@ -28,6 +32,30 @@ public:
     /// The folder may be missing. A relative path is taken from the working directory.
     explicit LibraryFiles(const std::filesystem::path& soundbankRoot,
                           Access allowed = Access::ReadWrite);
+
+    ~LibraryFiles();
+
+    /// For a command on many files: while it lasts, the names in a folder are read once only. What
+    /// other processes bring meanwhile is still never replaced, but may differ in case only.
+    class Batch {
+    public:
+        explicit Batch(LibraryFiles& libraryFiles);
+        ~Batch();
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        LibraryFiles& files;
+    };
+
+    /// Which file lies under a path. One that is written anew is another.
+    struct Identity {
+        std::uint64_t device = 0, inode = 0;
+        std::int64_t size = -1, seconds = 0, nanoseconds = 0; ///< of the last change
+
+        bool operator==(const Identity&) const = default;
+    };
+    Identity identityOf(const PathText& path) const;
 
     /// With a backslash at the end. Empty if the path is too long or holds a backslash of its
     /// own: there are no files then.
@@ -74,9 +102,13 @@ public:
 private:
     class Handle;
     struct Place;
+    struct KnownNames;
     enum class Manner { New, Replace, ReplaceQuickly };
     using Fill = std::function<bool(int file)>;
 
+    std::string nameInTheWay(int folder, const std::string& name, std::string_view own) const;
+    std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>* knownNamesOf(int folder) const;
+    bool nowHolds(const Place& place, bool made) const;
     Handle openRoot() const;
     Handle openFolder(const PathText& folder) const;
     std::optional<Place> placeOf(const PathText& path) const;
@@ -85,6 +117,7 @@ private:
     bool writeTo(const Place& place, std::string_view text, Manner manner) const;
     bool writeAside(const Place& place, const Fill& fill, Manner manner) const;
 
+    std::unique_ptr<KnownNames> known; ///< during a batch
     std::filesystem::path rootPath;
     PathText rootText;
     Access access;

@@ -3,6 +3,8 @@
 
 #include "library/AuthorTable.h"
 #include "library/Favourites.h"
+#include "library/GeneticsRng.h"
+#include "library/GeneticsState.h"
 #include "library/LibraryColumns.h"
 #include "library/LibraryFiles.h"
 #include "library/LibraryHost.h"
@@ -11,6 +13,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -23,8 +26,8 @@ namespace zephra {
 class ImportSource;
 
 /// The soundbanks: a folder tree of patch files, and an index of it in memory that is built anew
-/// after every change. Entries, folders and rows hold until the next `reload`; only paths live
-/// beyond it. [ui]
+/// after every change. Entries, folders and rows hold until the next `reload`, favourites and a
+/// view of them until one changes; only paths live beyond it. [ui]
 ///
 /// Patches that move to the trash stay where they are, with another extension.
 class PatchLibrary {
@@ -78,7 +81,8 @@ public:
     // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
     // argument may come from the lists of this library.
     //
-    // Nothing gets a name that the library keeps out of sight, such as "Trash".
+    // Nothing gets a name that the library keeps out of sight, such as "Trash", and no bank that of
+    // a category.
     //
     // Moves return the entry under its new path: as the rescan found it, else the old one with
     // that path; nothing if the move was refused.
@@ -122,7 +126,7 @@ public:
     /// with a number ahead of the author codes if the name is taken; false after 100 numbers.
     Moved duplicatePatch(const PatchEntry& entry, bool rescan = true);
 
-    /// Refused for what is no patch, such as one in the trash.
+    /// False for what is no patch, such as one in the trash, and if it could not be kept.
     bool setFavourite(const PatchEntry& entry, bool on, bool rescan);
     bool clearFavourites();
     bool restoreAll(); ///< with one message if any patch could not be restored
@@ -135,6 +139,23 @@ public:
     Entries movePatchesToBank(std::string_view bankName, const Entries& entries);
     Entries movePatchesToCategory(std::string_view categoryName, const Entries& entries);
     bool setFavourites(const Entries& entries, bool on);
+
+    // --- Genetics. In PatchLibraryGenetics.cpp ---
+    GeneticsState genetics; ///< survives a reload
+
+    /// The selected patches of the view become the parents, or two neighbours if fewer than two are
+    /// selected.
+    void takeParentsFromSelection();
+    /// Makes two patches of the view, drawn by lot, the selected ones; no patch is current then.
+    void selectRandomPair();
+    /// Breeds out of the parents, if they are two or three, first taking the selection over if
+    /// `resetSelection`, or a random pair if both are wanted. `breedChild` has the sound side do
+    /// it.
+    void runGenetics(bool resetSelection, bool randomParents, float mix,
+                     const std::function<void(GeneticsState&)>& breedChild);
+    /// An empty file in the bank "Genetics", named after the present time and the seed of the last
+    /// breed; otherwise as createPatchFile.
+    bool createChildFile(PathText& outPath, bool rescan);
 
     // --- Import. In PatchLibraryImport.cpp ---
     // Outside patches are copied into the library. What they come from stays as it is, and may lie
@@ -184,12 +205,16 @@ private:
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
+    Favourites& changeFavourites();
+    bool markFavourites(const Entries& entries, bool on);
+    bool createNewFile(const PathText& path, bool rescan);
     Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
     PathText bankPath(std::string_view bankName);
     PathText folderFor(std::string_view bankName, std::string_view categoryName);
     std::string selectedBankName() const;
     std::optional<std::string> onlyCategorySelected() const;
     bool isKept(const PatchFolder& folder) const;
+    bool canBeBank(std::string_view name) const;
     bool isCategory(const PatchFolder& folder) const;
     bool isSameCategory(const PatchFolder& a, const PatchFolder& b) const;
     bool renameCategory(std::string_view newName, std::string_view oldName, bool report);
@@ -200,10 +225,12 @@ private:
     Copied copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
     void copyCompanions(ImportSource& source, const PathText& bank);
 
+    void readFavourites();
     void readBankConfigs();
     void meetAuthors();
     bool passesBank(const PatchEntry& entry) const;
     bool passesCategory(const PatchEntry& entry) const;
+    std::string authorOfFilter() const;
     bool passesAuthor(const PatchEntry& entry) const;
     void showIfPassing(const PatchEntry& entry, std::string_view search);
 
@@ -218,7 +245,9 @@ private:
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
     std::vector<CompanionType> companionTypes;
     PathIndex entriesByPath;
-    bool anyCategorySelected = false; ///< of the filter, while a view is built
+    bool viewShowsFavourites = false;
+    bool anyCategorySelected = false;          ///< of the filter, while a view is built
+    GeneticsRng random{geneticsSeedOfClock()}; ///< of random parents
 };
 
 } // namespace zephra

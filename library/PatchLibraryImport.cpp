@@ -132,6 +132,7 @@ bool PatchLibrary::importItems(ImportSource& source, std::string_view sourceName
 PatchLibrary::Copied PatchLibrary::copyItems(ImportSource& source, std::string_view sourceName,
                                              const PathText& bank)
 {
+    const LibraryFiles::Batch batch(files);
     Spellings spellings;
     Copied copied;
     const std::size_t count = source.items().size();

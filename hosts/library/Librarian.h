@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "controls/PatchRecord.h"
 #include "library/PatchLibrary.h"
 #include "terminal/ProgressBar.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -26,6 +28,14 @@ struct ListFilter {
     std::string bank, author, search;
     std::vector<std::string> categories;
     bool uncategorized = false, favourites = false, trash = false;
+};
+
+/// How to breed a patch, and where to put it.
+struct BreedOptions {
+    float mix = GeneticsState::kDefaultMix; ///< 0..1
+    std::uint32_t seed = geneticsSeedOfClock();
+    bool store = false;  ///< in the bank "Genetics"
+    std::string outFile; ///< else here
 };
 
 /// The commands of zephra-library on one library. Patches are named by their paths below the root,
@@ -58,6 +68,9 @@ public:
     Report purge(const Names& patches);
     Report setFavourites(const Names& patches, bool on);
 
+    /// Two or three patches have a child.
+    Report breed(const Names& patches, const BreedOptions& how);
+
     /// A patch into the bank and category, unless they are empty; a folder or ZIP archive as a new
     /// bank.
     Report importFrom(const std::filesystem::path& source, const std::string& bank,
@@ -89,6 +102,8 @@ private:
     bool selectCategory(const std::string& category);
     const PatchFolder* folderOfRow(const std::vector<PatchGroup>& column, int row,
                                    const std::string& name);
+    bool store(PatchRecord& child, const std::filesystem::path& file);
+    std::string shownPath(std::string_view path) const;
     std::string shownPath(const PatchEntry& entry) const;
     template <class Entries> Report paths(const Entries& entries) const;
 
