@@ -169,8 +169,8 @@ public:
     /// into this library. The first "config.ini" comes along. A later patch of the same category
     /// and name replaces an earlier one. With a message if files could not be copied.
     bool importFolder(const std::filesystem::path& source, PathText& outBankPath);
-    /// Likewise the contents of a ZIP archive, as far as they can be unpacked, without messages for
-    /// those that cannot; the last "config.ini".
+    /// Likewise the contents of a ZIP archive, with the last "config.ini", and without a message
+    /// for items that cannot be unpacked as long as one can.
     bool importZip(const std::filesystem::path& source, PathText& outBankPath);
     /// The path of a bank that does not exist yet: that name, or one with a number from 1 to 32.
     bool makeBankName(std::string_view sourceName, PathText& outBankPath);
@@ -199,6 +199,9 @@ private:
         std::filesystem::path root;
         std::string extension, note;
     };
+    struct Copied {
+        int patches = 0, faults = 0;
+    };
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
@@ -219,7 +222,7 @@ private:
     Moved copyPatch(const std::filesystem::path& source, const PatchEntry& entry);
     bool importItems(ImportSource& source, std::string_view sourceName, const PathText& bank,
                      bool reportFaults);
-    bool copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
+    Copied copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
     void copyCompanions(ImportSource& source, const PathText& bank);
 
     void readFavourites();

@@ -23,6 +23,8 @@ bool hasExtension(const ImportItem& item, std::string_view extension)
     return equalNoCase(extensionOf(item.name()), extension);
 }
 
+bool isPatch(const ImportItem& item) { return hasExtension(item, kPatchExtension); }
+
 /// A folder directly in a tree that does not exist yet, with a backslash at the end; empty: none.
 PathText freeFolder(const LibraryFiles& files, std::string_view name)
 {
@@ -69,9 +71,9 @@ void PatchLibrary::registerCompanionType(const fs::path& companionRoot, std::str
 bool PatchLibrary::importPatch(const fs::path& source, PathText& outPath)
 {
     const std::string name = source.filename().string();
-    const bool isPatch = isListedName(name) && equalNoCase(extensionOf(name), kPatchExtension) &&
-                         !RegularFile(source).error(); // before folders are made for it
-    const Moved copy = isPatch ? copyPatch(source, {0, 0, PathText(name)}) : std::nullopt;
+    const bool isReadable = isListedName(name) && equalNoCase(extensionOf(name), kPatchExtension) &&
+                            !RegularFile(source).error(); // before folders are made for it
+    const Moved copy = isReadable ? copyPatch(source, {0, 0, PathText(name)}) : std::nullopt;
     if (!copy)
         return refuse(true, kFileNotImported);
     outPath = copy->path;
@@ -105,50 +107,55 @@ bool PatchLibrary::importZip(const fs::path& source, PathText& outBankPath)
     return importItems(archive, name, outBankPath, false);
 }
 
-/// With `reportFaults` it is told if files could not be copied.
+/// With `reportFaults` it is told if some files could not be copied. If no patch could, there is no
+/// bank.
 bool PatchLibrary::importItems(ImportSource& source, std::string_view sourceName,
                                const PathText& bank, bool reportFaults)
 {
-    const auto isPatch = [](const ImportItem& item) { return hasExtension(item, kPatchExtension); };
     if (std::ranges::none_of(source.items(), isPatch))
         return refuse(true, kNothingToImport);
     if (!files.makeNewFolder(bank))
         return refuse(true, kBankNotMade);
-    const bool all = copyItems(source, sourceName, bank);
+    const Copied copied = copyItems(source, sourceName, bank);
+    if (copied.patches == 0) {
+        files.removeFolder(bank);
+        return refuse(true, kFileNotImported);
+    }
     copyCompanions(source, bank);
     reload(true);
-    if (!all && reportFaults)
+    if (copied.faults > 0 && reportFaults)
         refuse(true, kFileNotImported);
     return true;
 }
 
 /// Patches and the bank's description. The bank is new, so nothing lies in it but what comes here.
-bool PatchLibrary::copyItems(ImportSource& source, std::string_view sourceName,
-                             const PathText& bank)
+PatchLibrary::Copied PatchLibrary::copyItems(ImportSource& source, std::string_view sourceName,
+                                             const PathText& bank)
 {
     const LibraryFiles::Batch batch(files);
     Spellings spellings;
-    bool all = true;
+    Copied copied;
     const std::size_t count = source.items().size();
     for (std::size_t i = 0; i < count; ++i) {
         const ImportItem& item = source.items()[i];
-        PathText folder = bank;
-        if (hasExtension(item, kPatchExtension)) {
-            const std::string_view category = item.folder();
-            // Patches in a folder that is kept out of sight shall not share its fate.
-            if (!category.empty() && !equalNoCase(category, sourceName) &&
-                !LibraryColumns::isHiddenName(category)) {
-                folder = spellings.of(folder + category + "\\");
-                files.makeFolder(folder);
-            }
-        } else if (item.name() != BankConfig::kFileName) {
+        const std::string_view category = item.folder();
+        if (!isPatch(item) && item.name() != BankConfig::kFileName)
             continue;
+        PathText folder = bank;
+        // Patches in a folder that is kept out of sight shall not share its fate.
+        if (isPatch(item) && !category.empty() && !equalNoCase(category, sourceName) &&
+            !LibraryColumns::isHiddenName(category)) {
+            folder = spellings.of(bank + category + "\\");
+            files.makeFolder(folder);
         }
-        all &= source.copy(item, files, spellings.of(folder + item.name()));
+        if (!source.copy(item, files, spellings.of(folder + item.name())))
+            ++copied.faults;
+        else if (isPatch(item))
+            ++copied.patches;
         host.showProgress(i + 1, count);
     }
     files.flush();
-    return all;
+    return copied;
 }
 
 void PatchLibrary::copyCompanions(ImportSource& source, const PathText& bank)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "library/ZipReader.h"
 
+#include "common/ByteOrder.h"
 #include "common/WholeFile.h"
 
 // Minizip rather than libzip, which takes minutes to list names that are made to collide in its
@@ -84,6 +85,26 @@ struct ZipReader::Archive {
     unzFile zip = nullptr;
 };
 
+namespace {
+
+/// Unpacked. Sizes that may need 64 bits stand in an extra field, which minizip overlooks.
+std::uint64_t sizeOf(unzFile zip, const unz_file_info64& info)
+{
+    constexpr std::uint32_t kElsewhere = 0xffffffff, kLargeSizes = 1;
+    if (info.uncompressed_size != kElsewhere)
+        return info.uncompressed_size;
+    std::vector<std::uint8_t> extra(info.size_file_extra);
+    unzGetCurrentFileInfo64(zip, nullptr, nullptr, 0, extra.data(), info.size_file_extra, nullptr,
+                            0);
+    for (std::size_t at = 0; at + 12 <= extra.size(); at += 4 + littleEndian16(extra, at + 2))
+        if (littleEndian16(extra, at) == kLargeSizes)
+            return littleEndian32(extra, at + 4) | std::uint64_t{littleEndian32(extra, at + 8)}
+                                                       << 32;
+    return info.uncompressed_size;
+}
+
+} // namespace
+
 ZipReader::ZipReader(const std::filesystem::path& path) : archive(std::make_unique<Archive>(path))
 {
     if (!archive->zip || !list())
@@ -120,24 +141,27 @@ bool ZipReader::read(std::size_t index, std::string& bytes)
     constexpr uLong kEncrypted = 1; // bit of the flags
     unzFile const zip = archive->zip;
     unz_file_info64 info{};
-    if (bytesLeft == 0 || unzSetOffset64(zip, places.at(index)) != UNZ_OK ||
-        unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK ||
-        (info.flag & kEncrypted) != 0 || unzOpenCurrentFile(zip) != UNZ_OK)
+    if (unzSetOffset64(zip, places.at(index)) != UNZ_OK ||
+        unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK)
+        return false;
+    const std::uint64_t size = sizeOf(zip, info);
+    if ((info.flag & kEncrypted) != 0 || size > std::min(kMostItemBytes, bytesLeft) ||
+        unzOpenCurrentFile(zip) != UNZ_OK)
         return false;
 
-    const std::size_t most = std::min(kMostItemBytes, bytesLeft);
     std::array<char, 65536> part; // NOLINT(*-member-init): read into
-    int count = 0;
+    int count = 1;
     bytes.clear();
-    do {
-        count = unzReadCurrentFile(zip, part.data(), part.size());
-        if (count > 0)
-            bytes.append(part.data(), static_cast<std::size_t>(count));
-    } while (count > 0 && bytes.size() <= most);
-    bytesLeft -= std::min(bytesLeft, bytes.size());
-    // The checksum is looked at only when all is there that should be.
-    const bool isSound = unzCloseCurrentFile(zip) == UNZ_OK && count == 0;
-    return isSound && bytes.size() == info.uncompressed_size && bytes.size() <= most;
+    while (count > 0 && bytes.size() < size) {
+        const std::size_t most = std::min<std::uint64_t>(part.size(), size - bytes.size());
+        count = unzReadCurrentFile(zip, part.data(), static_cast<unsigned>(most));
+        bytes.append(part.data(), static_cast<std::size_t>(std::max(count, 0)));
+    }
+    bytesLeft -= bytes.size();
+    unzCloseCurrentFile(zip); // checks the sum as well, but not of items with a large size
+    const auto sum =
+        ::crc32(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size()));
+    return bytes.size() == size && sum == info.crc;
 }
 
 } // namespace zephra

@@ -29,6 +29,10 @@ def info_zip(folder, archive, deflate):
     run("zip", "-r", "-9" if deflate else "-0", archive, "Pack", cwd=folder)
 
 
+def info_zip_64(folder, archive, deflate):
+    run("zip", "-r", "-fz", "-9" if deflate else "-0", archive, "Pack", cwd=folder)
+
+
 def seven_zip(folder, archive, deflate):
     run("7z", "a", "-tzip", "-mx=9" if deflate else "-mx=0", archive, "Pack", cwd=folder)
 
@@ -42,9 +46,10 @@ def python_zip(folder, archive, deflate):
 
 class Archives(unittest.TestCase):
     def test_every_program(self):
-        for program, write in (("zip", info_zip), ("7z", seven_zip), ("python3", python_zip)):
+        for program, write in (("zip", info_zip), ("zip", info_zip_64), ("7z", seven_zip),
+                               ("python3", python_zip)):
             for deflate in (False, True):
-                with self.subTest(program=program, deflate=deflate):
+                with self.subTest(write=write.__name__, deflate=deflate):
                     if not shutil.which(program):
                         self.skipTest(program + " is not installed")
                     self.import_twice(write, deflate)

@@ -48,7 +48,7 @@ inline std::string deflated(std::string_view data)
 }
 
 /// A ZIP archive, built by hand, since no program would write some of these. More than 65,535
-/// files or none are fine.
+/// files are fine.
 inline std::string zipBytes(const std::vector<ZipFile>& files)
 {
     std::string bytes, directory;

@@ -26,6 +26,7 @@ class NoSeek(io.BytesIO):
 
 def archive(items, method=STORED, comment=b"", large=False, out=None):
     out = out or io.BytesIO()
+    zipfile.ZIP64_LIMIT = 1 if large else 0x7fffffff
     with zipfile.ZipFile(out, "w", method) as file:
         file.comment = comment
         for name, data in items:
