@@ -164,9 +164,9 @@ enum class FieldKind {
 
 struct Field {
     FieldKind kind = FieldKind::Empty;
-    const char* name = nullptr; ///< of a node
-    std::uint32_t mask = 0;     ///< of a node: its channels or events
-    std::size_t bytes = 0;      ///< of Data
+    const char* name = "";  ///< of a node
+    std::uint32_t mask = 0; ///< of a node: its channels or events
+    std::size_t bytes = 0;  ///< of Data
 };
 
 /// Identifies one form of an instrument and says what it needs of the host.
