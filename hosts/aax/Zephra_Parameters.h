@@ -49,6 +49,7 @@ public:
     static AAX_IEffectParameters* Create() noexcept; ///< as CreateProc
 
     Zephra_Parameters();
+    ~Zephra_Parameters() override { Zephra_Parameters::Uninitialize(); } ///< ahead of the synth
 
     AAX_Result Initialize(Controller& host) override;
     AAX_Result Uninitialize() override;
