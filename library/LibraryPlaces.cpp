@@ -4,7 +4,10 @@
 #include "library/LibraryScan.h"
 
 #include <cstdlib>
+#include <dlfcn.h>
 #include <fstream>
+#include <link.h>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -15,6 +18,8 @@ namespace zephra {
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr const char* kFactoryBanks = "zephra/soundbanks"; // in a "share" folder
 
 fs::path environmentPath(const char* name)
 {
@@ -42,6 +47,19 @@ fs::path documentsOfDesktop(const fs::path& home)
         documents = value;
     }
     return documents;
+}
+
+/// The program or plug-in that this code is part of, empty if that cannot be told.
+fs::path ownFile()
+{
+    std::error_code error;
+    Dl_info info = {};
+    void* map = nullptr;
+    if (::dladdr1(reinterpret_cast<void*>(&installedFactoryBanks), &info, &map, RTLD_DL_LINKMAP) ==
+        0)
+        return {};
+    const fs::path name = static_cast<const link_map*>(map)->l_name;
+    return fs::canonical(name.empty() ? "/proc/self/exe" : name, error); // empty: the program
 }
 
 /// Regular files and folders; the copies can be written by the user, whoever owns the originals.
@@ -76,6 +94,26 @@ fs::path defaultSoundbankRoot()
         documents = home / "Documents";
     return documents.is_absolute() ? documents / "Quillon Audio" / "Zephra" / kSoundbanks
                                    : fs::path();
+}
+
+fs::path installedFactoryBanks()
+{
+    std::error_code error;
+    // From bin/zephra or lib/x86_64-linux-gnu/lv2/Zephra.lv2/Zephra.so to the prefix above.
+    constexpr int kDeepest = 4;
+    fs::path prefix = ownFile().parent_path();
+    for (int i = 0; i < kDeepest; ++i) {
+        prefix = prefix.parent_path();
+        if (fs::path banks = prefix / "share" / kFactoryBanks; fs::is_directory(banks, error))
+            return banks;
+    }
+    const char* const set = std::getenv("XDG_DATA_DIRS");
+    std::istringstream folders(set && *set ? set : "/usr/local/share:/usr/share");
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (fs::path banks = fs::path(folder) / kFactoryBanks;
+            banks.is_absolute() && fs::is_directory(banks, error))
+            return banks;
+    return {};
 }
 
 void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factoryBanks)

@@ -12,6 +12,10 @@ namespace zephra {
 /// ~/Documents. Empty without a home.
 std::filesystem::path defaultSoundbankRoot();
 
+/// The factory banks that were installed with this program or plug-in: "share/zephra/soundbanks"
+/// below the prefix that its own file lies in, else in XDG_DATA_DIRS. Empty if there are none.
+std::filesystem::path installedFactoryBanks();
+
 /// Makes what is missing: the folders down to the root, and in it the bank "User". A root that did
 /// not exist starts with a copy of the factory banks, if there are any, and appears with all of
 /// them at once; what the user deletes later does not come back.

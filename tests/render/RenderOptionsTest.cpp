@@ -2,7 +2,7 @@
 #include "render/RenderOptions.h"
 
 #include "controls/ControlIds.h"
-#include "render/Failure.h"
+#include "song/Failure.h"
 
 #include <cmath>
 #include <gmock/gmock.h>

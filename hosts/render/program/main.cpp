@@ -4,14 +4,14 @@
 #include "library/ProgramFile.h"
 #include "render/ControlNames.h"
 #include "render/EventList.h"
-#include "render/Failure.h"
-#include "render/MidiFile.h"
+#include "song/Failure.h"
+#include "song/MidiFile.h"
 #include "render/PatchList.h"
 #include "render/PendingFile.h"
 #include "render/ProgressBar.h"
 #include "render/Renderer.h"
 #include "render/RenderOptions.h"
-#include "render/TailRule.h"
+#include "song/TailRule.h"
 #include "render/WavWriter.h"
 
 #include <csignal>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "render/MidiMessage.h"
+#include "song/MidiMessage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace zephra::render {
+namespace zephra {
 
 struct TempoChange {
     double seconds = 0.0;
@@ -41,4 +41,4 @@ Song parseMidi(std::span<const std::uint8_t> bytes, double startTempo);
 /// The same from disk. Throws Failure with the name of the file.
 Song readMidiFile(const std::string& path, double startTempo);
 
-} // namespace zephra::render
+} // namespace zephra

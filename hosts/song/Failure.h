@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace zephra::render {
+namespace zephra {
 
 inline constexpr int kFileStatus =
     1; ///< exit status: a file is missing, damaged or cannot be written
@@ -41,4 +41,4 @@ inline std::string oneLine(std::string text)
     return text;
 }
 
-} // namespace zephra::render
+} // namespace zephra

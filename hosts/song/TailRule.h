@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace zephra::render {
+namespace zephra {
 
 /// Decides sample by sample where the file ends, so that the length does not depend on blocks:
 /// after an exact number of samples, or behind the last event as soon as both channels have
@@ -35,4 +35,4 @@ private:
     bool done = false;
 };
 
-} // namespace zephra::render
+} // namespace zephra

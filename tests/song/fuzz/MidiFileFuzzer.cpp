@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/MidiFile.h"
+#include "song/MidiFile.h"
 
 #include <cstdlib>
 #include <stdexcept>
@@ -10,10 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     try {
         double last = 0.0;
         for (const auto& [seconds, message] :
-             zephra::render::parseMidi({bytes, size}, 120.0).messages) {
+             zephra::parseMidi({bytes, size}, 120.0).messages) {
             const bool wellFormed = message.status >= 0x80 && message.status < 0xf0 &&
                                     message.data1 < 0x80 && message.data2 < 0x80;
-            if (!wellFormed || !(seconds >= last && seconds <= zephra::render::kLongestSeconds))
+            if (!wellFormed || !(seconds >= last && seconds <= zephra::kLongestSeconds))
                 std::abort();
             last = seconds;
         }

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace zephra::render {
+namespace zephra {
 
 /// A channel message: status with the channel in its low four bits, two data bytes 0..127.
 struct MidiMessage {
@@ -38,4 +38,4 @@ inline std::int64_t sampleAt(double seconds, double rate) noexcept
     return static_cast<std::int64_t>(std::floor(seconds * rate + 0.5));
 }
 
-} // namespace zephra::render
+} // namespace zephra

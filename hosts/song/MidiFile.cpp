@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/MidiFile.h"
+#include "song/MidiFile.h"
 
-#include "render/ByteReader.h"
-#include "render/Failure.h"
+#include "song/ByteReader.h"
+#include "song/Failure.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,7 +11,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace zephra::render {
+namespace zephra {
 namespace {
 
 constexpr double kMicrosecondsPerMinute = 60e6;
@@ -195,4 +195,4 @@ Song readMidiFile(const std::string& path, double startTempo)
     }
 }
 
-} // namespace zephra::render
+} // namespace zephra

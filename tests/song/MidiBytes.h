@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zephra::render::test {
+namespace zephra::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -47,4 +47,4 @@ inline Bytes track(const Bytes& events) { return chunk("MTrk", join({events, kEn
 /// A file of one track at 100 ticks a beat.
 inline Bytes oneTrack(const Bytes& events) { return join({header(0, 1, 100), track(events)}); }
 
-} // namespace zephra::render::test
+} // namespace zephra::test

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/TailRule.h"
+#include "song/TailRule.h"
 
 #include <gtest/gtest.h>
 #include <vector>
 
-namespace zephra::render::test {
+namespace zephra::test {
 namespace {
 
 constexpr double kRate = 1000.0; // samples are milliseconds
@@ -62,4 +62,4 @@ TEST(TailRule, SilenceIsBelowMinusHundredDecibelsAndAnExactLengthHoldsWhateverSo
 }
 
 } // namespace
-} // namespace zephra::render::test
+} // namespace zephra::test

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/MidiFile.h"
+#include "song/MidiFile.h"
 
 #include "MidiBytes.h"
 
@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-namespace zephra::render::test {
+namespace zephra::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -187,4 +187,4 @@ TEST(MidiFile, NoDamagedByteGetsPastTheChecks)
 }
 
 } // namespace
-} // namespace zephra::render::test
+} // namespace zephra::test

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/TailRule.h"
+#include "song/TailRule.h"
 
-#include "render/MidiMessage.h"
+#include "song/MidiMessage.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace zephra::render {
+namespace zephra {
 
 TailRule::TailRule(std::int64_t lastEvent, double rate, std::optional<std::int64_t> exactLength)
     : lastEventSample(lastEvent), silentNeeded(sampleAt(kSilentSeconds, rate)),
@@ -35,4 +35,4 @@ int TailRule::take(const float* left, const float* right, int count) noexcept
     return count;
 }
 
-} // namespace zephra::render
+} // namespace zephra

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace zephra::render {
+namespace zephra {
 
 /// Walks over the bytes of a file or of one chunk of it and never past their end: a read that
 /// would do so throws std::runtime_error with the place in the file.
@@ -75,4 +75,4 @@ private:
     std::size_t position = 0;
 };
 
-} // namespace zephra::render
+} // namespace zephra
