@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -218,14 +219,17 @@ struct Track {
 
 // --- The library --------------------------------------------------------------------------------
 
-/// Every test has a home of its own for patches and settings.
+/// Every test has a home of its own for patches and settings, with an empty library.
 class AaxTest : public testing::Test {
 protected:
     AaxTest()
     {
-        ::setenv("ZEPHRA_DATA_ROOT", (home / "data").c_str(), 1);
+        std::filesystem::create_directories(soundbanks());
+        ::setenv("ZEPHRA_DATA_ROOT", home.path().c_str(), 1);
         ::setenv("ZEPHRA_SETTINGS_DIR", (home / "settings").c_str(), 1);
     }
+
+    std::filesystem::path soundbanks() const { return home / "Soundbanks"; }
 
     test::TempFolder home;
 };

@@ -33,6 +33,7 @@ TEST_F(AaxTest, TheLibraryExportsSevenEntryPointsAndNothingElse)
 
 TEST_F(AaxTest, AHostFindsItsWayFromTheEntryPointsAndMayUnloadWhenNoInstanceLives)
 {
+    std::filesystem::remove(soundbanks());
     const auto before = std::chrono::steady_clock::now();
     const LoadedLibrary library;
     const std::chrono::duration<double, std::milli> loading =

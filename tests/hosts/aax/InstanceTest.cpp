@@ -109,6 +109,15 @@ TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
          "; 7 of 14 steps is ", track.value(57));
 }
 
+TEST_F(AaxTest, TheFirstInstanceOfAUserFindsTheFactoryPatches)
+{
+    std::filesystem::remove(soundbanks());
+    const LoadedLibrary library;
+    const Instance track(library);
+    EXPECT_TRUE(std::filesystem::exists(soundbanks() / "Showcase" / "Bass Carpet QX.fxp"));
+    EXPECT_NE(track.value(34), 0.5) << "the first patch plays";
+}
+
 TEST_F(AaxTest, AValueFromTheHostReachesTheInstrument)
 {
     const LoadedLibrary library;
@@ -322,7 +331,7 @@ TEST_F(AaxTest, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
     for (const float cutoff : {0.25f, 0.75f}) { // programs 0 and 1 of the bank
         PluginParameters parameters;
         parameters.setValue(filter_cutoff, cutoff);
-        home.put("data/Soundbanks/Bank/" + std::to_string(cutoff) + ".fxp",
+        home.put("Soundbanks/Bank/" + std::to_string(cutoff) + ".fxp",
                  programFileBytes(*parameters.getPreset(NoParameter), 0));
     }
     const LoadedLibrary library;
