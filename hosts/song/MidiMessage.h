@@ -21,6 +21,12 @@ struct MidiMessage {
     bool operator==(const MidiMessage&) const = default;
 };
 
+/// Ends the notes of a channel 0..15 whose note-offs may be lost.
+constexpr MidiMessage allNotesOff(int channel) noexcept
+{
+    return {static_cast<std::uint8_t>(0xb0 | channel), 123, 0};
+}
+
 /// A message at a time from the start of the file.
 struct PlayedMessage {
     double seconds = 0.0;
