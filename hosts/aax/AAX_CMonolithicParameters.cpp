@@ -30,9 +30,8 @@ std::array<Field, kPorts> fieldsFor(const InstrumentSetup& setup)
         fields[5] = {FieldKind::GlobalNode, setup.globalMidiNodeName, setup.globalMidiEventMask};
     if (setup.needsTransport)
         fields[6] = {FieldKind::TransportNode, setup.transportNodeName, kAllTransportEvents};
-    fields[AAX_CMonolithicParameters::kPrivateDataField] = {FieldKind::Data, nullptr, 0,
-                                                            kDataBytes};
-    fields[24] = {FieldKind::Data, nullptr, 0, kDataBytes};
+    fields[AAX_CMonolithicParameters::kPrivateDataField] = {FieldKind::Data, "", 0, kDataBytes};
+    fields[24] = fields[AAX_CMonolithicParameters::kPrivateDataField];
     return fields;
 }
 

@@ -128,7 +128,7 @@ public:
     virtual AAX_Result Uninitialize() = 0;                     ///< the last
     /// Fills a data field of a port before the first block: [size] bytes at `data`.
     virtual AAX_Result ResetFieldData(int field, void* data, std::size_t size) const = 0;
-    virtual AAX_Result TimerWakeup() = 0; ///< about 30 times a second
+    virtual AAX_Result TimerWakeup() = 0; ///< regularly, when there is time for files
 
     virtual int parameterCount() const = 0;
     virtual AAX_IParameter* parameter(int index) const = 0; ///< nullptr out of range
@@ -164,9 +164,9 @@ enum class FieldKind {
 
 struct Field {
     FieldKind kind = FieldKind::Empty;
-    const char* name = nullptr; ///< of a node
-    std::uint32_t mask = 0;     ///< of a node: its channels or events
-    std::size_t bytes = 0;      ///< of Data
+    const char* name = "";  ///< of a node
+    std::uint32_t mask = 0; ///< of a node: its channels or events
+    std::size_t bytes = 0;  ///< of Data
 };
 
 /// Identifies one form of an instrument and says what it needs of the host.

@@ -40,6 +40,7 @@ Zephra_Parameters::Zephra_Parameters()
     options.settings = &settings;
     options.host = this;
     options.soundbankRoot = defaultSoundbankRoot();
+    options.factoryBanks = installedFactoryBanks();
     try {
         synth = std::make_unique<VstXSynth>(options);
     } catch (const std::exception&) {

@@ -44,15 +44,12 @@ struct HostEventBlock {
 /// An instance: owns the synthesizer, publishes its 75 host parameters and a bypass, hands its
 /// state to the host as one chunk, and turns each render call into what VstXSynth expects. Without
 /// memory for a synthesizer the instance passes on its input. [ui] unless marked otherwise.
-///
-/// The window's view object will find the editor by `instrument()->editor()`.
 class Zephra_Parameters : public AAX_CMonolithicParameters, private HostPeer {
 public:
     static AAX_IEffectParameters* Create() noexcept; ///< as CreateProc
 
     Zephra_Parameters();
-
-    VstXSynth* instrument() const noexcept { return synth.get(); } ///< may be nullptr
+    ~Zephra_Parameters() override { Zephra_Parameters::Uninitialize(); } ///< ahead of the synth
 
     AAX_Result Initialize(Controller& host) override;
     AAX_Result Uninitialize() override;

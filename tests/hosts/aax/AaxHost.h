@@ -8,13 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <dlfcn.h>
+#include <filesystem>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -26,10 +25,12 @@ namespace zephra::aax {
 
 // A host of the smallest kind: it takes a description down, holds instances and plays them.
 
-/// A row of the table that the tests print.
-inline void seen(const char* step, const std::string& what)
+/// A row of the table that the tests print: a step, and what the host saw of it.
+template <class... What> void seen(std::string step, const What&... what)
 {
-    std::printf("%-26s %s\n", step, what.c_str());
+    step.resize(20, ' ');
+    std::cout << step;
+    (std::cout << ... << what) << '\n';
 }
 
 inline std::string fourText(TypeId id)
@@ -41,107 +42,97 @@ inline std::string fourText(TypeId id)
 
 // --- Description --------------------------------------------------------------------------------
 
-/// What one operation of the description shall fail with, by its name.
-struct Faults {
+/// Which operation of the description shall fail, if any.
+struct Fault {
+    AAX_Result of(const std::string& name) const { return name == operation ? error : AAX_SUCCESS; }
+
     std::string operation;
     AAX_Result error = AAX_SUCCESS;
-
-    AAX_Result of(const char* name) const { return operation == name ? error : AAX_SUCCESS; }
 };
 
+using Properties = std::map<int, std::int32_t>;
+
 struct TakenProperties : AAX_IPropertyMap {
-    explicit TakenProperties(const Faults& plannedFaults) : faults(plannedFaults) {}
+    explicit TakenProperties(const Fault& planned) : fault(planned) {}
     AAX_Result AddProperty(int property, std::int32_t value) override
     {
         values[property] = value;
-        return faults.of("AddProperty");
+        return fault.of(__func__);
     }
 
-    const Faults& faults;
-    std::map<int, std::int32_t> values;
+    const Fault& fault;
+    Properties values;
 };
 
-struct TakenEffect : AAX_IEffectDescriptor {
-    explicit TakenEffect(const Faults& plannedFaults) : faults(plannedFaults) {}
-    AAX_Result AddName(const char* name) override
+/// A library's description, as far as it has come.
+struct TakenCollection : Collection, AAX_IEffectDescriptor {
+    AAX_IEffectDescriptor* NewDescriptor() override { return fault.of(__func__) ? nullptr : this; }
+    AAX_Result AddEffect(const char* name, AAX_IEffectDescriptor*) override
     {
-        names.emplace_back(name);
-        return faults.of("AddName");
-    }
-    AAX_Result AddCategory(std::uint32_t ofEffect) override
-    {
-        category = ofEffect;
-        return faults.of("AddCategory");
-    }
-    AAX_IPropertyMap* NewPropertyMap() override
-    {
-        if (faults.of("NewPropertyMap"))
-            return nullptr;
-        return maps.emplace_back(std::make_unique<TakenProperties>(faults)).get();
-    }
-    AAX_Result AddProcess(const ProcessType& type, AAX_IPropertyMap* map) override
-    {
-        types.emplace_back(type, static_cast<TakenProperties*>(map)->values);
-        return faults.of("AddProcess");
-    }
-    AAX_Result SetProperties(AAX_IPropertyMap* map) override
-    {
-        properties = static_cast<TakenProperties*>(map)->values;
-        return faults.of("SetProperties");
-    }
-    AAX_Result AddDataModelCreator(CreateProc createProc) override
-    {
-        create = createProc;
-        return faults.of("AddDataModelCreator");
-    }
-
-    const Faults& faults;
-    std::vector<std::string> names;
-    std::uint32_t category = 0;
-    std::vector<std::pair<ProcessType, std::map<int, std::int32_t>>> types;
-    std::map<int, std::int32_t> properties;
-    CreateProc create = nullptr;
-    std::vector<std::unique_ptr<TakenProperties>> maps;
-};
-
-struct TakenCollection : Collection {
-    AAX_IEffectDescriptor* NewDescriptor() override
-    {
-        return faults.of("NewDescriptor") ? nullptr : &effect;
-    }
-    AAX_Result AddEffect(const char* ofEffect, AAX_IEffectDescriptor*) override
-    {
-        identifier = ofEffect;
-        return faults.of("AddEffect");
+        identifier = name;
+        return fault.of(__func__);
     }
     AAX_Result SetManufacturerName(const char* name) override
     {
         manufacturer = name;
-        return faults.of("SetManufacturerName");
+        return fault.of(__func__);
     }
     AAX_Result AddPackageName(const char* name) override
     {
         packageNames.emplace_back(name);
-        return faults.of("AddPackageName");
+        return fault.of(__func__);
     }
     AAX_Result SetPackageVersion(std::uint32_t ofPackage) override
     {
         version = ofPackage;
-        return faults.of("SetPackageVersion");
+        return fault.of(__func__);
     }
 
-    Faults faults;
-    TakenEffect effect{faults};
+    AAX_Result AddName(const char* name) override
+    {
+        names.emplace_back(name);
+        return fault.of(__func__);
+    }
+    AAX_Result AddCategory(std::uint32_t ofEffect) override
+    {
+        category = ofEffect;
+        return fault.of(__func__);
+    }
+    AAX_IPropertyMap* NewPropertyMap() override
+    {
+        maps.push_back(std::make_unique<TakenProperties>(fault));
+        return fault.of(__func__) ? nullptr : maps.back().get();
+    }
+    AAX_Result AddProcess(const ProcessType& type, AAX_IPropertyMap* map) override
+    {
+        types.emplace_back(type, static_cast<TakenProperties*>(map)->values);
+        return fault.of(__func__);
+    }
+    AAX_Result SetProperties(AAX_IPropertyMap* map) override
+    {
+        properties = static_cast<TakenProperties*>(map)->values;
+        return fault.of(__func__);
+    }
+    AAX_Result AddDataModelCreator(CreateProc createProc) override
+    {
+        create = createProc;
+        return fault.of(__func__);
+    }
+
+    Fault fault;
     std::string identifier, manufacturer;
-    std::vector<std::string> packageNames;
-    std::uint32_t version = 0;
+    std::vector<std::string> names, packageNames;
+    std::uint32_t version = 0, category = 0;
+    std::vector<std::pair<ProcessType, Properties>> types;
+    Properties properties;
+    CreateProc create = nullptr;
+    std::vector<std::unique_ptr<TakenProperties>> maps;
 };
 
 struct RecordingServices : HostServices {
-    void assertionFailed(const char* source, int line, const char* expression) override
+    void assertionFailed(const char* source, int, const char* expression) override
     {
         failures.push_back(std::string(source) + ": " + expression);
-        EXPECT_GT(line, 0);
     }
 
     std::vector<std::string> failures;
@@ -181,7 +172,7 @@ struct FakeController : Controller {
     StemFormat stems = AAX_eStemFormat_Stereo;
 };
 
-/// What a host holds for an instance on a track; sound that comes in lies in `inputs`.
+/// What a host holds for an instance on a track.
 struct Track {
     static constexpr std::size_t kMostFrames = 1024;
     static constexpr float kOld = 0.25f; ///< what lies in the outputs before a block
@@ -200,24 +191,17 @@ struct Track {
 
     void midiEvent(int sample, int status, int first, int second)
     {
+        const auto byte = [](int value) { return static_cast<std::uint8_t>(value); };
         midi.waiting.push_back(
-            {static_cast<std::uint32_t>(sample),
-             {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first),
-              static_cast<std::uint8_t>(second), 0xff}});
+            {static_cast<std::uint32_t>(sample), {byte(status), byte(first), byte(second), 0xff}});
     }
     void prepareBlock(int blockFrames)
     {
         frames = blockFrames;
         for (auto& channel : outputs)
-            std::fill(channel.begin(), channel.end(), kOld);
+            std::ranges::fill(channel, kOld);
     }
-    float peak(int channel) const
-    {
-        float most = 0.0f;
-        for (int i = 0; i < frames; ++i)
-            most = std::max(most, std::abs(outputs[channel][static_cast<std::size_t>(i)]));
-        return most;
-    }
+    /// Of the last block.
     std::vector<float> sound(int channel) const
     {
         return {outputs[channel].begin(), outputs[channel].begin() + frames};
@@ -226,10 +210,8 @@ struct Track {
     FakeController controller;
     FakeNode midi, global, transport;
     std::int32_t frames = 0;
-    std::vector<float> inputs[2] = {std::vector<float>(kMostFrames),
-                                    std::vector<float>(kMostFrames)};
-    std::vector<float> outputs[2] = {std::vector<float>(kMostFrames),
-                                     std::vector<float>(kMostFrames)};
+    std::vector<float> silence = std::vector<float>(kMostFrames);
+    std::vector<float> inputs[2] = {silence, silence}, outputs[2] = {silence, silence};
     const float* inputPointers[2] = {inputs[0].data(), inputs[1].data()};
     float* outputPointers[2] = {outputs[0].data(), outputs[1].data()};
     RenderInfo info{};
@@ -237,19 +219,22 @@ struct Track {
 
 // --- The library --------------------------------------------------------------------------------
 
-/// Every test has a home of its own for the library of patches and the settings.
+/// Every test has a home of its own for patches and settings, with an empty library.
 class AaxTest : public testing::Test {
 protected:
     AaxTest()
     {
-        ::setenv("ZEPHRA_DATA_ROOT", (home / "data").c_str(), 1);
+        std::filesystem::create_directories(soundbanks());
+        ::setenv("ZEPHRA_DATA_ROOT", home.path().c_str(), 1);
         ::setenv("ZEPHRA_SETTINGS_DIR", (home / "settings").c_str(), 1);
     }
+
+    std::filesystem::path soundbanks() const { return home / "Soundbanks"; }
 
     test::TempFolder home;
 };
 
-/// The library as it was built, loaded and described.
+/// The library as it was built.
 class LoadedLibrary {
 public:
     LoadedLibrary() : handle(::dlopen(ZEPHRA_AAX_LIBRARY, RTLD_NOW | RTLD_LOCAL))
@@ -268,9 +253,7 @@ public:
 
     template <class Procedure> Procedure* procedure(const char* name) const
     {
-        void* const found = ::dlsym(handle, name);
-        EXPECT_TRUE(found) << name;
-        return reinterpret_cast<Procedure*>(found);
+        return reinterpret_cast<Procedure*>(::dlsym(handle, name));
     }
 
     /// As a host does when it scans.
@@ -291,15 +274,15 @@ private:
 
 /// An instance of the loaded library on a track of its own.
 struct Instance : Track {
-    Instance(const LoadedLibrary& library, StemFormat stemFormat) : Track(stemFormat)
+    static constexpr TypeId kId = 'Z' << 24 | 'P' << 16 | 'C' << 8 | 'H'; ///< of its chunks
+
+    explicit Instance(const LoadedLibrary& library, StemFormat stems = AAX_eStemFormat_Stereo)
+        : Track(stems)
     {
         TakenCollection collection;
         library.describe(collection);
-        for (const auto& [type, properties] : collection.effect.types) {
-            if (type.setup.outputStemFormat == stemFormat)
-                process = type.process;
-        }
-        model.reset(collection.effect.create());
+        process = collection.types.front().first.process;
+        model.reset(collection.create());
         EXPECT_EQ(model->Initialize(controller), AAX_SUCCESS);
         EXPECT_EQ(model->ResetFieldData(22, &privateData, sizeof privateData), AAX_SUCCESS);
         info.privateData = &privateData;
@@ -316,14 +299,14 @@ struct Instance : Track {
     {
         return model->UpdateParameterNormalizedValue(id.c_str(), value, 0);
     }
-    AAX_IParameter* parameter(const std::string& id) const
+    double value(int hostIndex) const { return model->parameter(hostIndex + 1)->normalizedValue(); }
+    int changes() const
     {
-        for (int i = 0; i < model->parameterCount(); ++i) {
-            if (model->parameter(i)->identifier() == id)
-                return model->parameter(i);
-        }
-        return nullptr;
+        std::int32_t count = -1;
+        model->GetNumChunkChanges(&count);
+        return count;
     }
+
     std::vector<std::uint8_t> chunk()
     {
         std::uint32_t size = 0;
@@ -336,18 +319,10 @@ struct Instance : Track {
     {
         return model->SetChunk(kId, head(block), block.size());
     }
-    int changes() const
-    {
-        std::int32_t count = -1;
-        EXPECT_EQ(model->GetNumChunkChanges(&count), AAX_SUCCESS);
-        return count;
-    }
     static Chunk* head(std::vector<std::uint8_t>& block)
     {
         return reinterpret_cast<Chunk*>(block.data());
     }
-
-    static constexpr TypeId kId = 'Z' << 24 | 'P' << 16 | 'C' << 8 | 'H';
 
     ProcessProc process = nullptr;
     std::unique_ptr<AAX_IEffectParameters> model;
