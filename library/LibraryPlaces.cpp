@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fstream>
+#include <link.h>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -18,20 +19,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr const char* kFactoryBanks = "zephra/soundbanks"; // in a "share" folder
+
 fs::path environmentPath(const char* name)
 {
     const char* const value = std::getenv(name);
     return value ? fs::path(value) : fs::path();
-}
-
-/// The file that this very code was loaded from; empty if the system cannot tell.
-fs::path ownFile()
-{
-    Dl_info info = {};
-    std::error_code error;
-    if (!::dladdr(reinterpret_cast<const void*>(&ownFile), &info) || !info.dli_fname)
-        return {};
-    return fs::canonical(info.dli_fname, error);
 }
 
 /// The documents folder as the desktop's settings have it, a line XDG_DOCUMENTS_DIR="$HOME/Papers";
@@ -56,19 +49,33 @@ fs::path documentsOfDesktop(const fs::path& home)
     return documents;
 }
 
+/// The program or plug-in that this code is part of, empty if that cannot be told.
+fs::path ownFile()
+{
+    std::error_code error;
+    Dl_info info = {};
+    void* map = nullptr;
+    if (::dladdr1(reinterpret_cast<void*>(&installedFactoryBanks), &info, &map, RTLD_DL_LINKMAP) ==
+        0)
+        return {};
+    const fs::path name = static_cast<const link_map*>(map)->l_name;
+    return fs::canonical(name.empty() ? "/proc/self/exe" : name, error); // empty: the program
+}
+
 /// Regular files and folders; the copies can be written by the user, whoever owns the originals.
 bool copyTree(const fs::path& from, const fs::path& to)
 {
     std::error_code error;
     fs::create_directory(to, error);
-    for (fs::recursive_directory_iterator at(from, error), end; !error && at != end;
-         at.increment(error)) {
+    for (fs::recursive_directory_iterator at(from, error), end; !error && at != end;) {
         const fs::path copy = to / at->path().lexically_relative(from);
         const fs::file_status status = at->symlink_status(error);
         if (!error && fs::is_directory(status))
             fs::create_directory(copy, error);
         if (!error && fs::is_regular_file(status) && fs::copy_file(at->path(), copy, error))
             fs::permissions(copy, fs::perms::owner_write, fs::perm_options::add, error);
+        if (!error) // it would forget the error
+            at.increment(error);
     }
     return !error;
 }
@@ -92,20 +99,21 @@ fs::path defaultSoundbankRoot()
 
 fs::path installedFactoryBanks()
 {
-    const fs::path kBanks = "zephra/soundbanks";
     std::error_code error;
-    for (fs::path above = ownFile(); above.has_relative_path();) {
-        above = above.parent_path();
-        if (const fs::path banks = above / "share" / kBanks; fs::is_directory(banks, error))
+    // From bin/zephra or lib/x86_64-linux-gnu/lv2/Zephra.lv2/Zephra.so to the prefix above.
+    constexpr int kDeepest = 4;
+    fs::path prefix = ownFile().parent_path();
+    for (int i = 0; i < kDeepest; ++i) {
+        prefix = prefix.parent_path();
+        if (fs::path banks = prefix / "share" / kFactoryBanks; fs::is_directory(banks, error))
             return banks;
     }
-    const char* const told = std::getenv("XDG_DATA_DIRS");
-    std::istringstream folders(told && *told ? told : "/usr/local/share:/usr/share");
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        const fs::path banks = folder / kBanks;
-        if (banks.is_absolute() && fs::is_directory(banks, error))
+    const char* const set = std::getenv("XDG_DATA_DIRS");
+    std::istringstream folders(set && *set ? set : "/usr/local/share:/usr/share");
+    for (std::string folder; std::getline(folders, folder, ':');)
+        if (fs::path banks = fs::path(folder) / kFactoryBanks;
+            banks.is_absolute() && fs::is_directory(banks, error))
             return banks;
-    }
     return {};
 }
 
@@ -121,9 +129,12 @@ void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factory
         const fs::path aside =
             root.parent_path() / (".zephra-" + std::to_string(::getpid()) + "-soundbanks");
         fs::remove_all(aside, error);
-        if (copyTree(factoryBanks, aside))
+        const bool copied = copyTree(factoryBanks, aside);
+        if (copied)
             fs::rename(aside, root, error); // fails if another process was faster
         fs::remove_all(aside, error);
+        if (!copied)
+            return;
     }
     fs::create_directory(root, error);
     const LibraryFiles files(root);

@@ -3,6 +3,8 @@
 
 #include "library/AuthorTable.h"
 #include "library/Favourites.h"
+#include "library/GeneticsRng.h"
+#include "library/GeneticsState.h"
 #include "library/LibraryColumns.h"
 #include "library/LibraryFiles.h"
 #include "library/LibraryHost.h"
@@ -10,6 +12,8 @@
 #include "library/PatchView.h"
 
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,9 +23,11 @@
 
 namespace zephra {
 
+class ImportSource;
+
 /// The soundbanks: a folder tree of patch files, and an index of it in memory that is built anew
-/// after every change. Entries, folders and rows hold until the next `reload`; only paths live
-/// beyond it. [ui]
+/// after every change. Entries, folders and rows hold until the next `reload`, favourites and a
+/// view of them until one changes; only paths live beyond it. [ui]
 ///
 /// Patches that move to the trash stay where they are, with another extension.
 class PatchLibrary {
@@ -75,7 +81,8 @@ public:
     // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
     // argument may come from the lists of this library.
     //
-    // Nothing gets a name that the library keeps out of sight, such as "Trash".
+    // Nothing gets a name that the library keeps out of sight, such as "Trash", and no bank that of
+    // a category.
     //
     // Moves return the entry under its new path: as the rescan found it, else the old one with
     // that path; nothing if the move was refused.
@@ -119,7 +126,7 @@ public:
     /// with a number ahead of the author codes if the name is taken; false after 100 numbers.
     Moved duplicatePatch(const PatchEntry& entry, bool rescan = true);
 
-    /// Refused for what is no patch, such as one in the trash.
+    /// False for what is no patch, such as one in the trash, and if it could not be kept.
     bool setFavourite(const PatchEntry& entry, bool on, bool rescan);
     bool clearFavourites();
     bool restoreAll(); ///< with one message if any patch could not be restored
@@ -132,6 +139,45 @@ public:
     Entries movePatchesToBank(std::string_view bankName, const Entries& entries);
     Entries movePatchesToCategory(std::string_view categoryName, const Entries& entries);
     bool setFavourites(const Entries& entries, bool on);
+
+    // --- Genetics. In PatchLibraryGenetics.cpp ---
+    GeneticsState genetics; ///< survives a reload
+
+    /// The selected patches of the view become the parents, or two neighbours if fewer than two are
+    /// selected.
+    void takeParentsFromSelection();
+    /// Makes two patches of the view, drawn by lot, the selected ones; no patch is current then.
+    void selectRandomPair();
+    /// Breeds out of the parents, if they are two or three, first taking the selection over if
+    /// `resetSelection`, or a random pair if both are wanted. `breedChild` has the sound side do
+    /// it.
+    void runGenetics(bool resetSelection, bool randomParents, float mix,
+                     const std::function<void(GeneticsState&)>& breedChild);
+    /// An empty file in the bank "Genetics", named after the present time and the seed of the last
+    /// breed; otherwise as createPatchFile.
+    bool createChildFile(PathText& outPath, bool rescan);
+
+    // --- Import. In PatchLibraryImport.cpp ---
+    // Outside patches are copied into the library. What they come from stays as it is, and may lie
+    // anywhere, in the library too. Refusals are always shown.
+
+    /// One patch, to where `duplicatePatch` would put one without a place of its own: the selected
+    /// bank, or "User", and the category, if one is selected.
+    bool importPatch(const std::filesystem::path& source, PathText& outPath);
+    /// All patches of a folder become a new bank of its name, and the folders that directly hold
+    /// them its categories: ten levels at most, the folder included, down through links, but not
+    /// into this library. The first "config.ini" comes along. A later patch of the same category
+    /// and name replaces an earlier one. With a message if files could not be copied.
+    bool importFolder(const std::filesystem::path& source, PathText& outBankPath);
+    /// Likewise the contents of a ZIP archive, as far as they can be unpacked, without messages for
+    /// those that cannot; the last "config.ini".
+    bool importZip(const std::filesystem::path& source, PathText& outBankPath);
+    /// The path of a bank that does not exist yet: that name, or one with a number from 1 to 32.
+    bool makeBankName(std::string_view sourceName, PathText& outBankPath);
+    /// Files with this extension that lie beside imported patches go to a new folder of the bank's
+    /// name in `companionRoot`; then the note is shown, unless it is empty.
+    void registerCompanionType(const std::filesystem::path& companionRoot,
+                               std::string_view extension, std::string_view note);
 
     // --- What the browser shows ---
     PatchFilter filter;
@@ -149,24 +195,39 @@ public:
     bool isGeneticsSelected() const noexcept { return filter.bankRow == rows.geneticsRow; }
 
 private:
+    struct CompanionType {
+        std::filesystem::path root;
+        std::string extension, note;
+    };
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
+    Favourites& changeFavourites();
+    bool markFavourites(const Entries& entries, bool on);
+    bool createNewFile(const PathText& path, bool rescan);
     Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
     PathText bankPath(std::string_view bankName);
     PathText folderFor(std::string_view bankName, std::string_view categoryName);
     std::string selectedBankName() const;
     std::optional<std::string> onlyCategorySelected() const;
     bool isKept(const PatchFolder& folder) const;
+    bool canBeBank(std::string_view name) const;
     bool isCategory(const PatchFolder& folder) const;
     bool isSameCategory(const PatchFolder& a, const PatchFolder& b) const;
     bool renameCategory(std::string_view newName, std::string_view oldName, bool report);
     template <class Move> Entries moveEach(const Entries& entries, Move move);
+    Moved copyPatch(const std::filesystem::path& source, const PatchEntry& entry);
+    bool importItems(ImportSource& source, std::string_view sourceName, const PathText& bank,
+                     bool reportFaults);
+    bool copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
+    void copyCompanions(ImportSource& source, const PathText& bank);
 
+    void readFavourites();
     void readBankConfigs();
     void meetAuthors();
     bool passesBank(const PatchEntry& entry) const;
     bool passesCategory(const PatchEntry& entry) const;
+    std::string authorOfFilter() const;
     bool passesAuthor(const PatchEntry& entry) const;
     void showIfPassing(const PatchEntry& entry, std::string_view search);
 
@@ -179,8 +240,11 @@ private:
     std::vector<std::string> additionalCategories; ///< of all banks
     AuthorTable authors;                           ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
+    std::vector<CompanionType> companionTypes;
     PathIndex entriesByPath;
-    bool anyCategorySelected = false; ///< of the filter, while a view is built
+    bool viewShowsFavourites = false;
+    bool anyCategorySelected = false;          ///< of the filter, while a view is built
+    GeneticsRng random{geneticsSeedOfClock()}; ///< of random parents
 };
 
 } // namespace zephra

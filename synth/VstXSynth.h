@@ -172,10 +172,13 @@ public:
     /// processReplacing. Program changes count the patches of the current bank as the library
     /// sorts them; numbers without a patch or a bank do nothing.
     void serviceRequests();
-    PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
+    bool hasRequests() const noexcept { return programRequest.pending(); } ///< [any] for those
+    PatchLibrary* library() const noexcept { return ownLibrary.get(); }    ///< may be nullptr
     /// Stores the current patch in the library as a new one, where the browser points to. False if
     /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.
     bool storeNewPatch(std::string_view name);
+    /// Likewise the child that Genetics has bred last, in the bank "Genetics".
+    bool storeChild();
 
     void setProgramName(const char* name) override; ///< keeps 31 bytes
     void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters
@@ -208,6 +211,7 @@ private:
     void openLibrary(const VstXSynthOptions& options);
     void loadEntry(const PatchEntry& entry);
     const PatchEntry* currentEntry() const;
+    bool storeAs(const PathText& newFile);
     void selectBank(int number);
     const PatchEntry* entryOfBank(int program) const;
 

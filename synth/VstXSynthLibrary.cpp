@@ -10,9 +10,6 @@ namespace zephra {
 
 namespace {
 
-/// The patch that a new instrument starts with, below the soundbank root.
-constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
-
 /// Number of the patch for a start without that one: the first without a category.
 std::size_t firstUncategorized(const PatchLibrary& library)
 {
@@ -57,11 +54,21 @@ const PatchEntry* VstXSynth::currentEntry() const
 bool VstXSynth::storeNewPatch(std::string_view name)
 {
     PathText path;
-    if (!ownLibrary || !ownLibrary->createPatchFile(name, path, false))
-        return false;
-    const bool stored = !savePatchFile(nativePath(path).string());
+    return ownLibrary && ownLibrary->createPatchFile(name, path, false) && storeAs(path);
+}
+
+bool VstXSynth::storeChild()
+{
+    PathText path;
+    return ownLibrary && ownLibrary->createChildFile(path, false) && storeAs(path);
+}
+
+/// Over an empty file, which goes again if the patch cannot be written.
+bool VstXSynth::storeAs(const PathText& newFile)
+{
+    const bool stored = !savePatchFile(nativePath(newFile).string());
     if (!stored)
-        ownLibrary->discardPatchFile(path);
+        ownLibrary->discardPatchFile(newFile);
     ownLibrary->reload(false);
     return stored;
 }

@@ -2,8 +2,10 @@
 #include "librarian/Librarian.h"
 
 #include "common/AsciiCase.h"
+#include "common/WholeFile.h"
 #include "controls/ControlTable.h"
 #include "controls/ControlText.h"
+#include "library/GeneticsEngine.h"
 #include "library/NameRule.h"
 #include "library/ProgramFile.h"
 
@@ -11,6 +13,8 @@
 #include <cstdio>
 #include <iostream>
 #include <iterator>
+#include <system_error>
+#include <unordered_set>
 
 namespace zephra::librarian {
 
@@ -19,9 +23,14 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr const char* kNoPatch = "there is no such patch";
+constexpr const char* kNoSource = "there is no such file or folder";
+constexpr const char* kNoImport = "this is no patch (.fxp), folder or ZIP archive (.zip)";
 constexpr const char* kNotInTrash = "there is no such file in the trash; its name ends in .bin";
 constexpr const char* kNoBank = "there is no such bank";
 constexpr const char* kNoCategory = "there is no such category";
+constexpr const char* kNotParents = "Genetics takes two or three different patches";
+constexpr const char* kBadParent = "warning: this parent cannot be read and passes defaults on";
+constexpr const char* kNotKept = "the list could not be written";
 constexpr const char* kNoFolder = "there is no folder of that name";
 constexpr const char* kBankStays = "this bank keeps its name and its place";
 constexpr const char* kCategoriesStay = "the instrument's own categories keep their names";
@@ -31,6 +40,17 @@ std::string slashes(std::string_view path)
     std::string turned(path);
     std::ranges::replace(turned, '\\', '/');
     return turned;
+}
+
+bool isFolder(const std::filesystem::path& path)
+{
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+bool hasExtension(const std::filesystem::path& path, std::string_view extension)
+{
+    return equalNoCase(extensionOf(path.filename().string()), extension);
 }
 
 /// A line of a table: a number and a name.
@@ -61,7 +81,17 @@ Librarian::Librarian(const std::filesystem::path& soundbankRoot, LibraryFiles::A
 void Librarian::showMessage(std::string_view, std::string_view text)
 {
     ++faults;
+    progress.reset();
     std::cerr << text << '\n';
+}
+
+void Librarian::showProgress(std::size_t done, std::size_t whole)
+{
+    if (!progress)
+        progress.emplace(static_cast<std::int64_t>(whole), false);
+    progress->show(static_cast<std::int64_t>(done));
+    if (done >= whole)
+        progress.reset();
 }
 
 void Librarian::complain(const std::string& name, const char* what)
@@ -79,10 +109,12 @@ void Librarian::require(bool done, const std::string& name, const char* otherwis
 
 // --- Names of the command line --------------------------------------------------------------
 
-std::string Librarian::shownPath(const PatchEntry& entry) const
+std::string Librarian::shownPath(std::string_view path) const
 {
-    return slashes(entry.path.view().substr(library.root().view().size()));
+    return slashes(path.substr(library.root().view().size()));
 }
+
+std::string Librarian::shownPath(const PatchEntry& entry) const { return shownPath(entry.path); }
 
 template <class Entries> Report Librarian::paths(const Entries& entries) const
 {
@@ -101,20 +133,25 @@ const PatchEntry* Librarian::search(const std::string& patch,
     std::string path(library.root());
     path += patch;
     std::ranges::replace(path, '/', '\\');
-    if (&list == &library.entries())
-        return library.findByPath(path);
-    const auto at = std::ranges::find_if(
-        list, [&](const PatchEntry& held) { return equalNoCase(held.path, path); });
-    return at == list.end() ? nullptr : &*at;
+    const auto find = [&](auto isMeant) {
+        const auto at = std::ranges::find_if(list, isMeant);
+        return at == list.end() ? nullptr : &*at;
+    };
+    const PatchEntry* const exact =
+        find([&](const PatchEntry& held) { return held.path == std::string_view(path); });
+    return exact ? exact
+                 : find([&](const PatchEntry& held) { return equalNoCase(held.path, path); });
 }
 
 PatchLibrary::Entries Librarian::find(const Names& patches, const BoundedList<PatchEntry>& list)
 {
     PatchLibrary::Entries found;
+    std::unordered_set<const PatchEntry*> named; // some perhaps twice
     for (const std::string& name : patches) {
-        if (const PatchEntry* entry = search(name, list))
+        const PatchEntry* entry = search(name, list);
+        if (entry && named.insert(entry).second)
             found.push_back(*entry);
-        else
+        if (!entry)
             complain(name, &list == &library.trash() ? kNotInTrash : kNoPatch);
     }
     return found;
@@ -296,9 +333,12 @@ Report Librarian::moveToBank(const Names& patches, const std::string& bank)
 
 Report Librarian::moveToCategory(const Names& patches, const std::string& category)
 {
-    if (!category.empty() && categoryRow(category) < 0)
+    const int row = category.empty() ? -1 : categoryRow(category);
+    if (!category.empty() && row < 0)
         return {};
-    return paths(library.movePatchesToCategory(category, find(patches, library.entries())));
+    const std::string name =
+        row < 0 ? "" : library.columns().categories[static_cast<std::size_t>(row)].name;
+    return paths(library.movePatchesToCategory(name, find(patches, library.entries())));
 }
 
 Report Librarian::rename(const std::string& patch, const std::string& name)
@@ -323,6 +363,33 @@ Report Librarian::duplicate(const std::string& patch, const std::string& bank,
             copies.push_back(*copy);
     }
     return paths(copies);
+}
+
+bool Librarian::isPatchFile(const std::filesystem::path& source)
+{
+    return !isFolder(source) && hasExtension(source, kPatchExtension);
+}
+
+Report Librarian::importFrom(const std::filesystem::path& source, const std::string& bank,
+                             const std::string& category)
+{
+    Report report;
+    PathText made;
+    std::error_code error;
+    if (!std::filesystem::exists(source, error)) {
+        complain(source.string(), error ? error.message().c_str() : kNoSource);
+    } else if (isPatchFile(source)) {
+        if (selectBank(bank) && selectCategory(category) && library.importPatch(source, made))
+            return paths(PatchLibrary::Entries{{0, 0, made}});
+    } else if (!isFolder(source) && !hasExtension(source, "zip")) {
+        complain(source.string(), kNoImport);
+    } else if (isFolder(source) ? library.importFolder(source, made)
+                                : library.importZip(source, made)) {
+        const std::string name(lastElement(made.view().substr(0, made.view().size() - 1)));
+        report.json["bank"] = name;
+        report.text = name + "\n";
+    }
+    return report;
 }
 
 Report Librarian::trash(const Names& patches)
@@ -354,9 +421,64 @@ Report Librarian::setFavourites(const Names& patches, bool on)
     Names listed, others;
     std::ranges::partition_copy(patches, std::back_inserter(listed), std::back_inserter(others),
                                 [&](const std::string& name) { return !on && isListed(name); });
-    library.setFavourites(find(listed, library.favourites()), on);
-    library.setFavourites(find(others, library.entries()), on);
+    const bool all = library.setFavourites(find(listed, library.favourites()), on) &
+                     library.setFavourites(find(others, library.entries()), on);
+    require(all, "favourites", kNotKept);
     return {};
+}
+
+Report Librarian::breed(const Names& patches, const BreedOptions& how)
+{
+    const PatchLibrary::Entries found = find(patches, library.entries());
+    if (failed())
+        return {};
+    GeneticsState& state = library.genetics;
+    for (const PatchEntry& entry : found)
+        state.addParent(entry);
+    if (state.parentCount != patches.size() || !state.canBreed()) {
+        complain("breed", kNotParents);
+        return {};
+    }
+    for (const PatchEntry& entry : found)
+        if (readProgramFile(nativePath(entry.path)).fault != ProgramFile::Fault::None)
+            std::cerr << "zephra-library: " << shownPath(entry) << ": " << kBadParent << '\n';
+
+    state.mix = how.mix;
+    PluginParameters child;
+    GeneticsEngine().breed(
+        child,
+        [&](int id, float value) { child.setValue(id, static_cast<float>(snapped(id, value))); },
+        *GeneticsEngine::loadParents(state), state, how.seed);
+
+    PatchRecord& record = *child.getPreset(NoParameter);
+    std::string shown = how.outFile;
+    if (how.store) {
+        PathText path;
+        if (!library.createChildFile(path, false))
+            return {};
+        shown = shownPath(path);
+        if (!store(record, nativePath(path))) {
+            library.discardPatchFile(path);
+            return {};
+        }
+    } else if (!store(record, shown)) {
+        return {};
+    }
+
+    Report report;
+    const std::string info(record.infoText());
+    report.json = {{"patch", shown}, {"info", info}, {"seed", state.seed}};
+    report.text = shown + "\n" + info + "\n" + std::to_string(state.seed) + "\n";
+    return report;
+}
+
+bool Librarian::store(PatchRecord& child, const std::filesystem::path& file)
+{
+    child.setName(patchNameOf(file));
+    const std::error_code error = replaceFile(file, programFileBytes(child, 0));
+    if (error)
+        complain(file.string(), error.message().c_str());
+    return !error;
 }
 
 // --- Whole lists and folders ----------------------------------------------------------------
@@ -375,7 +497,7 @@ Report Librarian::clearTrash()
 
 Report Librarian::clearFavourites()
 {
-    library.clearFavourites();
+    require(library.clearFavourites(), "favourites", kNotKept);
     return {};
 }
 

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "controls/PatchRecord.h"
 #include "library/PatchLibrary.h"
+#include "terminal/ProgressBar.h"
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +28,14 @@ struct ListFilter {
     std::string bank, author, search;
     std::vector<std::string> categories;
     bool uncategorized = false, favourites = false, trash = false;
+};
+
+/// How to breed a patch, and where to put it.
+struct BreedOptions {
+    float mix = GeneticsState::kDefaultMix; ///< 0..1
+    std::uint32_t seed = geneticsSeedOfClock();
+    bool store = false;  ///< in the bank "Genetics"
+    std::string outFile; ///< else here
 };
 
 /// The commands of zephra-library on one library. Patches are named by their paths below the root,
@@ -55,6 +68,15 @@ public:
     Report purge(const Names& patches);
     Report setFavourites(const Names& patches, bool on);
 
+    /// Two or three patches have a child.
+    Report breed(const Names& patches, const BreedOptions& how);
+
+    /// A patch into the bank and category, unless they are empty; a folder or ZIP archive as a new
+    /// bank.
+    Report importFrom(const std::filesystem::path& source, const std::string& bank,
+                      const std::string& category);
+    static bool isPatchFile(const std::filesystem::path& source); ///< and no folder of such a name
+
     // --- Whole lists and folders ---
     Report restoreAll();
     Report clearTrash();
@@ -68,6 +90,7 @@ public:
 
 private:
     void showMessage(std::string_view title, std::string_view text) override;
+    void showProgress(std::size_t done, std::size_t whole) override;
     void complain(const std::string& name, const char* what);
     void require(bool done, const std::string& name, const char* otherwise);
 
@@ -79,10 +102,13 @@ private:
     bool selectCategory(const std::string& category);
     const PatchFolder* folderOfRow(const std::vector<PatchGroup>& column, int row,
                                    const std::string& name);
+    bool store(PatchRecord& child, const std::filesystem::path& file);
+    std::string shownPath(std::string_view path) const;
     std::string shownPath(const PatchEntry& entry) const;
     template <class Entries> Report paths(const Entries& entries) const;
 
     int faults = 0;
+    std::optional<terminal::ProgressBar> progress;
     PatchLibrary library;
 };
 

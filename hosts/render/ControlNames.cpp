@@ -3,7 +3,7 @@
 
 #include "controls/ControlNames.h"
 #include "controls/ControlText.h"
-#include "render/Failure.h"
+#include "song/Failure.h"
 
 #include <iomanip>
 #include <sstream>

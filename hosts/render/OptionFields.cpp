@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "render/OptionFields.h"
 
-#include "render/Failure.h"
-#include "render/MidiMessage.h"
+#include "song/Failure.h"
+#include "song/MidiMessage.h"
 
 #include <charconv>
 #include <cmath>

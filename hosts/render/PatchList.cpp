@@ -2,7 +2,7 @@
 #include "render/PatchList.h"
 
 #include "library/PatchLibrary.h"
-#include "render/Failure.h"
+#include "song/Failure.h"
 
 #include <filesystem>
 #include <ostream>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "render/PendingFile.h"
 
-#include "render/Failure.h"
+#include "song/Failure.h"
 
 #include <algorithm>
 #include <array>

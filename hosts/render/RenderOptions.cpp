@@ -2,8 +2,8 @@
 #include "render/RenderOptions.h"
 
 #include "render/ControlNames.h"
-#include "render/Failure.h"
 #include "render/OptionFields.h"
+#include "song/Failure.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "render/MidiMessage.h"
+#include "song/MidiMessage.h"
 
 #include <optional>
 #include <string>

@@ -3,8 +3,8 @@
 
 #include "controls/ControlTable.h"
 #include "library/ProgramFile.h"
-#include "render/Failure.h"
 #include "render/PatchList.h"
+#include "song/Failure.h"
 
 #include <algorithm>
 #include <chrono>
@@ -38,8 +38,8 @@ VstXSynthOptions instrumentFor(const RenderOptions& options, HostPeer& host)
 
 Renderer::Renderer(const RenderOptions& options, const EventList& eventList)
     : block(options.block), rate(options.rate), events(eventList),
-      synth(instrumentFor(options, transport)), left(static_cast<std::size_t>(options.block)),
-      right(static_cast<std::size_t>(options.block))
+      synth(instrumentFor(options, transport)), messages(synth), song(eventList),
+      left(static_cast<std::size_t>(options.block)), right(static_cast<std::size_t>(options.block))
 {
     synth.setSampleRate(options.rate);
     synth.setBlockSize(options.block);
@@ -63,7 +63,7 @@ std::vector<std::uint8_t> Renderer::programFile(const std::string& patchName)
     return programFileBytes(*synth.parameters().getPreset(NoParameter), synth.engineWord);
 }
 
-Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
+Summary Renderer::run(TailRule tail, WavWriter& wav, terminal::ProgressBar& progress)
 {
     const auto started = std::chrono::steady_clock::now();
     Summary summary;
@@ -88,19 +88,14 @@ Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
 
 void Renderer::startBlock(std::int64_t start)
 {
-    for (; nextTempo < events.tempos.size() && events.tempos[nextTempo].sample <= start;
-         ++nextTempo)
-        transport.tempo = events.tempos[nextTempo].beatsPerMinute;
-
-    const std::int64_t end = start + block;
-    for (; nextSetting < events.automation.size() && events.automation[nextSetting].sample < end;
+    for (; nextSetting < events.automation.size() &&
+           events.automation[nextSetting].sample < start + block;
          ++nextSetting)
         automate(events.automation[nextSetting].setting);
 
-    const std::size_t first = nextMessage;
-    while (nextMessage < events.messages.size() && events.messages[nextMessage].sample < end)
-        ++nextMessage;
-    sendMessages(start, std::span(events.messages).subspan(first, nextMessage - first));
+    song.nextBlock(block, messages);
+    transport.tempo = song.tempo();
+    messages.send();
 }
 
 void Renderer::automate(const ControlSetting& setting)
@@ -111,24 +106,6 @@ void Renderer::automate(const ControlSetting& setting)
                                     static_cast<float>(setting.value / control.scale));
     else
         setControl(synth, setting);
-}
-
-/// Lists longer than the instrument takes go in parts; one list, empty or not, is always sent.
-void Renderer::sendMessages(std::int64_t start, std::span<const TimedMessage> messages)
-{
-    do {
-        const auto part = messages.first(std::min<std::size_t>(messages.size(), HostEvents::kMost));
-        messages = messages.subspan(part.size());
-        midiEvents.clear();
-        midiPointers.clear();
-        for (const TimedMessage& event : part)
-            midiEvents.emplace_back(static_cast<int>(event.sample - start), event.message.status,
-                                    event.message.data1, event.message.data2);
-        for (const MidiEvent& event : midiEvents)
-            midiPointers.push_back(&event);
-        const HostEvents list{static_cast<std::int32_t>(midiPointers.size()), midiPointers.data()};
-        synth.processEvents(&list);
-    } while (!messages.empty());
 }
 
 } // namespace zephra::render

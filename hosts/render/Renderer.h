@@ -2,18 +2,18 @@
 #pragma once
 
 #include "render/EventList.h"
-#include "render/ProgressBar.h"
 #include "render/RenderOptions.h"
 #include "render/Summary.h"
-#include "render/TailRule.h"
 #include "render/WavWriter.h"
+#include "song/BlockMessages.h"
+#include "song/SongCursor.h"
+#include "song/TailRule.h"
 #include "synth/HostPeer.h"
-#include "synth/MidiEvents.h"
 #include "synth/VstXSynth.h"
+#include "terminal/ProgressBar.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -32,7 +32,7 @@ public:
     std::vector<std::uint8_t> programFile(const std::string& patchName);
 
     /// Renders from time 0 until `tail` ends the file. Throws what `wav` throws.
-    Summary run(TailRule tail, WavWriter& wav, ProgressBar& progress);
+    Summary run(TailRule tail, WavWriter& wav, terminal::ProgressBar& progress);
 
 private:
     /// The host's side: tells the tempo.
@@ -46,7 +46,6 @@ private:
     void loadPatch(const std::string& path);
     void startBlock(std::int64_t start);
     void automate(const ControlSetting& setting);
-    void sendMessages(std::int64_t start, std::span<const TimedMessage> messages);
 
     const int block; ///< samples
     const int rate;  ///< Hz
@@ -54,14 +53,11 @@ private:
     Transport transport;
     VstXSynth synth;
 
-    // First entries of the event list that lie ahead.
-    std::size_t nextTempo = 0;
-    std::size_t nextSetting = 0;
-    std::size_t nextMessage = 0;
+    BlockMessages messages;
+    SongCursor song;
+    std::size_t nextSetting = 0; ///< first entry of the automation that lies ahead
 
-    std::vector<float> left, right;             ///< [block]
-    std::vector<MidiEvent> midiEvents;          ///< of one call
-    std::vector<const HostEvent*> midiPointers; ///< to them
+    std::vector<float> left, right; ///< [block]
 };
 
 } // namespace zephra::render

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "render/WavWriter.h"
 
-#include "render/Failure.h"
+#include "song/Failure.h"
 
 #include <cerrno>
 #include <cmath>

@@ -165,7 +165,8 @@ t_fstPtrInt Vst2Plugin::dispatch(int opcode, int index, t_fstPtrInt value, void*
     // Life
     case effSetSampleRate: setSampleRate(amount); return 0;
     case effSetBlockSize:
-        setBlockSize(static_cast<int>(std::clamp<t_fstPtrInt>(value, 1, AudioEffect::kLargestBlock)));
+        setBlockSize(
+            static_cast<int>(std::clamp<t_fstPtrInt>(value, 1, AudioEffect::kLargestBlock)));
         return 0;
     case effSetProcessPrecision: return 1;
     case effMainsChanged:

@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 from pathlib import Path
 
 PROGRAM, RENDER = sys.argv.pop(1), sys.argv.pop(1)
@@ -33,9 +34,12 @@ class Librarian(unittest.TestCase):
         return {str(p.relative_to(self.root)) for p in self.root.rglob("*")
                 if p.is_file() and p.name not in ("config.ini", "Favourites.db")}
 
+    def call(self, *arguments):
+        return subprocess.run([PROGRAM, "--root", self.root, *arguments], capture_output=True,
+                              text=True, check=False)
+
     def run_it(self, *arguments, status=0):
-        result = subprocess.run([PROGRAM, "--root", self.root, *arguments], capture_output=True,
-                                text=True, check=False)
+        result = self.call(*arguments)
         self.assertEqual(result.returncode, status, result.stderr)
         self.assertEqual(bool(result.stderr), status != 0, result.stderr)
         return result.stdout if status == 0 else result.stderr
@@ -52,7 +56,7 @@ class Librarian(unittest.TestCase):
                 (["--search", "OL"], ["A/Lead/Solo AB.fxp"]),
                 (["--favourites"], []), (["--trash"], [])):
             self.assertEqual(self.run_it("list", *options).splitlines(), expected, options)
-        for options in (["--bank", "C"], ["--category", "Nope"], ["--author", "QQ"]):
+        for options in (["--bank", "C"], ["--category", "[c,d]"], ["--author", "QQ"]):
             self.assertIn(options[1] + ": ", self.run_it("list", *options, status=1))
         self.assertFalse((self.root / "Favourites.db").exists(), "looking writes nothing")
 
@@ -88,6 +92,11 @@ class Librarian(unittest.TestCase):
         self.run_it("restore", "Best/lead/other.bin")
         self.run_it("purge", "Best/lead/Solo AB.bin")
         self.assertEqual(self.run_it("list", "--trash"), "User/Mine ZZ.bin\n")
+        self.put("Best/MINE.bin", b"kept")
+        self.put("Best/Mine.bin", b"gone")
+        self.run_it("purge", "Best/Mine.bin")
+        self.assertEqual((self.root / "Best/MINE.bin").read_bytes(), b"kept")
+        (self.root / "Best/MINE.bin").unlink()
         self.run_it("delete-bank", "A")
         self.run_it("create-bank", "A new one")
         self.run_it("create-category", "Drums")
@@ -103,6 +112,66 @@ class Librarian(unittest.TestCase):
         self.assertEqual(self.files(), {"User/Mine ZZ.fxp", "User/Bass/Solo AB.fxp",
                                         "Best/lead/Solo 1 AB.fxp", "Best/lead/Other.fxp"})
 
+    def test_children(self):
+        other = self.root / "A/Other.fxp"
+        subprocess.run([RENDER, "--set", "filter_cutoff=0.75", "--save-patch", other, "--seconds",
+                        "0", "--out", self.root / "x.wav", "--quiet"], check=True)
+        before = self.files()
+        # At mix 0 all comes from the first parent, but for one draw in 65536.
+        for mix, seed, cutoffs in (("0", "8000", {0.25}), ("1", "8000", {0.25, 0.75})):
+            children = []
+            for _ in range(2):
+                file = self.root.parent / "Child.fxp"
+                out = self.run_it("breed", "A/Pad.fxp", "A/Other.fxp", "--mix", mix,
+                                  "--seed", seed, "--out", file)
+                self.assertEqual(out, f"{file}\nPad|Other|1f42\n8002\n")
+                children.append(file.read_bytes())
+            self.assertEqual(*children)
+            self.put("User/Child.fxp", children[0])
+            controls = json.loads(self.run_it("--json", "show", "User/Child.fxp"))["controls"]
+            self.assertIn(controls["filter_cutoff"]["value"], cutoffs)
+            (self.root / "User/Child.fxp").unlink()
+        self.assertEqual(self.files(), before, "nothing of it goes into the library")
+        child = json.loads(self.run_it("--json", "breed", "a/pad.fxp", "A/Other.fxp",
+                                       "User/Mine ZZ.fxp", "--store"))
+        self.assertEqual(self.files() - before, {child["patch"]})
+        self.assertRegex(child["patch"], rf"^Genetics/\d{{6}}-\d{{6}}-{child['seed']:X}\.fxp$")
+        self.assertEqual(child["info"], "Pad|Other|Mine ZZ")
+        shown = json.loads(self.run_it("--json", "show", child["patch"]))
+        self.assertEqual(shown["info"], child["info"])
+        self.assertIn("two or three", self.run_it("breed", "A/Pad.fxp", "a/PAD.fxp", "--store",
+                                                  status=1))
+        self.put("A/Broken.fxp", b"no patch")
+        self.assertEqual(self.call("breed", "A/Pad.fxp", "A/Broken.fxp", "--store").returncode, 0)
+
+    def test_imports(self):
+        outside = self.root.parent
+        for name in ("Pack/Lead/New.fxp", "Pack/Old/Lead/Deep.fxp"):
+            self.put("../" + name, PATCH)
+        with zipfile.ZipFile(outside / "pack.zip", "w") as archive:
+            archive.writestr("Any/Bass/Low.fxp", PATCH)
+        self.assertEqual(self.run_it("import", outside / "Pack"), "Pack\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "pack.zip")),
+                         {"bank": "pack (1)"})
+        self.assertEqual(self.run_it("import", outside / "Pack/Lead/New.fxp"), "User/New.fxp\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "Pack/Lead/New.fxp",
+                                                "--bank", "B", "--category", "LEAD")),
+                         {"patches": ["B/lead/New.fxp"]})
+        before = self.files()
+        self.assertLessEqual({"Pack/Lead/New.fxp", "Pack/Lead/Deep.fxp", "pack (1)/Bass/Low.fxp",
+                              "User/New.fxp", "B/lead/New.fxp"}, before)
+        self.put("../Empty/readme.txt")
+        self.put("../text.zip", b"text")
+        for source, message in (("Empty", "Nothing found to import!\n"),
+                                ("text.zip", "Failed to open ZIP archive!\n"),
+                                ("Missing", "there is no such file or folder\n"),
+                                ("Empty/readme.txt", "this is no patch (.fxp), folder or ZIP")):
+            self.assertIn(message, self.run_it("import", outside / source, status=1))
+        for source in ("Pack", "pack.zip"):
+            self.assertIn("usage: ", self.run_it("import", outside / source, "--bank", "B",
+                                                 status=2))
+        self.assertEqual(self.files(), before)
+
     def test_refusals_change_nothing(self):
         self.put("B/Pad.fxp", b"other")
         before = self.files()
@@ -114,6 +183,7 @@ class Librarian(unittest.TestCase):
                 (["rename", "A/Pad.fxp", "../B/x"], "not allowed in the name of the patch"),
                 (["rename", "A/Pad.fxp", "n" * 65], "The maximum patch name length is 64"),
                 (["rename-bank", "A", "b"], "Soundbank already exists."),
+                (["rename-bank", "A", "bass"], "Soundbank already exists."),
                 (["rename-bank", "User", "Mine"], "User: this bank keeps its name"),
                 (["rename-category", "Lead", "Solo"], "Lead: the instrument's own categories"),
                 (["delete-bank", "A"], "Please remove all patches from this soundbank first.\n"
@@ -124,6 +194,7 @@ class Librarian(unittest.TestCase):
                 (["restore", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["purge", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["trash", "../Soundbanks/A/Pad.fxp"], "there is no such patch"),
+                (["create-bank", "Lead"], "the folder could not be made"),
                 (["create-bank", ""], "not allowed in the name of the bank")):
             self.assertIn(message, self.run_it(*arguments, status=1), arguments)
             self.assertEqual(self.files(), before, arguments)
@@ -133,8 +204,11 @@ class Librarian(unittest.TestCase):
     def test_wrong_command_lines(self):
         for arguments in ([], ["frobnicate"], ["show"], ["move", "A/Pad.fxp"],
                           ["move", "A/Pad.fxp", "--bank", "B", "--category", "Lead"],
-                          ["list", "--trash", "--favourites"], ["list", "extra"],
-                          ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
+                          ["--root", "", "tree"], ["list", "--trash", "--favourites"],
+                          ["list", "extra"], ["import"], ["breed", "A/Pad.fxp", "A/Pad.fxp"],
+                          ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
+                          ["list", "--bank", "A", "--favourites"], ["favourite", "A/Pad.fxp"],
+                          ["favourite", "A/Pad.fxp", "maybe"]):
             self.assertIn("usage: zephra-library", self.run_it(*arguments, status=2), arguments)
 
     def test_where_the_library_is(self):
@@ -151,9 +225,11 @@ class Librarian(unittest.TestCase):
             tree = subprocess.run([PROGRAM, "tree"], capture_output=True, text=True, check=True,
                                   env={"HOME": str(self.root.parent), **variables}).stdout
             self.assertIn("Here", tree, variables)
-        result = subprocess.run([PROGRAM, "--root", self.root / "none", "tree"],
-                                capture_output=True, text=True, check=False)
-        self.assertEqual(result.returncode, 1)
+        for root in (self.root / "none", self.root / "A/Pad.fxp", self.root / "back\\slash"):
+            (self.root / "back\\slash").mkdir(exist_ok=True)
+            result = subprocess.run([PROGRAM, "--root", root, "tree"],
+                                    capture_output=True, text=True, check=False)
+            self.assertEqual(result.returncode, 1, root)
         self.assertFalse((self.root / "none").exists())
 
 

@@ -71,6 +71,13 @@ public:
         }
     }
 
+    /// [audio] One parameter as the host's automation and one as its generic editor moves it.
+    void moveAnyParameter() noexcept
+    {
+        plugin.setParameterAutomated(below(kNumHostParameters), normalised());
+        plugin.setParameter(below(kNumHostParameters), normalised());
+    }
+
     /// [audio] One host block with the events that were added.
     void play(int frames) noexcept
     {
@@ -87,11 +94,9 @@ public:
     /// The last block holds numbers that a sound card can take.
     bool soundIsSane(int frames) const noexcept
     {
-        return std::ranges::all_of(
-            std::initializer_list<const float*>{left.data(), right.data()},
-            [frames](const float* side) {
-                return std::all_of(side, side + frames, [](float x) { return std::fabs(x) < 50; });
-            });
+        const auto sane = [](float x) { return std::fabs(x) < 50; };
+        return std::all_of(left.begin(), left.begin() + frames, sane) &&
+               std::all_of(right.begin(), right.begin() + frames, sane);
     }
 
     /// It was rendered, and something plays.
