@@ -13,6 +13,14 @@ assert(info, "Ardour does not know the plug-in")
 local function channels(kind, count) return ARDOUR.ChanCount(ARDOUR.DataType(kind), count) end
 local tracks = session:new_midi_track(channels("midi", 1), channels("audio", 2), true, info, nil,
                                       nil, 1, "Zephra", -1, ARDOUR.TrackMode.Normal, false)
+-- Ardour connects new tracks to the master bus on a thread of its own.
+local output = tracks:front():output():audio(0)
+for _ = 1, 1000 do
+    if output:connected() then break end
+    ARDOUR.LuaAPI.usleep(10000)
+end
+assert(output:connected(), "the track is not connected")
+
 local insert = tracks:front():nth_plugin(0)
 assert(not insert:isnil(), "the plug-in could not be loaded")
 
