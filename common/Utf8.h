@@ -22,12 +22,20 @@ constexpr std::string_view utf8Prefix(std::string_view text, std::size_t mostByt
     return text.substr(0, topBits(start) == 0xc0u ? start : mostBytes);
 }
 
-/// Number of characters; bytes that are no UTF-8 may count as any or none.
+/// Number of characters; bytes that are no UTF-8 count as one each, or less at the end of another.
 constexpr std::size_t codePoints(std::string_view text) noexcept
 {
     std::size_t count = 0;
-    for (const char c : text)
-        count += (static_cast<unsigned char>(c) & 0xc0u) != 0x80u;
+    int pending = 0; // bytes of the present character
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xc0u) == 0x80u && pending > 0) {
+            --pending;
+        } else {
+            ++count;
+            pending = byte >= 0xf0u ? 3 : byte >= 0xe0u ? 2 : byte >= 0xc0u ? 1 : 0;
+        }
+    }
     return count;
 }
 

@@ -61,11 +61,11 @@ RegularFile::~RegularFile()
         ::close(file);
 }
 
-std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
+template <class Read> std::size_t RegularFile::fill(std::span<std::uint8_t> bytes, Read readSome)
 {
     std::size_t count = 0;
     while (!fault && count < bytes.size()) {
-        const ssize_t taken = ::read(file, bytes.data() + count, bytes.size() - count);
+        const ssize_t taken = readSome(bytes.subspan(count), count);
         if (taken < 0 && errno == EINTR)
             continue;
         if (taken < 0)
@@ -75,6 +75,22 @@ std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
         count += static_cast<std::size_t>(taken);
     }
     return count;
+}
+
+std::size_t RegularFile::read(std::span<std::uint8_t> bytes)
+{
+    return fill(bytes, [this](std::span<std::uint8_t> rest, std::size_t) {
+        return ::read(file, rest.data(), rest.size());
+    });
+}
+
+std::size_t RegularFile::readAt(std::uint64_t offset, std::span<std::uint8_t> bytes)
+{
+    if (offset >= length)
+        return 0;
+    return fill(bytes, [&](std::span<std::uint8_t> rest, std::size_t count) {
+        return ::pread(file, rest.data(), rest.size(), static_cast<off_t>(offset + count));
+    });
 }
 
 bool writeAll(int file, std::span<const std::uint8_t> bytes)

@@ -28,8 +28,11 @@ public:
     std::uint64_t size() const noexcept { return length; }
     /// Fills `bytes`; returns fewer than that at the end of the file or on an error.
     std::size_t read(std::span<std::uint8_t> bytes);
+    /// The same from any place, beside the reading from the start.
+    std::size_t readAt(std::uint64_t offset, std::span<std::uint8_t> bytes);
 
 private:
+    template <class Read> std::size_t fill(std::span<std::uint8_t> bytes, Read readSome);
     void examine() noexcept;
 
     int file = -1;

@@ -12,9 +12,11 @@ namespace {
 constexpr std::size_t kLeastLine = 4, kMostLine = 511; ///< bytes
 constexpr std::size_t kMostFileBytes = BoundedList<PatchEntry>::kMost * (kMostLine + 1);
 
-/// True for a path that names something below the folder it starts from.
-bool staysInside(std::string_view relPath)
+/// True for a path that names something below the folder it starts from, and fits on a line.
+bool canBeListed(std::string_view relPath)
 {
+    if (relPath.find_first_of("\r\n") != relPath.npos)
+        return false;
     for (std::size_t end = 0; end != relPath.npos;) {
         end = relPath.find('\\');
         const std::string_view element = relPath.substr(0, end);
@@ -32,13 +34,18 @@ std::string_view folderOf(std::string_view path)
 
 } // namespace
 
-void Favourites::read(const LibraryScan& scan)
+void Favourites::read(const LibraryScan& scan, const FindPatch& findPatch)
 {
     clear();
+    lastSeen = files.identityOf(files.root() + kFileName);
     std::error_code error;
     const std::string text = files.readText(files.root() + kFileName, kMostFileBytes, error);
-    if (error && error != std::errc::no_such_file_or_directory)
+    isKnown = !error || error == std::errc::no_such_file_or_directory;
+    if (error) {
+        if (isKnown && files.createFile(files.root() + kFileName))
+            lastSeen = files.identityOf(files.root() + kFileName);
         return;
+    }
 
     std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual> folderIds;
     for (const PatchFolder& folder : scan.folders)
@@ -52,14 +59,16 @@ void Favourites::read(const LibraryScan& scan)
         std::ranges::replace(line, '/', '\\');
         const PathText path = files.root() + line;
         if (line.size() < kLeastLine || line.size() > kMostLine || path.isCut() ||
-            !staysInside(line))
+            !canBeListed(line))
             continue;
         const auto folder = folderIds.find(folderOf(path));
-        if (!list.add({0, folder == folderIds.end() ? 0 : folder->second, path}))
+        const PatchEntry gone{0, folder == folderIds.end() ? 0 : folder->second, path};
+        const PatchEntry* const found = findPatch(path);
+        if (!list.add(found ? *found : gone))
             break;
     }
     rebuild();
-    if (error || fileText() != text)
+    if (fileText() != text)
         save();
 }
 
@@ -73,26 +82,42 @@ std::string Favourites::fileText() const
     return text;
 }
 
-void Favourites::save() const { files.replaceText(files.root() + kFileName, fileText()); }
-
-bool Favourites::add(const PatchEntry& entry)
+bool Favourites::save()
 {
-    if (contains(entry.path) || !staysInside(files.belowRoot(entry.path)) || entry.path.isCut() ||
-        !list.add(entry))
-        return false;
-    rebuild();
-    return true;
+    const bool saved = isKnown && files.replaceText(files.root() + kFileName, fileText());
+    lastSeen = files.identityOf(files.root() + kFileName);
+    return saved;
 }
 
-bool Favourites::remove(std::string_view path)
+bool Favourites::changedElsewhere() const
 {
-    if (!contains(path))
-        return false;
-    std::erase_if(list.all(), [gone = std::string(path)](const PatchEntry& entry) {
-        return equalNoCase(entry.path, gone);
+    return files.identityOf(files.root() + kFileName) != lastSeen;
+}
+
+bool Favourites::add(const std::vector<PatchEntry>& entries)
+{
+    bool any = false;
+    for (const PatchEntry& entry : entries) {
+        if (!contains(entry.path) && canBeListed(files.belowRoot(entry.path)) &&
+            !entry.path.isCut() && list.add(entry)) {
+            known.insert(lowerAscii(entry.path.view()));
+            any = true;
+        }
+    }
+    rebuild();
+    return any;
+}
+
+bool Favourites::remove(const std::vector<PatchEntry>& entries)
+{
+    std::unordered_set<std::string> gone;
+    for (const PatchEntry& entry : entries)
+        gone.insert(lowerAscii(entry.path.view()));
+    const auto count = std::erase_if(list.all(), [&](const PatchEntry& entry) {
+        return gone.contains(lowerAscii(entry.path.view()));
     });
     rebuild();
-    return true;
+    return count > 0;
 }
 
 void Favourites::clear()
@@ -101,12 +126,13 @@ void Favourites::clear()
     known.clear();
 }
 
-bool Favourites::repath(std::string_view from, const PathText& to)
+bool Favourites::repath(const PathText& from, const PathText& to)
 {
     if (!contains(from))
         return false;
+    const PathText old = from; // it may be that of an entry
     for (PatchEntry& entry : list.all())
-        if (equalNoCase(entry.path, from))
+        if (equalNoCase(entry.path, old))
             entry.path = to;
     rebuild();
     return true;

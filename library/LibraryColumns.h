@@ -34,11 +34,11 @@ struct LibraryColumns {
     std::vector<PatchGroup> banks, categories;
     int favouritesRow = -1, geneticsRow = -1, userRow = -1, trashRow = -1; ///< of banks
 
-    // By folder id; id 0 is the root. -1: no row.
-    int bankRowOf(std::uint32_t folderId) const { return places.at(folderId).bankRow; }
-    int categoryRowOf(std::uint32_t folderId) const { return places.at(folderId).categoryRow; }
+    // By folder id; id 0 is the root, and so is one from before the last scan. -1: no row.
+    int bankRowOf(std::uint32_t folderId) const { return placeOf(folderId).bankRow; }
+    int categoryRowOf(std::uint32_t folderId) const { return placeOf(folderId).categoryRow; }
     /// Its patches are never listed.
-    bool isHidden(std::uint32_t folderId) const { return places.at(folderId).hidden; }
+    bool isHidden(std::uint32_t folderId) const { return placeOf(folderId).hidden; }
 
     /// -1: none. Banks by exact name, categories without regard to case.
     int bankRowNamed(std::string_view name) const;
@@ -53,6 +53,10 @@ private:
         bool hidden = false;
     };
 
+    const FolderPlace& placeOf(std::uint32_t folderId) const
+    {
+        return places.at(folderId < places.size() ? folderId : 0);
+    }
     void addCategory(std::string_view name);
     void place(const PatchFolder& folder);
 

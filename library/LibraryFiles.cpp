@@ -12,10 +12,12 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <map>
 #include <memory>
 #include <span>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 #include <utility>
 
 namespace zephra {
@@ -84,17 +86,13 @@ mode_t typeOf(int folder, const dirent& entry) noexcept
                                       : static_cast<mode_t>(DTTOIF(entry.d_type));
 }
 
-/// The name in a folder that equals this one but perhaps for case, other than `own`; empty: none.
-std::string nameInTheWay(int folder, const std::string& name, std::string_view own)
+std::vector<LibraryFiles::Name> sorted(std::vector<LibraryFiles::Name> names)
 {
-    if (name != own && typeAt(folder, name.c_str()) != 0)
-        return name;
-    const Stream stream = openStream(folder);
-    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
-        if (equalNoCase(entry->d_name, name) && entry->d_name != own)
-            return entry->d_name;
-    }
-    return {};
+    std::ranges::sort(names, [](const LibraryFiles::Name& a, const LibraryFiles::Name& b) {
+        const int order = compareNoCase(a.text, b.text);
+        return order != 0 ? order < 0 : a.text < b.text;
+    });
+    return names;
 }
 
 bool sameFolder(int a, int b) noexcept
@@ -152,6 +150,14 @@ bool removeContents(int folder) // NOLINT(misc-no-recursion): as deep as the tre
 }
 
 } // namespace
+
+/// The names of folders as they were read first, and those that came since; some may have gone.
+struct LibraryFiles::KnownNames {
+    using Folder = std::pair<dev_t, ino_t>;
+    using Names = std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>;
+
+    std::map<Folder, Names> folders;
+};
 
 // --- Paths ----------------------------------------------------------------------------------
 
@@ -247,19 +253,31 @@ std::vector<LibraryFiles::Name> LibraryFiles::readFolder(const PathText& folder)
         if (!isDots(name) && name.find('\\') == name.npos && (type == S_IFREG || type == S_IFDIR))
             names.push_back({std::string(name), type == S_IFDIR});
     }
-    std::ranges::sort(names, [](const Name& a, const Name& b) {
-        const int order = compareNoCase(a.text, b.text);
-        return order != 0 ? order < 0 : a.text < b.text;
-    });
-    return names;
+    return sorted(std::move(names));
+}
+
+std::vector<LibraryFiles::Name> readForeignFolder(const fs::path& folder)
+{
+    std::vector<LibraryFiles::Name> names;
+    std::error_code error;
+    for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
+         at.increment(error)) {
+        std::error_code unknown; // a link that leads nowhere
+        const std::string name = at->path().filename().string();
+        const bool isFolder = at->is_directory(unknown);
+        if (name.find('\\') == std::string::npos && (isFolder || at->is_regular_file(unknown)))
+            names.push_back({name, isFolder});
+    }
+    return sorted(std::move(names));
 }
 
 std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
                                    std::error_code& error) const
 {
+    errno = 0;
     const auto place = placeOf(path);
     if (!place) {
-        error = std::make_error_code(std::errc::no_such_file_or_directory);
+        error.assign(errno != 0 ? errno : ENOENT, std::generic_category());
         return {};
     }
     RegularFile file(place->folder.get(), place->name.c_str());
@@ -267,6 +285,17 @@ std::string LibraryFiles::readText(const PathText& path, std::size_t mostBytes,
     text.resize(file.read({reinterpret_cast<std::uint8_t*>(text.data()), text.size()}));
     error = file.error();
     return error ? std::string() : text;
+}
+
+LibraryFiles::Identity LibraryFiles::identityOf(const PathText& path) const
+{
+    const auto place = placeOf(path);
+    struct stat status {};
+    if (!place ||
+        ::fstatat(place->folder.get(), place->name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return {};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+            status.st_mtim.tv_nsec};
 }
 
 bool LibraryFiles::fileExists(const PathText& path) const
@@ -283,6 +312,66 @@ bool LibraryFiles::folderExists(const PathText& path) const
                            nameInTheWay(place->folder.get(), place->name, {}).c_str()) == S_IFDIR;
 }
 
+bool LibraryFiles::isTaken(const PathText& path) const
+{
+    const auto place = placeOf(path);
+    return place && !nameInTheWay(place->folder.get(), place->name, {}).empty();
+}
+
+// --- Names in the way -----------------------------------------------------------------------
+
+LibraryFiles::Batch::Batch(LibraryFiles& libraryFiles) : files(libraryFiles)
+{
+    files.known = std::make_unique<KnownNames>();
+}
+LibraryFiles::Batch::~Batch() { files.known.reset(); }
+
+LibraryFiles::~LibraryFiles() = default;
+
+/// The name in a folder that equals this one but perhaps for case, other than `own`; empty: none.
+std::string LibraryFiles::nameInTheWay(int folder, const std::string& name,
+                                       std::string_view own) const
+{
+    const auto isThere = [&](const std::string& other) {
+        return other != own && typeAt(folder, other.c_str()) != 0;
+    };
+    if (isThere(name))
+        return name;
+    if (KnownNames::Names* names = knownNamesOf(folder)) {
+        const auto [begin, end] = names->equal_range(name);
+        const auto found = std::find_if(begin, end, isThere);
+        return found == end ? std::string() : *found;
+    }
+    const Stream stream = openStream(folder);
+    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr) {
+        if (equalNoCase(entry->d_name, name) && entry->d_name != own)
+            return entry->d_name;
+    }
+    return {};
+}
+
+/// nullptr outside a batch.
+std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>*
+LibraryFiles::knownNamesOf(int folder) const
+{
+    struct stat status {};
+    if (!known || ::fstat(folder, &status) != 0)
+        return nullptr;
+    const auto [at, isNew] = known->folders.try_emplace({status.st_dev, status.st_ino});
+    const Stream stream = isNew ? openStream(folder) : Stream(nullptr, ::closedir);
+    while (const dirent* entry = stream ? ::readdir(stream.get()) : nullptr)
+        at->second.insert(entry->d_name);
+    return &at->second;
+}
+
+/// Passes `made` on.
+bool LibraryFiles::nowHolds(const Place& place, bool made) const
+{
+    if (KnownNames::Names* names = made ? knownNamesOf(place.folder.get()) : nullptr)
+        names->insert(place.name);
+    return made;
+}
+
 // --- Changing -------------------------------------------------------------------------------
 
 bool LibraryFiles::rename(const PathText& from, const PathText& to) const
@@ -296,8 +385,8 @@ bool LibraryFiles::rename(const PathText& from, const PathText& to) const
         return true;
     if (!nameInTheWay(target->folder.get(), target->name, stays ? source->name : "").empty())
         return false;
-    return renameNoReplace(source->folder.get(), source->name.c_str(), target->folder.get(),
-                           target->name.c_str());
+    return nowHolds(*target, renameNoReplace(source->folder.get(), source->name.c_str(),
+                                             target->folder.get(), target->name.c_str()));
 }
 
 bool LibraryFiles::removeFile(const PathText& path) const
@@ -314,7 +403,15 @@ bool LibraryFiles::makeFolder(const PathText& path) const
     const std::string taken = nameInTheWay(place->folder.get(), place->name, {});
     if (!taken.empty())
         return typeAt(place->folder.get(), taken.c_str()) == S_IFDIR;
-    return ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0 || errno == EEXIST;
+    return nowHolds(*place, ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0 ||
+                                errno == EEXIST);
+}
+
+bool LibraryFiles::makeNewFolder(const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && nameInTheWay(place->folder.get(), place->name, {}).empty() &&
+           ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0;
 }
 
 bool LibraryFiles::removeFolder(const PathText& path) const
@@ -329,7 +426,7 @@ bool LibraryFiles::removeFolder(const PathText& path) const
 
 /// The bytes go to a file beside the place, which then takes its name. The leading dot keeps it
 /// out of every scan if the process dies meanwhile.
-bool LibraryFiles::writeAside(const Place& place, const Fill& fill, bool replace) const
+bool LibraryFiles::writeAside(const Place& place, const Fill& fill, Manner manner) const
 {
     static std::atomic<unsigned> files{0};
     const int folder = place.folder.get();
@@ -343,13 +440,20 @@ bool LibraryFiles::writeAside(const Place& place, const Fill& fill, bool replace
     if (!file)
         return false;
 
-    bool done = fill(file.get()) && ::fdatasync(file.get()) == 0;
+    struct stat old {};
+    if (manner != Manner::New &&
+        ::fstatat(folder, place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(old.st_mode))
+        ::fchmod(file.get(), old.st_mode & 0777);
+    bool done =
+        fill(file.get()) && (manner == Manner::ReplaceQuickly || ::fdatasync(file.get()) == 0);
     done &= file.close();
-    done = done && (replace ? ::renameat(folder, aside.c_str(), folder, place.name.c_str()) == 0
-                            : renameNoReplace(folder, aside.c_str(), folder, place.name.c_str()));
+    done = done && (manner == Manner::New
+                        ? renameNoReplace(folder, aside.c_str(), folder, place.name.c_str())
+                        : ::renameat(folder, aside.c_str(), folder, place.name.c_str()) == 0);
     if (!done)
         ::unlinkat(folder, aside.c_str(), 0);
-    return done;
+    return nowHolds(place, done);
 }
 
 bool LibraryFiles::createFile(const PathText& path) const
@@ -364,8 +468,14 @@ bool LibraryFiles::createFile(const PathText& path) const
 bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
 {
     const auto place = writablePlaceOf(path);
+    return place && nameInTheWay(place->folder.get(), place->name, {}).empty() &&
+           copyTo(*place, source, Manner::New);
+}
+
+bool LibraryFiles::copyTo(const Place& place, const fs::path& source, Manner manner) const
+{
     RegularFile from(source);
-    if (!place || from.error() || !nameInTheWay(place->folder.get(), place->name, {}).empty())
+    if (from.error())
         return false;
     const auto copy = [&](int file) {
         std::array<std::uint8_t, 65536> bytes; // NOLINT(*-member-init): read into
@@ -377,17 +487,38 @@ bool LibraryFiles::copyFile(const fs::path& source, const PathText& path) const
         } while (count == bytes.size());
         return true;
     };
-    return writeAside(*place, copy, false);
+    return writeAside(place, copy, manner);
+}
+
+bool LibraryFiles::writeTo(const Place& place, std::string_view text, Manner manner) const
+{
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    return writeAside(
+        place, [&](int file) { return writeAll(file, bytes); }, manner);
 }
 
 bool LibraryFiles::replaceText(const PathText& path, std::string_view text) const
 {
     const auto place = writablePlaceOf(path);
-    if (!place)
-        return false;
-    const std::span bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
-    return writeAside(
-        *place, [&](int file) { return writeAll(file, bytes); }, true);
+    return place && writeTo(*place, text, Manner::Replace);
+}
+
+bool LibraryFiles::putCopy(const fs::path& source, const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && copyTo(*place, source, Manner::ReplaceQuickly);
+}
+
+bool LibraryFiles::putText(const PathText& path, std::string_view text) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && writeTo(*place, text, Manner::ReplaceQuickly);
+}
+
+void LibraryFiles::flush() const
+{
+    if (const Handle folder = openRoot())
+        ::syncfs(folder.get());
 }
 
 } // namespace zephra

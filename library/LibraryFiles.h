@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "common/AsciiCase.h"
 #include "common/PathText.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <unordered_set>
 #include <vector>
 
 namespace zephra {
@@ -29,6 +33,30 @@ public:
     explicit LibraryFiles(const std::filesystem::path& soundbankRoot,
                           Access allowed = Access::ReadWrite);
 
+    ~LibraryFiles();
+
+    /// For a command on many files: while it lasts, the names in a folder are read once only. What
+    /// other processes bring meanwhile is still never replaced, but may differ in case only.
+    class Batch {
+    public:
+        explicit Batch(LibraryFiles& libraryFiles);
+        ~Batch();
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        LibraryFiles& files;
+    };
+
+    /// Which file lies under a path. One that is written anew is another.
+    struct Identity {
+        std::uint64_t device = 0, inode = 0;
+        std::int64_t size = -1, seconds = 0, nanoseconds = 0; ///< of the last change
+
+        bool operator==(const Identity&) const = default;
+    };
+    Identity identityOf(const PathText& path) const;
+
     /// With a backslash at the end. Empty if the path is too long or holds a backslash of its
     /// own: there are no files then.
     const PathText& root() const noexcept { return rootText; }
@@ -47,6 +75,7 @@ public:
 
     bool fileExists(const PathText& path) const;
     bool folderExists(const PathText& path) const;
+    bool isTaken(const PathText& path) const; ///< by anything, links and pipes included
 
     /// False if something else is there under the new name, or under one that differs in case.
     /// Renaming to the same path does nothing.
@@ -54,6 +83,7 @@ public:
     bool removeFile(const PathText& path) const;
     /// One level. A folder that exists is fine.
     bool makeFolder(const PathText& path) const;
+    bool makeNewFolder(const PathText& path) const; ///< none may exist
     /// With everything in it; links go, what they point to stays. On failure a part is gone.
     bool removeFolder(const PathText& path) const;
     /// A new, empty file.
@@ -63,21 +93,39 @@ public:
     /// Puts a file in place of what was there, when it is complete.
     bool replaceText(const PathText& path, std::string_view text) const;
 
+    // Quickly, for many files: in place of what was there, but a power cut may leave empty ones
+    // until `flush` has waited for the disk.
+    bool putCopy(const std::filesystem::path& source, const PathText& path) const;
+    bool putText(const PathText& path, std::string_view text) const;
+    void flush() const;
+
 private:
     class Handle;
     struct Place;
+    struct KnownNames;
+    enum class Manner { New, Replace, ReplaceQuickly };
     using Fill = std::function<bool(int file)>;
 
+    std::string nameInTheWay(int folder, const std::string& name, std::string_view own) const;
+    std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>* knownNamesOf(int folder) const;
+    bool nowHolds(const Place& place, bool made) const;
     Handle openRoot() const;
     Handle openFolder(const PathText& folder) const;
     std::optional<Place> placeOf(const PathText& path) const;
     std::optional<Place> writablePlaceOf(const PathText& path) const;
-    bool writeAside(const Place& place, const Fill& fill, bool replace) const;
+    bool copyTo(const Place& place, const std::filesystem::path& source, Manner manner) const;
+    bool writeTo(const Place& place, std::string_view text, Manner manner) const;
+    bool writeAside(const Place& place, const Fill& fill, Manner manner) const;
 
+    std::unique_ptr<KnownNames> known; ///< during a batch
     std::filesystem::path rootPath;
     PathText rootText;
     Access access;
 };
+
+/// Files and folders in any folder of the system, and links to such, sorted as those of the
+/// library. A folder that cannot be read is empty.
+std::vector<LibraryFiles::Name> readForeignFolder(const std::filesystem::path& folder);
 
 /// A path of the library as the system knows it.
 std::filesystem::path nativePath(std::string_view libraryPath);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace zephra {
@@ -10,6 +11,12 @@ class LibraryHost {
 public:
     virtual ~LibraryHost() = default;
     virtual void showMessage(std::string_view title, std::string_view text) = 0;
+    /// A command on many files gets on.
+    virtual void showProgress(std::size_t done, std::size_t whole)
+    {
+        static_cast<void>(done);
+        static_cast<void>(whole);
+    }
 };
 
 } // namespace zephra

@@ -39,4 +39,13 @@ inline constexpr const char* kBankNotRemoved =
 inline constexpr const char* kFolderNotRemoved =
     "Error in trying to remove folder.\nPlease check your folder access rights!";
 
+// Kept: users look for it in this spelling.
+inline constexpr const char* kNoBankName = "Can not fetch the Soudnbank name!";
+inline constexpr const char* kBankNotMade = "Could not create Soundbank!";
+inline constexpr const char* kArchiveNotOpened = "Failed to open ZIP archive!";
+inline constexpr const char* kNothingToImport = "Nothing found to import!";
+inline constexpr const char* kFileNotImported = "Could not import file!";
+
+inline constexpr const char* kInfoTitle = "Info";
+
 } // namespace zephra

@@ -67,14 +67,15 @@ bool copyTree(const fs::path& from, const fs::path& to)
 {
     std::error_code error;
     fs::create_directory(to, error);
-    for (fs::recursive_directory_iterator at(from, error), end; !error && at != end;
-         at.increment(error)) {
+    for (fs::recursive_directory_iterator at(from, error), end; !error && at != end;) {
         const fs::path copy = to / at->path().lexically_relative(from);
         const fs::file_status status = at->symlink_status(error);
         if (!error && fs::is_directory(status))
             fs::create_directory(copy, error);
         if (!error && fs::is_regular_file(status) && fs::copy_file(at->path(), copy, error))
             fs::permissions(copy, fs::perms::owner_write, fs::perm_options::add, error);
+        if (!error) // it would forget the error
+            at.increment(error);
     }
     return !error;
 }
@@ -128,9 +129,12 @@ void prepareSoundbankRoot(const fs::path& soundbankRoot, const fs::path& factory
         const fs::path aside =
             root.parent_path() / (".zephra-" + std::to_string(::getpid()) + "-soundbanks");
         fs::remove_all(aside, error);
-        if (copyTree(factoryBanks, aside))
+        const bool copied = copyTree(factoryBanks, aside);
+        if (copied)
             fs::rename(aside, root, error); // fails if another process was faster
         fs::remove_all(aside, error);
+        if (!copied)
+            return;
     }
     fs::create_directory(root, error);
     const LibraryFiles files(root);

@@ -14,11 +14,6 @@ namespace {
 constexpr std::size_t kMostNameCharacters = 127;
 constexpr int kDeepestFolder = 1; // banks are level 0, categories level 1
 
-bool isListed(std::string_view name)
-{
-    return !name.empty() && !name.starts_with('.') && codePoints(name) <= kMostNameCharacters;
-}
-
 /// Two banks whose names differ in case only are left as they are.
 void fixSpelling(const LibraryFiles& files, std::string_view bank)
 {
@@ -28,6 +23,11 @@ void fixSpelling(const LibraryFiles& files, std::string_view bank)
 }
 
 } // namespace
+
+bool isListedName(std::string_view name)
+{
+    return !name.empty() && !name.starts_with('.') && codePoints(name) <= kMostNameCharacters;
+}
 
 std::string displayFormOf(std::string_view name)
 {
@@ -66,7 +66,7 @@ void LibraryScan::walk(const LibraryFiles& files, const PathText& path, std::uin
 {
     for (const LibraryFiles::Name& name : files.readFolder(path)) {
         const PathText inner = path + name.text;
-        if (!isListed(name.text) || inner.isCut())
+        if (!isListedName(name.text) || inner.isCut())
             continue;
         const std::string_view extension = extensionOf(name.text);
         if (name.isFolder) {

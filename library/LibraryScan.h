@@ -17,12 +17,15 @@ inline constexpr std::string_view kTrashExtension = "bin";
 inline constexpr std::string_view kUserBank = "User";             ///< for the user's own patches
 inline constexpr std::string_view kGeneticsBankName = "Genetics"; ///< for bred patches
 
+/// False for names that no scan lists: those that start with a dot, or have 128 characters or more.
+bool isListedName(std::string_view name);
+
 /// What lies in the soundbank tree: banks, categories in them, and patches in both.
 struct LibraryScan {
     explicit LibraryScan(LibraryHost& host) : entries(host, 1), trash(host, 2), folders(host, 3) {}
 
-    /// Reads the tree anew. Names that start with a dot or have 128 characters or more, and paths
-    /// that are too long, are left out. The user's and the Genetics bank get their exact spelling.
+    /// Reads the tree anew. Names that are not listed, and paths that are too long, are left out.
+    /// The user's and the Genetics bank get their exact spelling.
     void read(const LibraryFiles& files);
 
     BoundedList<PatchEntry> entries; ///< sorted by name without case

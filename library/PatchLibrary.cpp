@@ -5,6 +5,7 @@
 #include "library/BankConfig.h"
 
 #include <algorithm>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -20,6 +21,14 @@ bool passesSearch(std::string_view name, std::string_view lowerSearch)
     if (codePoints(lowerSearch) == 1)
         return equalNoCase(name.substr(0, lowerSearch.size()), lowerSearch);
     return containsNoCase(name, lowerSearch);
+}
+
+/// No folder of another name would be found again. An empty one stands for the bank's own level.
+bool canBeCategory(const std::string& name)
+{
+    constexpr std::string_view kNotInNames("\\/\n\r\0", 5);
+    return name.empty() || (isListedName(name) && !LibraryColumns::isHiddenName(name) &&
+                            name.find_first_of(kNotInNames) == name.npos);
 }
 
 } // namespace
@@ -42,15 +51,25 @@ void PatchLibrary::reload(bool rescanAuthors)
     view = PatchView();
     entriesByPath.clear(); // looks into the entries
     scan.read(files);
-    favouriteList.read(scan);
+    for (const PatchEntry& entry : scan.entries)
+        entriesByPath.try_emplace(entry.path, entry.id);
+    readFavourites();
     if (rescanAuthors)
         readBankConfigs();
     rows.build(scan.folders, configuredCategories, additionalCategories);
+    const std::string author = authorOfFilter();
     meetAuthors();
-    for (const PatchEntry& entry : scan.entries)
-        entriesByPath.try_emplace(entry.path, entry.id);
+    const auto sameAuthor = metAuthors.find(author);
+    filter.authorRow = sameAuthor == metAuthors.end()
+                           ? -1
+                           : static_cast<int>(std::distance(metAuthors.begin(), sameAuthor));
     filter.bankRow = -1;
     filter.categorySelected.assign(rows.categories.size(), false);
+}
+
+void PatchLibrary::readFavourites()
+{
+    favouriteList.read(scan, [this](std::string_view path) { return findByPath(path); });
 }
 
 void PatchLibrary::readBankConfigs()
@@ -71,8 +90,8 @@ void PatchLibrary::readBankConfigs()
             files.readText(folder.path + BankConfig::kFileName, BankConfig::kMostBytes, error));
         for (const auto& [code, name] : config.authors)
             authors.try_emplace(code, name);
-        additionalCategories.insert(additionalCategories.end(), config.categories.begin(),
-                                    config.categories.end());
+        std::ranges::copy_if(config.categories, std::back_inserter(additionalCategories),
+                             canBeCategory);
     }
 }
 
@@ -167,6 +186,7 @@ std::vector<std::string> PatchLibrary::authorNamesOf(const PatchEntry& entry) co
 void PatchLibrary::buildView(std::string_view currentPath)
 {
     const std::size_t sizeBefore = view.rows.size();
+    viewShowsFavourites = isFavouritesSelected();
     view.rows.clear();
     view.categoryCounts.assign(rows.categories.size(), 0);
     const auto& source = isTrashSelected()        ? scan.trash
@@ -192,11 +212,11 @@ void PatchLibrary::buildView(std::string_view currentPath)
 
 void PatchLibrary::showIfPassing(const PatchEntry& entry, std::string_view search)
 {
-    if (!passesBank(entry) || !passesSearch(entry.name(), search) || !passesAuthor(entry))
+    if (!passesSearch(entry.name(), search) || !passesAuthor(entry))
         return;
     if (const int row = rows.categoryRowOf(entry.folderId); row >= 0)
         ++view.categoryCounts[static_cast<std::size_t>(row)];
-    if (passesCategory(entry))
+    if (passesBank(entry) && passesCategory(entry))
         view.rows.push_back(&entry);
 }
 
@@ -218,11 +238,19 @@ bool PatchLibrary::passesCategory(const PatchEntry& entry) const
            (row >= 0 && index < filter.categorySelected.size() && filter.categorySelected[index]);
 }
 
+/// A code of `authorsMet`, or empty: all.
+std::string PatchLibrary::authorOfFilter() const
+{
+    return filter.authorRow < 0 || filter.authorRow >= static_cast<int>(metAuthors.size())
+               ? std::string()
+               : std::next(metAuthors.begin(), filter.authorRow)->first;
+}
+
 bool PatchLibrary::passesAuthor(const PatchEntry& entry) const
 {
-    if (filter.authorRow < 0 || filter.authorRow >= static_cast<int>(metAuthors.size()))
+    const std::string wanted = authorOfFilter();
+    if (wanted.empty())
         return true;
-    const std::string& wanted = std::next(metAuthors.begin(), filter.authorRow)->first;
     return std::ranges::any_of(authorCodesOf(entry), [&](const std::string& code) {
         return code == wanted || (wanted == kUnknownAuthor && !authors.contains(code));
     });

@@ -12,6 +12,7 @@
 #include "library/PatchView.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <span>
@@ -22,9 +23,11 @@
 
 namespace zephra {
 
+class ImportSource;
+
 /// The soundbanks: a folder tree of patch files, and an index of it in memory that is built anew
-/// after every change. Entries, folders and rows hold until the next `reload`; only paths live
-/// beyond it. [ui]
+/// after every change. Entries, folders and rows hold until the next `reload`, favourites and a
+/// view of them until one changes; only paths live beyond it. [ui]
 ///
 /// Patches that move to the trash stay where they are, with another extension.
 class PatchLibrary {
@@ -78,7 +81,8 @@ public:
     // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
     // argument may come from the lists of this library.
     //
-    // Nothing gets a name that the library keeps out of sight, such as "Trash".
+    // Nothing gets a name that the library keeps out of sight, such as "Trash", and no bank that of
+    // a category.
     //
     // Moves return the entry under its new path: as the rescan found it, else the old one with
     // that path; nothing if the move was refused.
@@ -122,7 +126,7 @@ public:
     /// with a number ahead of the author codes if the name is taken; false after 100 numbers.
     Moved duplicatePatch(const PatchEntry& entry, bool rescan = true);
 
-    /// Refused for what is no patch, such as one in the trash.
+    /// False for what is no patch, such as one in the trash, and if it could not be kept.
     bool setFavourite(const PatchEntry& entry, bool on, bool rescan);
     bool clearFavourites();
     bool restoreAll(); ///< with one message if any patch could not be restored
@@ -153,6 +157,28 @@ public:
     /// breed; otherwise as createPatchFile.
     bool createChildFile(PathText& outPath, bool rescan);
 
+    // --- Import. In PatchLibraryImport.cpp ---
+    // Outside patches are copied into the library. What they come from stays as it is, and may lie
+    // anywhere, in the library too. Refusals are always shown.
+
+    /// One patch, to where `duplicatePatch` would put one without a place of its own: the selected
+    /// bank, or "User", and the category, if one is selected.
+    bool importPatch(const std::filesystem::path& source, PathText& outPath);
+    /// All patches of a folder become a new bank of its name, and the folders that directly hold
+    /// them its categories: ten levels at most, the folder included, down through links, but not
+    /// into this library. The first "config.ini" comes along. A later patch of the same category
+    /// and name replaces an earlier one. With a message if files could not be copied.
+    bool importFolder(const std::filesystem::path& source, PathText& outBankPath);
+    /// Likewise the contents of a ZIP archive, as far as they can be unpacked, without messages for
+    /// those that cannot; the last "config.ini".
+    bool importZip(const std::filesystem::path& source, PathText& outBankPath);
+    /// The path of a bank that does not exist yet: that name, or one with a number from 1 to 32.
+    bool makeBankName(std::string_view sourceName, PathText& outBankPath);
+    /// Files with this extension that lie beside imported patches go to a new folder of the bank's
+    /// name in `companionRoot`; then the note is shown, unless it is empty.
+    void registerCompanionType(const std::filesystem::path& companionRoot,
+                               std::string_view extension, std::string_view note);
+
     // --- What the browser shows ---
     PatchFilter filter;
     PatchView view;
@@ -169,9 +195,15 @@ public:
     bool isGeneticsSelected() const noexcept { return filter.bankRow == rows.geneticsRow; }
 
 private:
+    struct CompanionType {
+        std::filesystem::path root;
+        std::string extension, note;
+    };
     using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
 
     bool refuse(bool report, std::string_view text);
+    Favourites& changeFavourites();
+    bool markFavourites(const Entries& entries, bool on);
     bool createNewFile(const PathText& path, bool rescan);
     Moved movedTo(const PatchEntry& entry, const PathText& newPath, bool report, bool rescan);
     PathText bankPath(std::string_view bankName);
@@ -179,15 +211,23 @@ private:
     std::string selectedBankName() const;
     std::optional<std::string> onlyCategorySelected() const;
     bool isKept(const PatchFolder& folder) const;
+    bool canBeBank(std::string_view name) const;
     bool isCategory(const PatchFolder& folder) const;
     bool isSameCategory(const PatchFolder& a, const PatchFolder& b) const;
     bool renameCategory(std::string_view newName, std::string_view oldName, bool report);
     template <class Move> Entries moveEach(const Entries& entries, Move move);
+    Moved copyPatch(const std::filesystem::path& source, const PatchEntry& entry);
+    bool importItems(ImportSource& source, std::string_view sourceName, const PathText& bank,
+                     bool reportFaults);
+    bool copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
+    void copyCompanions(ImportSource& source, const PathText& bank);
 
+    void readFavourites();
     void readBankConfigs();
     void meetAuthors();
     bool passesBank(const PatchEntry& entry) const;
     bool passesCategory(const PatchEntry& entry) const;
+    std::string authorOfFilter() const;
     bool passesAuthor(const PatchEntry& entry) const;
     void showIfPassing(const PatchEntry& entry, std::string_view search);
 
@@ -200,7 +240,9 @@ private:
     std::vector<std::string> additionalCategories; ///< of all banks
     AuthorTable authors;                           ///< of all banks
     AuthorTable metAuthors; ///< those with patches, and `kUnknownAuthor` if there are others
+    std::vector<CompanionType> companionTypes;
     PathIndex entriesByPath;
+    bool viewShowsFavourites = false;
     bool anyCategorySelected = false;          ///< of the filter, while a view is built
     GeneticsRng random{geneticsSeedOfClock()}; ///< of random parents
 };

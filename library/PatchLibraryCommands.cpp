@@ -60,8 +60,9 @@ PathText PatchLibrary::folderFor(std::string_view bankName, std::string_view cat
         return bank;
     const PatchFolder* bankFolder = folderByPath(bank);
     const std::uint32_t bankId = bankFolder ? bankFolder->id : 0;
+    const bool isScanned = bankFolder || bankName.empty();
     for (const PatchFolder& folder : scan.folders)
-        if (folder.parent == bankId && equalNoCase(folder.name, categoryName))
+        if (isScanned && folder.parent == bankId && equalNoCase(folder.name, categoryName))
             return folder.path;
     PathText path = bank + categoryName + "\\";
     files.makeFolder(path);
@@ -91,6 +92,12 @@ bool PatchLibrary::isKept(const PatchFolder& folder) const
     return folder.parent == 0 && (folder.name == kUserBank || folder.name == kGeneticsBankName);
 }
 
+/// A folder in the root that is called like a category joins it, and others are out of sight.
+bool PatchLibrary::canBeBank(std::string_view name) const
+{
+    return !LibraryColumns::isHiddenName(name) && rows.categoryRowNamed(name) < 0;
+}
+
 bool PatchLibrary::isCategory(const PatchFolder& folder) const
 {
     return folder.parent != 0 || rows.categoryRowOf(folder.id) >= 0;
@@ -106,9 +113,10 @@ bool PatchLibrary::isSameCategory(const PatchFolder& a, const PatchFolder& b) co
 bool PatchLibrary::movePatchFile(const PathText& oldPath, const PathText& newPath, bool report,
                                  bool rescan)
 {
-    if (!files.rename(oldPath, newPath))
+    const PathText from = oldPath, to = newPath;
+    if (!files.rename(from, to))
         return refuse(report, kMoveBlocked);
-    if (favouriteList.repath(oldPath, newPath))
+    if (changeFavourites().repath(from, to))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -125,6 +133,8 @@ PatchLibrary::Moved PatchLibrary::movedTo(const PatchEntry& entry, const PathTex
     if (found)
         return *found;
     moved.path = newPath;
+    if (rescan)
+        moved.folderId = 0; // it is out of sight
     return moved;
 }
 
@@ -178,9 +188,9 @@ bool PatchLibrary::renameFolder(std::string_view newName, const PatchFolder& fol
         done = renameCategory(newName, std::string(folder.name), report);
     } else {
         const PathText newPath = root() + newName + "\\";
-        if (LibraryColumns::isHiddenName(newName) || !files.rename(folder.path, newPath))
+        if (!canBeBank(newName) || !files.rename(folder.path, newPath))
             return refuse(report, kBankExists);
-        favouriteList.repathBelow(folder.path, newPath);
+        changeFavourites().repathBelow(folder.path, newPath);
         done = true;
     }
     favouriteList.save();
@@ -198,7 +208,7 @@ bool PatchLibrary::renameCategory(std::string_view newName, std::string_view old
         const PatchFolder* bank = scan.folder(folder.parent);
         const PathText newPath = (bank ? bank->path : root()) + newName + "\\";
         if (files.rename(folder.path, newPath))
-            favouriteList.repathBelow(folder.path, newPath);
+            changeFavourites().repathBelow(folder.path, newPath);
         else
             all = false;
     }
@@ -209,10 +219,11 @@ bool PatchLibrary::renameCategory(std::string_view newName, std::string_view old
 
 bool PatchLibrary::moveToTrash(const PatchEntry& entry, bool rescan)
 {
+    const PatchEntry trashed = entry;
     if (!equalNoCase(extensionOf(entry.path), kPatchExtension) ||
         !files.rename(entry.path, replaceExtension(entry, kTrashExtension)))
         return false;
-    if (favouriteList.remove(entry.path))
+    if (changeFavourites().remove({trashed}))
         favouriteList.save();
     if (rescan)
         reload(false);
@@ -296,7 +307,7 @@ bool PatchLibrary::deleteCategory(const PatchFolder& category)
 
 bool PatchLibrary::createBank(std::string_view name, bool rescan)
 {
-    const bool made = !LibraryColumns::isHiddenName(name) && files.makeFolder(root() + name);
+    const bool made = canBeBank(name) && files.makeFolder(root() + name);
     // Kept: the copy lies beside the new folder, its name glued to the folder's.
     const PathText ofUser = root() + kUserBank + "\\" + BankConfig::kFileName;
     if (made && files.fileExists(ofUser))
@@ -335,6 +346,18 @@ bool PatchLibrary::createNewFile(const PathText& path, bool rescan)
 
 PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool rescan)
 {
+    const Moved copy = copyPatch(nativePath(entry.path), entry);
+    if (!copy || !rescan)
+        return copy;
+    reload(false);
+    const PatchEntry* found = findByPath(copy->path);
+    return found ? *found : copy;
+}
+
+/// `entry` tells the name, and the place where nothing is selected.
+PatchLibrary::Moved PatchLibrary::copyPatch(const std::filesystem::path& source,
+                                            const PatchEntry& entry)
+{
     PatchEntry copy = entry;
     std::string bank = selectedBankName();
     if (bank.empty())
@@ -347,49 +370,70 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
 
     const PatchNameParts name = splitAuthors(entry.name());
     copy.path = folder + withExtension(name.base + name.authors, kPatchExtension);
-    for (int number = 1; files.fileExists(copy.path); ++number) {
+    for (int number = 1; files.isTaken(copy.path); ++number) {
         if (number > kMostCopies)
             return std::nullopt;
         copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
                                            kPatchExtension);
     }
-    if (!files.copyFile(nativePath(entry.path), copy.path))
+    if (!isListedName(copy.fileName()) || !files.copyFile(source, copy.path))
         return std::nullopt;
-    if (!rescan)
-        return copy;
-    reload(false);
-    const PatchEntry* found = findByPath(copy.path);
-    return found ? *found : copy;
+    return copy;
 }
 
 // --- Favourites -----------------------------------------------------------------------------
 
+/// As the file has them now, since another instrument may have changed it. A view of them is
+/// emptied first.
+Favourites& PatchLibrary::changeFavourites()
+{
+    if (viewShowsFavourites)
+        view = PatchView();
+    if (favouriteList.changedElsewhere())
+        readFavourites();
+    return favouriteList;
+}
+
+bool PatchLibrary::markFavourites(const Entries& entries, bool on)
+{
+    const bool allPatches = std::ranges::all_of(entries, [](const PatchEntry& entry) {
+        return equalNoCase(extensionOf(entry.path), kPatchExtension);
+    });
+    Entries patches = entries;
+    std::erase_if(patches, [](const PatchEntry& entry) {
+        return !equalNoCase(extensionOf(entry.path), kPatchExtension);
+    });
+    Favourites& list = changeFavourites();
+    const bool changed = on ? list.add(patches) : list.remove(patches);
+    return (!changed || list.save()) && allPatches;
+}
+
 bool PatchLibrary::setFavourite(const PatchEntry& entry, bool on, bool rescan)
 {
-    if (!equalNoCase(extensionOf(entry.path), kPatchExtension))
-        return false;
-    if (on ? favouriteList.add(entry) : favouriteList.remove(entry.path))
-        favouriteList.save();
+    const bool done = markFavourites({entry}, on);
     if (rescan)
-        favouriteList.read(scan);
-    return true;
+        readFavourites();
+    return done;
 }
 
 bool PatchLibrary::clearFavourites()
 {
-    favouriteList.clear();
-    favouriteList.save();
-    favouriteList.read(scan);
-    return true;
+    changeFavourites().clear();
+    const bool saved = favouriteList.save();
+    readFavourites();
+    return saved;
 }
 
 // --- Batches --------------------------------------------------------------------------------
 
 bool PatchLibrary::moveToTrash(const Entries& entries)
 {
+    const LibraryFiles::Batch batch(files);
     const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     bool all = true;
+    std::size_t done = 0;
     for (const PatchEntry& entry : copies) {
+        host.showProgress(++done, copies.size());
         if (equalNoCase(extensionOf(entry.path), kTrashExtension))
             deletePermanently(entry, false);
         else
@@ -401,9 +445,13 @@ bool PatchLibrary::moveToTrash(const Entries& entries)
 
 bool PatchLibrary::restoreFromTrash(const Entries& entries)
 {
+    const LibraryFiles::Batch batch(files);
     bool all = true;
-    for (const PatchEntry& entry : entries)
+    std::size_t done = 0;
+    for (const PatchEntry& entry : entries) {
+        host.showProgress(++done, entries.size());
         all &= restoreFromTrash(entry, false);
+    }
     reload(false);
     return all || refuse(true, kRestoreBlocked);
 }
@@ -411,11 +459,15 @@ bool PatchLibrary::restoreFromTrash(const Entries& entries)
 template <class Move>
 PatchLibrary::Entries PatchLibrary::moveEach(const Entries& entries, Move move)
 {
+    const LibraryFiles::Batch batch(files);
     const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
     Entries moved;
-    for (const PatchEntry& entry : copies)
+    std::size_t done = 0;
+    for (const PatchEntry& entry : copies) {
+        host.showProgress(++done, copies.size());
         if (const Moved one = move(entry))
             moved.push_back(*one);
+    }
     reload(false);
     if (moved.size() < copies.size())
         refuse(true, kMoveBlocked);
@@ -440,11 +492,8 @@ PatchLibrary::Entries PatchLibrary::movePatchesToCategory(std::string_view categ
 
 bool PatchLibrary::setFavourites(const Entries& entries, bool on)
 {
-    const Entries copies(entries.begin(), entries.end()); // they may be a list that changes
-    bool all = true;
-    for (const PatchEntry& entry : copies)
-        all &= setFavourite(entry, on, false);
-    favouriteList.read(scan);
+    const bool all = markFavourites(entries, on);
+    readFavourites();
     return all;
 }
 

@@ -20,7 +20,7 @@ struct PatchFilter {
 /// The filtered patch list and what is selected in it.
 struct PatchView {
     std::vector<const PatchEntry*> rows; ///< until the next rescan
-    std::vector<int> categoryCounts;     ///< patches by category row, whatever category is chosen
+    std::vector<int> categoryCounts;     ///< patches by category row, of all banks
     std::vector<bool> patchSelected;     ///< one per row
     int selectedCount = 0;
     int lastSelected = -1; ///< row selected last, -1: none

@@ -31,8 +31,9 @@ public:
     CommandLine()
     {
         app.set_help_flag("-h,--help", "print this help and exit");
-        app.add_option("--root", root, "soundbank root: the folder that holds the banks")
-            ->option_text("DIR [the user's own library]");
+        rootOption =
+            app.add_option("--root", root, "soundbank root: the folder that holds the banks")
+                ->option_text("DIR [the user's own library]");
         app.add_flag("--json", json, "print one JSON document");
         app.require_subcommand(1);
         addLooking();
@@ -45,6 +46,8 @@ public:
     {
         try {
             app.parse(argc, argv);
+            if (rootOption->count() > 0 && root.empty()) // a variable of a script that is not set
+                throw UsageError{"--root: an empty path"};
             return carryOutOn(root.empty() ? defaultSoundbankRoot() : std::filesystem::path(root));
         } catch (const CLI::CallForHelp&) {
             const auto given = app.get_subcommands();
@@ -63,9 +66,10 @@ private:
     int carryOutOn(const std::filesystem::path& place)
     {
         std::error_code error;
-        if (!std::filesystem::is_directory(place, error)) {
+        const std::filesystem::directory_iterator readable(place, error);
+        if (error || LibraryFiles(place).root().empty()) {
             std::cerr << "zephra-library: " << place.string() << ": "
-                      << (error ? error.message() : "this is not a folder") << '\n';
+                      << (error ? error.message() : "no library can be there") << '\n';
             return kFailed;
         }
         Librarian librarian(place, onlyLooks ? LibraryFiles::Access::ReadOnly
@@ -123,16 +127,22 @@ private:
         CLI::App* list =
             lookingCommand("list", "print the paths of patches",
                            [this](Librarian& librarian) { return librarian.list(filter); });
-        list->add_option("--bank", filter.bank, "of this bank");
-        list->add_option("--category", filter.categories, "of this category; repeatable")
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        CLI::Option* ofBank = list->add_option("--bank", filter.bank, "of this bank");
+        // Not as a vector: the parser would take "[a,b]" for two.
+        list->add_option_function<std::string>(
+                "--category",
+                [this](const std::string& name) { filter.categories.push_back(name); },
+                "of this category; repeatable")
+            ->trigger_on_parse();
         list->add_option("--author", filter.author, "with this author code; --- for unknown ones");
         list->add_option("--search", filter.search,
                          "whose names hold this text, or start with this one letter");
         list->add_flag("--uncategorized", filter.uncategorized, "directly in their banks");
-        CLI::Option* favourites = list->add_flag("--favourites", filter.favourites, "favourites");
-        list->add_flag("--trash", filter.trash, "in the trash")->excludes(favourites);
+        CLI::Option* favourites =
+            list->add_flag("--favourites", filter.favourites, "favourites")->excludes(ofBank);
+        list->add_flag("--trash", filter.trash, "in the trash")
+            ->excludes(favourites)
+            ->excludes(ofBank);
         CLI::App* show =
             lookingCommand("show", "print what is known about a patch",
                            [this](Librarian& librarian) { return librarian.show(first); });
@@ -166,20 +176,35 @@ private:
         duplicate->add_option("--bank", bank, "into this bank");
         duplicate->add_option("--category", category, "into this category");
 
+        CLI::App* import =
+            command("import", "copy a patch (.fxp), or a folder or ZIP archive as a new bank",
+                    [this](Librarian& librarian) {
+                        if (!(bank.empty() && category.empty()) && !Librarian::isPatchFile(first))
+                            throw UsageError{"import: --bank and --category are for a patch"};
+                        return librarian.importFrom(first, bank, category);
+                    });
+        take(import, "PATH", first);
+        import->add_option("--bank", bank, "the patch into this bank");
+        import->add_option("--category", category, "the patch into this category");
+
         takePatches(command("trash", "move patches to the trash",
                             [this](Librarian& librarian) { return librarian.trash(patches); }));
         takePatches(command("restore", "bring files (.bin) back from the trash",
                             [this](Librarian& librarian) { return librarian.restore(patches); }));
         takePatches(command("purge", "delete files (.bin) in the trash for good",
                             [this](Librarian& librarian) { return librarian.purge(patches); }));
-        takePatches(command("favourite", "mark or unmark favourites: PATCH... on|off",
-                            [this](Librarian& librarian) {
-                                const std::string state = patches.back();
-                                if (patches.size() < 2 || (state != "on" && state != "off"))
-                                    throw UsageError{"favourite: the last argument is on or off"};
-                                patches.pop_back();
-                                return librarian.setFavourites(patches, state == "on");
-                            }));
+        CLI::App* favourite =
+            app.add_subcommand("favourite", "mark or unmark favourites: PATCH... on|off");
+        takePatches(favourite);
+        favourite->callback([this] {
+            const std::string state = patches.back();
+            if (patches.size() < 2 || (state != "on" && state != "off"))
+                throw UsageError{"favourite: the last argument is on or off"};
+            patches.pop_back();
+            carryOut = [this, on = state == "on"](Librarian& librarian) {
+                return librarian.setFavourites(patches, on);
+            };
+        });
     }
 
     void addBreed()
@@ -243,6 +268,7 @@ private:
     }
 
     std::string root;
+    CLI::Option* rootOption = nullptr;
     bool json = false;
     bool onlyLooks = false;
     Action carryOut;

@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <iostream>
 #include <iterator>
+#include <system_error>
+#include <unordered_set>
 
 namespace zephra::librarian {
 
@@ -21,11 +23,14 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr const char* kNoPatch = "there is no such patch";
+constexpr const char* kNoSource = "there is no such file or folder";
+constexpr const char* kNoImport = "this is no patch (.fxp), folder or ZIP archive (.zip)";
 constexpr const char* kNotInTrash = "there is no such file in the trash; its name ends in .bin";
 constexpr const char* kNoBank = "there is no such bank";
 constexpr const char* kNoCategory = "there is no such category";
 constexpr const char* kNotParents = "Genetics takes two or three different patches";
 constexpr const char* kBadParent = "warning: this parent cannot be read and passes defaults on";
+constexpr const char* kNotKept = "the list could not be written";
 constexpr const char* kNoFolder = "there is no folder of that name";
 constexpr const char* kBankStays = "this bank keeps its name and its place";
 constexpr const char* kCategoriesStay = "the instrument's own categories keep their names";
@@ -35,6 +40,17 @@ std::string slashes(std::string_view path)
     std::string turned(path);
     std::ranges::replace(turned, '\\', '/');
     return turned;
+}
+
+bool isFolder(const std::filesystem::path& path)
+{
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+bool hasExtension(const std::filesystem::path& path, std::string_view extension)
+{
+    return equalNoCase(extensionOf(path.filename().string()), extension);
 }
 
 /// A line of a table: a number and a name.
@@ -65,7 +81,17 @@ Librarian::Librarian(const std::filesystem::path& soundbankRoot, LibraryFiles::A
 void Librarian::showMessage(std::string_view, std::string_view text)
 {
     ++faults;
+    progress.reset();
     std::cerr << text << '\n';
+}
+
+void Librarian::showProgress(std::size_t done, std::size_t whole)
+{
+    if (!progress)
+        progress.emplace(static_cast<std::int64_t>(whole), false);
+    progress->show(static_cast<std::int64_t>(done));
+    if (done >= whole)
+        progress.reset();
 }
 
 void Librarian::complain(const std::string& name, const char* what)
@@ -107,20 +133,25 @@ const PatchEntry* Librarian::search(const std::string& patch,
     std::string path(library.root());
     path += patch;
     std::ranges::replace(path, '/', '\\');
-    if (&list == &library.entries())
-        return library.findByPath(path);
-    const auto at = std::ranges::find_if(
-        list, [&](const PatchEntry& held) { return equalNoCase(held.path, path); });
-    return at == list.end() ? nullptr : &*at;
+    const auto find = [&](auto isMeant) {
+        const auto at = std::ranges::find_if(list, isMeant);
+        return at == list.end() ? nullptr : &*at;
+    };
+    const PatchEntry* const exact =
+        find([&](const PatchEntry& held) { return held.path == std::string_view(path); });
+    return exact ? exact
+                 : find([&](const PatchEntry& held) { return equalNoCase(held.path, path); });
 }
 
 PatchLibrary::Entries Librarian::find(const Names& patches, const BoundedList<PatchEntry>& list)
 {
     PatchLibrary::Entries found;
+    std::unordered_set<const PatchEntry*> named; // some perhaps twice
     for (const std::string& name : patches) {
-        if (const PatchEntry* entry = search(name, list))
+        const PatchEntry* entry = search(name, list);
+        if (entry && named.insert(entry).second)
             found.push_back(*entry);
-        else
+        if (!entry)
             complain(name, &list == &library.trash() ? kNotInTrash : kNoPatch);
     }
     return found;
@@ -302,9 +333,12 @@ Report Librarian::moveToBank(const Names& patches, const std::string& bank)
 
 Report Librarian::moveToCategory(const Names& patches, const std::string& category)
 {
-    if (!category.empty() && categoryRow(category) < 0)
+    const int row = category.empty() ? -1 : categoryRow(category);
+    if (!category.empty() && row < 0)
         return {};
-    return paths(library.movePatchesToCategory(category, find(patches, library.entries())));
+    const std::string name =
+        row < 0 ? "" : library.columns().categories[static_cast<std::size_t>(row)].name;
+    return paths(library.movePatchesToCategory(name, find(patches, library.entries())));
 }
 
 Report Librarian::rename(const std::string& patch, const std::string& name)
@@ -329,6 +363,33 @@ Report Librarian::duplicate(const std::string& patch, const std::string& bank,
             copies.push_back(*copy);
     }
     return paths(copies);
+}
+
+bool Librarian::isPatchFile(const std::filesystem::path& source)
+{
+    return !isFolder(source) && hasExtension(source, kPatchExtension);
+}
+
+Report Librarian::importFrom(const std::filesystem::path& source, const std::string& bank,
+                             const std::string& category)
+{
+    Report report;
+    PathText made;
+    std::error_code error;
+    if (!std::filesystem::exists(source, error)) {
+        complain(source.string(), error ? error.message().c_str() : kNoSource);
+    } else if (isPatchFile(source)) {
+        if (selectBank(bank) && selectCategory(category) && library.importPatch(source, made))
+            return paths(PatchLibrary::Entries{{0, 0, made}});
+    } else if (!isFolder(source) && !hasExtension(source, "zip")) {
+        complain(source.string(), kNoImport);
+    } else if (isFolder(source) ? library.importFolder(source, made)
+                                : library.importZip(source, made)) {
+        const std::string name(lastElement(made.view().substr(0, made.view().size() - 1)));
+        report.json["bank"] = name;
+        report.text = name + "\n";
+    }
+    return report;
 }
 
 Report Librarian::trash(const Names& patches)
@@ -360,8 +421,9 @@ Report Librarian::setFavourites(const Names& patches, bool on)
     Names listed, others;
     std::ranges::partition_copy(patches, std::back_inserter(listed), std::back_inserter(others),
                                 [&](const std::string& name) { return !on && isListed(name); });
-    library.setFavourites(find(listed, library.favourites()), on);
-    library.setFavourites(find(others, library.entries()), on);
+    const bool all = library.setFavourites(find(listed, library.favourites()), on) &
+                     library.setFavourites(find(others, library.entries()), on);
+    require(all, "favourites", kNotKept);
     return {};
 }
 
@@ -384,7 +446,8 @@ Report Librarian::breed(const Names& patches, const BreedOptions& how)
     state.mix = how.mix;
     PluginParameters child;
     GeneticsEngine().breed(
-        child, [&](int id, float value) { child.setValue(id, value); },
+        child,
+        [&](int id, float value) { child.setValue(id, static_cast<float>(snapped(id, value))); },
         *GeneticsEngine::loadParents(state), state, how.seed);
 
     PatchRecord& record = *child.getPreset(NoParameter);
@@ -434,7 +497,7 @@ Report Librarian::clearTrash()
 
 Report Librarian::clearFavourites()
 {
-    library.clearFavourites();
+    require(library.clearFavourites(), "favourites", kNotKept);
     return {};
 }
 

@@ -3,11 +3,14 @@
 
 #include "controls/PatchRecord.h"
 #include "library/PatchLibrary.h"
+#include "terminal/ProgressBar.h"
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,6 +71,12 @@ public:
     /// Two or three patches have a child.
     Report breed(const Names& patches, const BreedOptions& how);
 
+    /// A patch into the bank and category, unless they are empty; a folder or ZIP archive as a new
+    /// bank.
+    Report importFrom(const std::filesystem::path& source, const std::string& bank,
+                      const std::string& category);
+    static bool isPatchFile(const std::filesystem::path& source); ///< and no folder of such a name
+
     // --- Whole lists and folders ---
     Report restoreAll();
     Report clearTrash();
@@ -81,6 +90,7 @@ public:
 
 private:
     void showMessage(std::string_view title, std::string_view text) override;
+    void showProgress(std::size_t done, std::size_t whole) override;
     void complain(const std::string& name, const char* what);
     void require(bool done, const std::string& name, const char* otherwise);
 
@@ -98,6 +108,7 @@ private:
     template <class Entries> Report paths(const Entries& entries) const;
 
     int faults = 0;
+    std::optional<terminal::ProgressBar> progress;
     PatchLibrary library;
 };
 

@@ -63,7 +63,7 @@ std::vector<std::uint8_t> Renderer::programFile(const std::string& patchName)
     return programFileBytes(*synth.parameters().getPreset(NoParameter), synth.engineWord);
 }
 
-Summary Renderer::run(TailRule tail, WavWriter& wav, ProgressBar& progress)
+Summary Renderer::run(TailRule tail, WavWriter& wav, terminal::ProgressBar& progress)
 {
     const auto started = std::chrono::steady_clock::now();
     Summary summary;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "render/EventList.h"
-#include "render/ProgressBar.h"
 #include "render/RenderOptions.h"
 #include "render/Summary.h"
 #include "render/WavWriter.h"
@@ -11,6 +10,7 @@
 #include "song/TailRule.h"
 #include "synth/HostPeer.h"
 #include "synth/VstXSynth.h"
+#include "terminal/ProgressBar.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ public:
     std::vector<std::uint8_t> programFile(const std::string& patchName);
 
     /// Renders from time 0 until `tail` ends the file. Throws what `wav` throws.
-    Summary run(TailRule tail, WavWriter& wav, ProgressBar& progress);
+    Summary run(TailRule tail, WavWriter& wav, terminal::ProgressBar& progress);
 
 private:
     /// The host's side: tells the tempo.

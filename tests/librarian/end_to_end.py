@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 from pathlib import Path
 
 PROGRAM, RENDER = sys.argv.pop(1), sys.argv.pop(1)
@@ -55,7 +56,7 @@ class Librarian(unittest.TestCase):
                 (["--search", "OL"], ["A/Lead/Solo AB.fxp"]),
                 (["--favourites"], []), (["--trash"], [])):
             self.assertEqual(self.run_it("list", *options).splitlines(), expected, options)
-        for options in (["--bank", "C"], ["--category", "Nope"], ["--author", "QQ"]):
+        for options in (["--bank", "C"], ["--category", "[c,d]"], ["--author", "QQ"]):
             self.assertIn(options[1] + ": ", self.run_it("list", *options, status=1))
         self.assertFalse((self.root / "Favourites.db").exists(), "looking writes nothing")
 
@@ -91,6 +92,11 @@ class Librarian(unittest.TestCase):
         self.run_it("restore", "Best/lead/other.bin")
         self.run_it("purge", "Best/lead/Solo AB.bin")
         self.assertEqual(self.run_it("list", "--trash"), "User/Mine ZZ.bin\n")
+        self.put("Best/MINE.bin", b"kept")
+        self.put("Best/Mine.bin", b"gone")
+        self.run_it("purge", "Best/Mine.bin")
+        self.assertEqual((self.root / "Best/MINE.bin").read_bytes(), b"kept")
+        (self.root / "Best/MINE.bin").unlink()
         self.run_it("delete-bank", "A")
         self.run_it("create-bank", "A new one")
         self.run_it("create-category", "Drums")
@@ -138,6 +144,34 @@ class Librarian(unittest.TestCase):
         self.put("A/Broken.fxp", b"no patch")
         self.assertEqual(self.call("breed", "A/Pad.fxp", "A/Broken.fxp", "--store").returncode, 0)
 
+    def test_imports(self):
+        outside = self.root.parent
+        for name in ("Pack/Lead/New.fxp", "Pack/Old/Lead/Deep.fxp"):
+            self.put("../" + name, PATCH)
+        with zipfile.ZipFile(outside / "pack.zip", "w") as archive:
+            archive.writestr("Any/Bass/Low.fxp", PATCH)
+        self.assertEqual(self.run_it("import", outside / "Pack"), "Pack\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "pack.zip")),
+                         {"bank": "pack (1)"})
+        self.assertEqual(self.run_it("import", outside / "Pack/Lead/New.fxp"), "User/New.fxp\n")
+        self.assertEqual(json.loads(self.run_it("--json", "import", outside / "Pack/Lead/New.fxp",
+                                                "--bank", "B", "--category", "LEAD")),
+                         {"patches": ["B/lead/New.fxp"]})
+        before = self.files()
+        self.assertLessEqual({"Pack/Lead/New.fxp", "Pack/Lead/Deep.fxp", "pack (1)/Bass/Low.fxp",
+                              "User/New.fxp", "B/lead/New.fxp"}, before)
+        self.put("../Empty/readme.txt")
+        self.put("../text.zip", b"text")
+        for source, message in (("Empty", "Nothing found to import!\n"),
+                                ("text.zip", "Failed to open ZIP archive!\n"),
+                                ("Missing", "there is no such file or folder\n"),
+                                ("Empty/readme.txt", "this is no patch (.fxp), folder or ZIP")):
+            self.assertIn(message, self.run_it("import", outside / source, status=1))
+        for source in ("Pack", "pack.zip"):
+            self.assertIn("usage: ", self.run_it("import", outside / source, "--bank", "B",
+                                                 status=2))
+        self.assertEqual(self.files(), before)
+
     def test_refusals_change_nothing(self):
         self.put("B/Pad.fxp", b"other")
         before = self.files()
@@ -149,6 +183,7 @@ class Librarian(unittest.TestCase):
                 (["rename", "A/Pad.fxp", "../B/x"], "not allowed in the name of the patch"),
                 (["rename", "A/Pad.fxp", "n" * 65], "The maximum patch name length is 64"),
                 (["rename-bank", "A", "b"], "Soundbank already exists."),
+                (["rename-bank", "A", "bass"], "Soundbank already exists."),
                 (["rename-bank", "User", "Mine"], "User: this bank keeps its name"),
                 (["rename-category", "Lead", "Solo"], "Lead: the instrument's own categories"),
                 (["delete-bank", "A"], "Please remove all patches from this soundbank first.\n"
@@ -159,6 +194,7 @@ class Librarian(unittest.TestCase):
                 (["restore", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["purge", "A/Pad.fxp"], "there is no such file in the trash"),
                 (["trash", "../Soundbanks/A/Pad.fxp"], "there is no such patch"),
+                (["create-bank", "Lead"], "the folder could not be made"),
                 (["create-bank", ""], "not allowed in the name of the bank")):
             self.assertIn(message, self.run_it(*arguments, status=1), arguments)
             self.assertEqual(self.files(), before, arguments)
@@ -168,10 +204,11 @@ class Librarian(unittest.TestCase):
     def test_wrong_command_lines(self):
         for arguments in ([], ["frobnicate"], ["show"], ["move", "A/Pad.fxp"],
                           ["move", "A/Pad.fxp", "--bank", "B", "--category", "Lead"],
-                          ["list", "--trash", "--favourites"], ["list", "extra"],
-                          ["breed", "A/Pad.fxp", "A/Pad.fxp"],
+                          ["--root", "", "tree"], ["list", "--trash", "--favourites"],
+                          ["list", "extra"], ["import"], ["breed", "A/Pad.fxp", "A/Pad.fxp"],
                           ["breed", "A/Pad.fxp", "User/Mine ZZ.fxp", "--store", "--mix", "nan"],
-                          ["favourite", "A/Pad.fxp"], ["favourite", "A/Pad.fxp", "maybe"]):
+                          ["list", "--bank", "A", "--favourites"], ["favourite", "A/Pad.fxp"],
+                          ["favourite", "A/Pad.fxp", "maybe"]):
             self.assertIn("usage: zephra-library", self.run_it(*arguments, status=2), arguments)
 
     def test_where_the_library_is(self):
@@ -188,9 +225,11 @@ class Librarian(unittest.TestCase):
             tree = subprocess.run([PROGRAM, "tree"], capture_output=True, text=True, check=True,
                                   env={"HOME": str(self.root.parent), **variables}).stdout
             self.assertIn("Here", tree, variables)
-        result = subprocess.run([PROGRAM, "--root", self.root / "none", "tree"],
-                                capture_output=True, text=True, check=False)
-        self.assertEqual(result.returncode, 1)
+        for root in (self.root / "none", self.root / "A/Pad.fxp", self.root / "back\\slash"):
+            (self.root / "back\\slash").mkdir(exist_ok=True)
+            result = subprocess.run([PROGRAM, "--root", root, "tree"],
+                                    capture_output=True, text=True, check=False)
+            self.assertEqual(result.returncode, 1, root)
         self.assertFalse((self.root / "none").exists())
 
 

@@ -46,11 +46,14 @@ TEST_F(Commands, PatchesMoveBetweenBanksAndCategories)
         {"a loose one",
          [&] { return toCategory("loose.fxp", "Bass"); },
          {"-loose.fxp", "+Bass/loose.fxp"}},
+        {"to a bank that has no folder yet",
+         [&] { return toBank("A/Lead/x.fxp", "User"); },
+         {"-A/Lead/x.fxp", "+User/Lead/x.fxp"}},
         {"to where it is", [&] { return toBank("A/Lead/x.fxp", "A"); }, {}},
     };
     for (const auto& row : rows) {
         open({"A/Lead/x.fxp", "A/Poly/y.FXP", "A/z.fxp", "B/lead/w.fxp", "Genetics/g.fxp",
-              "loose.fxp"});
+              "loose.fxp", "Lead/root.fxp"});
         EXPECT_THAT(changes(row.act, true), UnorderedElementsAreArray(row.changes)) << row.what;
         EXPECT_THAT(host.texts, IsEmpty()) << row.what;
     }
@@ -125,6 +128,33 @@ TEST_F(Commands, BlockedMovesChangeNothingAndSayWhy)
     }
 }
 
+TEST_F(Commands, ABatchSeesWhatItHasMoved)
+{
+    open({"A/x.fxp", "B/X.fxp", "B/y.fxp", "C/z.fxp"});
+    EXPECT_THAT(changes(
+                    [&] {
+                        return library
+                                   ->movePatchesToBank(
+                                       "C", {entry("A/x.fxp"), entry("B/X.fxp"), entry("B/y.fxp")})
+                                   .size() == 2;
+                    },
+                    true),
+                UnorderedElementsAreArray({"-A/x.fxp", "+C/x.fxp", "-B/y.fxp", "+C/y.fxp"}));
+    EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked));
+}
+
+TEST_F(Commands, FavouritesOfAnotherInstrumentAreKept)
+{
+    open({"A/x.fxp", "A/y.fxp"});
+    PatchLibrary other(tree->root(), host);
+    other.setFavourite(entry("A/x.fxp"), true, true);
+    library->setFavourite(entry("A/y.fxp"), true, true);
+    EXPECT_EQ(tree->text("Favourites.db"), "A\\x.fxp\nA\\y.fxp");
+    other.renamePatch("z", entry("A/x.fxp"), true, true);
+    library->moveToTrash(entry("A/y.fxp"), true);
+    EXPECT_EQ(tree->text("Favourites.db"), "A\\z.fxp");
+}
+
 TEST_F(Commands, RenamedPatchesAreFoundAgain)
 {
     open({"A/Lead/x.fxp", "root.fxp"});
@@ -137,6 +167,9 @@ TEST_F(Commands, RenamedPatchesAreFoundAgain)
     EXPECT_EQ(unscanned->path, path("Top.fxp"));
     EXPECT_EQ(library->findByPath(path("Top.fxp")), nullptr) << "not before the next scan";
     EXPECT_THAT(tree->names(), ElementsAre("A/Lead/X.fxp", "Top.fxp"));
+    const auto unseen = library->renamePatch(".dot", entry("A/Lead/X.fxp"), true, true);
+    ASSERT_TRUE(unseen);
+    EXPECT_EQ(library->categoryNameOf(*unseen), "");
 }
 
 TEST_F(Commands, FavouritesFollowEveryMove)

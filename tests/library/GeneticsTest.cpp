@@ -83,6 +83,7 @@ std::string childrenOfOurs()
     } kCases[] = {
         {343, 0.0f, 2},   {0x1f3a, 0.5f, 2}, {0x1f3a, 0.5f, 3}, {40000, 0.3f, 2},
         {12345, 0.7f, 3}, {368, 1.0f, 2},    {65535, 1.0f, 3},  {0xffffffff, 0.49f, 3},
+        {141, 1.0f, 3},   {581, 0.5f, 2},
     };
 
     std::string text;
@@ -159,6 +160,14 @@ PatchEntry entryAt(const std::string& path)
     return entry;
 }
 
+TEST(Genetics, OneParentHasNoChildren)
+{
+    Nursery bred(1, parentItself);
+    bred.breed(7, 0.5f);
+    EXPECT_EQ(bred.state.seed, 0u);
+    EXPECT_EQ(bred.child.getPreset(0)->nameText(), PluginParameters().getPreset(0)->nameText());
+}
+
 TEST(GeneticsState, TakesEachFileOnceAndForgetsTheOldestOfFour)
 {
     GeneticsState state;
@@ -173,8 +182,9 @@ TEST(GeneticsState, TakesEachFileOnceAndForgetsTheOldestOfFour)
         bool added;
         const char* parents;
     } kSteps[] = {
-        {"a", true, "a "},      {"a", false, "a "},    {"A", true, "a A "},   {"b", true, "a A b "},
-        {"A", false, "a A b "}, {"c", true, "A b c "}, {"a", true, "b c a "},
+        {"X\\a", true, "X\\a "},     {"X\\a", false, "X\\a "},        {"Y\\a", true, "X\\a Y\\a "},
+        {"b", true, "X\\a Y\\a b "}, {"Y\\a", false, "X\\a Y\\a b "}, {"c", true, "Y\\a b c "},
+        {"X\\a", true, "b c X\\a "},
     };
     for (const auto& step : kSteps) {
         EXPECT_EQ(state.addParent(entryAt(step.path)), step.added) << step.parents;

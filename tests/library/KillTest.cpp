@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "library/PatchLibrary.h"
 #include "support/LibraryTree.h"
+#include "support/ZipBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,6 +62,24 @@ const std::vector<Command> kCommands = {
          l.createPatchFile("n", made, true);
      }},
     {"duplicate", [](auto& l) { l.duplicatePatch(entry(l, "A\\Own\\x.fxp")); }, 2},
+    {"import patch",
+     [](auto& l) {
+         PathText made;
+         l.importPatch(nativePath(l.root() + "A\\y.fxp"), made);
+     },
+     2},
+    {"import folder",
+     [](auto& l) {
+         PathText made;
+         l.importFolder(nativePath(l.root() + "A"), made);
+     },
+     2},
+    {"import archive",
+     [](auto& l) {
+         PathText made;
+         l.importZip(nativePath(l.root() + "Pack.zip"), made);
+     },
+     2},
     {"favourites",
      [](auto& l) {
          l.setFavourites({entry(l, "A\\y.fxp")}, true);
@@ -158,11 +177,14 @@ TEST(Kill, AProcessThatDiesAnywhereLosesAndDoublesNothing)
     if (status != 0)
         GTEST_SKIP() << "processes cannot be traced here";
 
+    const std::string archive = test::zipBytes(
+        {{"Own/x.fxp", "A/Own/x.fxp"}, {"y.fxp", "A/y.fxp", true}, {"config.ini", ""}});
     int points = 0;
     for (const Command& command : kCommands) {
         for (int fatal = 0, more = 1; more; ++fatal, ++points) {
             const LibraryTree tree = makeTree();
             tree.put("Favourites.db", kFavourites);
+            tree.put("Pack.zip", archive);
             const auto before = copiesOfPatches(tree);
             more = killAt(fatal, tree, command);
             const auto after = copiesOfPatches(tree);

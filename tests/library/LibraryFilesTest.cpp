@@ -83,6 +83,9 @@ TEST_F(FilesTest, NoPathLeadsOutOfTheTree)
         EXPECT_FALSE(files.createFile(path));
         EXPECT_FALSE(files.copyFile(tree / "Bank/Pad.fxp", path));
         EXPECT_FALSE(files.replaceText(path, "text"));
+        EXPECT_FALSE(files.makeNewFolder(path));
+        EXPECT_FALSE(files.putCopy(tree / "Bank/Pad.fxp", path));
+        EXPECT_FALSE(files.putText(path, "text"));
         EXPECT_FALSE(files.fileExists(path) || files.folderExists(path));
     }
     EXPECT_FALSE(files.removeFolder(at("Link")));
@@ -140,7 +143,9 @@ TEST_F(FilesTest, ReadOnlyTreesStayAsTheyAre)
     EXPECT_FALSE(readOnly.removeFile(at("Bank/Pad.fxp")) || readOnly.removeFolder(at("Bank")) ||
                  readOnly.makeFolder(at("New")) || readOnly.createFile(at("New.fxp")) ||
                  readOnly.copyFile(tree / "Bank/Pad.fxp", at("New.fxp")) ||
-                 readOnly.replaceText(at("Bank/Pad.fxp"), ""));
+                 readOnly.replaceText(at("Bank/Pad.fxp"), "") ||
+                 readOnly.putText(at("Bank/Pad.fxp"), "") || readOnly.makeNewFolder(at("New")) ||
+                 readOnly.putCopy(tree / "Bank/Lead/Solo.fxp", at("Bank/Pad.fxp")));
     EXPECT_TRUE(readOnly.fileExists(at("Bank/PAD.FXP")));
     EXPECT_EQ(tree.text("Bank/Pad.fxp"), "Bank/Pad.fxp");
 }

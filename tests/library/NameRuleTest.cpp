@@ -36,6 +36,7 @@ TEST(NameRule, LimitsLengthAndCharacters)
         {"<", bad},
         {">", bad},
         {"|", bad},
+        {"a\nb", bad},
     };
     for (const auto& row : rows) {
         test::RecordingLibraryHost host;

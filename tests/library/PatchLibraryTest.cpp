@@ -258,6 +258,10 @@ TEST_F(Library, AuthorsComeFromTheBanksThatTellOfThem)
     EXPECT_THAT(shown(), ElementsAre("z ZZ"));
     library->filter.authorRow = 2;
     EXPECT_THAT(shown(), ElementsAre("y CD+AB"));
+    library->moveToTrash(entry("B\\z ZZ.fxp"), true);
+    EXPECT_THAT(shown(), ElementsAre("y CD+AB")) << "the same author in another row";
+    library->moveToTrash(entry("A\\y CD+AB.fxp"), true);
+    EXPECT_THAT(shown(), ElementsAre("plain", "x AB")) << "the author has gone";
 }
 
 TEST_F(Library, DamagedBankDescriptionsCountAsNone)
@@ -265,13 +269,12 @@ TEST_F(Library, DamagedBankDescriptionsCountAsNone)
     const std::string longList = "AddCategories=" + std::string(600, 'c') + "\nAuthorCode=AB";
     for (const std::string& text :
          {std::string("\xff\xfe\0\0[[[", 7), std::string(200000, '='), std::string(100000, '\n'),
-          longList, std::string(1, '\0'), std::string("AddCategories=..,a\\b,c/d\n")}) {
+          longList, std::string(1, '\0'), std::string("AddCategories=..,a\\b,c/d,.x,trash\n")}) {
         LibraryTree tree{"A/x AB.fxp", "A/config.ini"};
         tree.put("A/config.ini", text);
         open(tree);
         EXPECT_THAT(banksOf(*library), ElementsAre("A"));
-        for (const std::string& category : categoriesOf(*library))
-            EXPECT_LE(category.size(), 511u);
+        EXPECT_THAT(categoriesOf(*library), IsEmpty());
         EXPECT_THAT(library->authorNamesOf(entry("A\\x AB.fxp")), IsEmpty());
     }
 }
@@ -286,6 +289,7 @@ TEST_F(Library, FavouritesAreReadSortedAndWrittenBack)
         std::string text, kept;
     } rows[] = {
         {"order and line ends", "B/b.fxp\r\nA\\a.fxp\n\n", "A\\a.fxp\nB\\b.fxp"},
+        {"another case", "b\\B.FXP\na\\A.fxp", "A\\a.fxp\nB\\b.fxp"},
         {"a file that has gone", "Gone\\g.fxp\nA\\a.fxp", "A\\a.fxp\nGone\\g.fxp"},
         {"too short, too long", "x.f\n" + longLine + "\nA\\a.fxp", "A\\a.fxp"},
         {"outside", "..\\..\\x.fxp\n\\etc\\x.fxp\nA\\.\\x.fxp\nA\\\\x.fxp\nA\\a.fxp", "A\\a.fxp"},
@@ -301,10 +305,17 @@ TEST_F(Library, FavouritesAreReadSortedAndWrittenBack)
     LibraryTree bare{"A/a.fxp"};
     open(bare);
     EXPECT_TRUE(std::filesystem::is_regular_file(bare / "Favourites.db"));
-    LibraryTree odd{"A/a.fxp", "Favourites.db/x"};
+    LibraryTree split{"A/a\nb.fxp"};
+    open(split);
+    library->setFavourite(library->entries().at(0), true, true);
+    EXPECT_EQ(split.text("Favourites.db"), "") << "no name of two lines";
+    // What could not be read is not known, and never written over.
+    LibraryTree odd{"A/a.fxp", "list"};
+    std::filesystem::create_symlink("list", odd / "Favourites.db");
     open(odd);
-    EXPECT_TRUE(library->favourites().empty());
-    EXPECT_EQ(odd.text("Favourites.db/x"), "Favourites.db/x");
+    library->setFavourite(library->entries().at(0), true, false);
+    EXPECT_EQ(library->favourites().size(), 1u);
+    EXPECT_EQ(odd.text("Favourites.db"), "list");
 }
 
 // --- Filter ---------------------------------------------------------------------------------
@@ -365,6 +376,12 @@ TEST_F(FilteredLibrary, FavouritesTakeTheListsPlaceWithoutBanks)
     EXPECT_THAT(shown(), ElementsAre("Lost", "Plain", "Sole"));
     selectCategories({"Lead"});
     EXPECT_THAT(shown(), ElementsAre("Sole"));
+
+    library->setFavourite(*library->view.rows[0], false, false);
+    EXPECT_THAT(library->view.rows, IsEmpty()) << "rows look into the list";
+    const PathText& path = library->favourites().at(2).path;
+    ASSERT_TRUE(library->movePatchFile(path, library->root() + "A\\New.fxp", true, false));
+    EXPECT_EQ(tree.text("Favourites.db"), "Genetics\\1.fxp\nGone\\Lost.fxp\nA\\New.fxp");
 }
 
 TEST_F(FilteredLibrary, SteppingStaysInsideTheListAndFollowsTheSelection)

@@ -79,6 +79,13 @@ void useEditor(VstXSynth& plugin, Random15& random)
         break;
     }
     case 16: plugin.initPatch(); break;
+    case 17: plugin.serviceRequests(); break;
+    case 18: {
+        GeneticsState twoThatAreGone;
+        twoThatAreGone.parentCount = 2;
+        plugin.breed(twoThatAreGone);
+        break;
+    }
     default: plugin.setControlValue(control.id, value, true); break;
     }
 }

@@ -79,12 +79,12 @@ TEST_F(Breed, SoundsAtOnceUnderANameOfItsOwn)
 
 TEST_F(Breed, AParentThatIsGonePassesDefaultsOn)
 {
-    std::filesystem::remove(bass);
+    std::filesystem::remove(lead);
     state.mix = 1.0f;
     plugin.synth->breed(state, 0xabc);
-    EXPECT_NEAR(shareOf(0.25f), 0.5, 0.2);
-    EXPECT_EQ(shareOf(0.75f), 0.0);
-    EXPECT_EQ(plugin.synth->parameters().getPreset(0)->infoText(), "Lead|Init Patch|abe");
+    EXPECT_NEAR(shareOf(0.75f), 0.5, 0.2);
+    EXPECT_EQ(shareOf(0.25f), 0.0);
+    EXPECT_EQ(plugin.synth->parameters().getPreset(0)->infoText(), "Init Patch|Bass|abe");
 }
 
 TEST_F(Breed, OneParentChangesNothing)

@@ -8,11 +8,11 @@
 #include "song/MidiFile.h"
 #include "render/PatchList.h"
 #include "render/PendingFile.h"
-#include "render/ProgressBar.h"
 #include "render/Renderer.h"
 #include "render/RenderOptions.h"
 #include "song/TailRule.h"
 #include "render/WavWriter.h"
+#include "terminal/ProgressBar.h"
 
 #include <csignal>
 #include <exception>
@@ -76,7 +76,7 @@ void render(const RenderOptions& options)
     {
         Renderer renderer(options, events);
         keepPatch(options.savePatch, renderer, patch);
-        ProgressBar progress(options.seconds ? tail.longest() : events.end, options.quiet);
+        terminal::ProgressBar progress(options.seconds ? tail.longest() : events.end, options.quiet);
         summary = renderer.run(tail, wav, progress);
     }
     wav.finish();

@@ -28,7 +28,8 @@ STEPS |= dict.fromkeys([120, 130, 132, 134, 137], 1)
 SOURCE_OF = {135: 140, 142: 140, 136: 143, 145: 143, 147: 146, 148: 146}  # same matrix row
 
 # Seed, mix, number of parents. With seed 343 the draw against the mix is the very largest, which
-# lets another parent in at mix 0; with 368 that for the parent is. The last one runs over 32 bits.
+# lets another parent in at mix 0; with 368 that for the parent is. 0xFFFFFFFF runs over 32 bits.
+# With 141 and 581 a draw lies on the edge between two parents.
 CASES = [
     (343, 0.0, 2),
     (0x1F3A, 0.5, 2),
@@ -38,6 +39,8 @@ CASES = [
     (368, 1.0, 2),
     (65535, 1.0, 3),
     (0xFFFFFFFF, 0.49, 3),
+    (141, 1.0, 3),
+    (581, 0.5, 2),
 ]
 
 NAMES = ["First", "Second \u00e4", "Third"]

@@ -3,12 +3,12 @@
 
 #include <cstdint>
 
-namespace zephra::render {
+namespace zephra::terminal {
 
 /// A bar on standard error when that is a terminal, else nothing. It leaves no trace behind.
 class ProgressBar {
 public:
-    /// `whole` is what counts as 100 %, in samples.
+    /// `whole` is what counts as 100 %, in any unit.
     ProgressBar(std::int64_t whole, bool quiet);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
@@ -22,4 +22,4 @@ private:
     int shownPercent = -1;
 };
 
-} // namespace zephra::render
+} // namespace zephra::terminal

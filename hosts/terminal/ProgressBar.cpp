@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "render/ProgressBar.h"
+#include "terminal/ProgressBar.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
 
-namespace zephra::render {
+namespace zephra::terminal {
 namespace {
 
 constexpr int kWidth = 50; ///< characters
 
 } // namespace
 
-ProgressBar::ProgressBar(std::int64_t wholeSamples, bool quiet)
-    : whole(std::max<std::int64_t>(wholeSamples, 1)),
+ProgressBar::ProgressBar(std::int64_t wholeWork, bool quiet)
+    : whole(std::max<std::int64_t>(wholeWork, 1)),
       visible(!quiet && ::isatty(STDERR_FILENO) == 1)
 {
 }
@@ -36,4 +36,4 @@ void ProgressBar::show(std::int64_t position)
     std::fprintf(stderr, "\r[%s] %3d %%", bar.c_str(), percent);
 }
 
-} // namespace zephra::render
+} // namespace zephra::terminal

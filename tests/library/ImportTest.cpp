@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandsRig.h"
+#include "library/LibraryMessages.h"
+#include "library/ZipReader.h"
+#include "support/ZipBytes.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace zephra {
+namespace {
+
+namespace fs = std::filesystem;
+using test::ZipFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
+
+/// Sources lie in the folder "Outside" beside the library.
+class Import : public Commands {
+protected:
+    fs::path outside(const std::string& name) const { return tree->root() / "../Outside" / name; }
+    void putOutside(const std::string& name, std::string_view text = "patch") const
+    {
+        tree->put("../Outside/" + name, text);
+    }
+    fs::path zip(const std::string& name, const std::vector<ZipFile>& files) const
+    {
+        putOutside(name, test::zipBytes(files));
+        return outside(name);
+    }
+    /// Of importing by the kind of the source.
+    Names changesOf(const fs::path& source, bool expected = true)
+    {
+        made = PathText();
+        return changes(
+            [&] {
+                return source.extension() == ".fxp"   ? library->importPatch(source, made)
+                       : source.extension() == ".zip" ? library->importZip(source, made)
+                                                      : library->importFolder(source, made);
+            },
+            expected);
+    }
+
+    PathText made;
+};
+
+TEST_F(Import, AFolderBecomesABankAndItsLastFoldersCategories)
+{
+    open({});
+    for (const char* name : {"Top.fxp", "Bass/Low.FXP", "Old/bass/Low.fxp", "Old/Lead/Solo.fxp",
+                             "Old/pack/Own.fxp", "Trash/Seen.fxp", ".hidden/x.fxp", ".x.fxp",
+                             "readme.txt", "Bass/config.ini", "config.ini", "Sub/Config.ini",
+                             "2/3/4/5/6/7/8/9/10/Deep.fxp", "2/3/4/5/6/7/8/9/10/11/TooDeep.fxp"})
+        putOutside(std::string("Pack/") + name, name);
+    EXPECT_THAT(changesOf(outside("Pack")),
+                UnorderedElementsAre("+Pack/Top.fxp", "+Pack/Bass/Low.FXP", "+Pack/Lead/Solo.fxp",
+                                     "+Pack/Own.fxp", "+Pack/Seen.fxp", "+Pack/config.ini",
+                                     "+Pack/10/Deep.fxp"));
+    EXPECT_EQ(made, path("Pack/"));
+    EXPECT_THAT(host.texts, IsEmpty());
+    EXPECT_EQ(tree->text("Pack/Bass/Low.FXP"), "Old/bass/Low.fxp") << "the later one";
+    EXPECT_EQ(tree->text("Pack/config.ini"), "Bass/config.ini") << "the first one";
+    changesOf(outside("Pack/"));
+    EXPECT_EQ(made, path("Pack (1)/"));
+    changesOf(outside("Pack/Bass/.."));
+    EXPECT_EQ(made, path("Pack (2)/"));
+}
+
+TEST_F(Import, AnArchiveBecomesABankOfTheItemsWithSoundNames)
+{
+    open({});
+    const struct {
+        ZipFile file;
+        const char* place; ///< in the bank; empty: none
+    } rows[] = {
+        {{"Pack/", ""}, ""},
+        {{"Top.fxp", "top"}, "Top.fxp"},
+        {{"Pack/Bass/Low.fxp", "first"}, ""},
+        {{"Pack\\Bass\\Deflated.fxp", std::string(70000, 'd'), true}, "Bass/Deflated.fxp"},
+        {{"Other/BASS/LOW.fxp", "last"}, "Bass/Low.fxp"},
+        {{"Other/BASS/LOW.fxp", "wrong checksum", false, 0, 1}, ""},
+        {{"C:\\Lead\\Drive.fxp", "drive"}, "Lead/Drive.fxp"},
+        {{"D:Drive.fxp", "drive"}, "Drive.fxp"},
+        {{"//host/Lead/Absolute.fxp", "absolute"}, "Lead/Absolute.fxp"},
+        {{"pack/Own.fxp", "own"}, "Own.fxp"},
+        {{"Favourites/Seen.fxp", "seen"}, "Seen.fxp"},
+        {{"Empty.fxp", "", true}, "Empty.fxp"},
+        {{"\201ber/D\374nn.fxp", "code page"}, "\201ber/D\374nn.fxp"},
+        {{"\201/Wrong.fxp", "no UTF-8", false, 0x800}, "\201/Wrong.fxp"},
+        {{"Sub/config.ini", "AuthorCode=AA\n"}, ""},
+        {{"config.ini", "AuthorCode=AB\nAuthorName=Ada\nAddCategories=Drums\n"}, "config.ini"},
+        {{"Config.ini", "no"}, ""},
+        {{"readme.txt", "no"}, ""},
+        {{"../Up.fxp", "no"}, ""},
+        {{"Bass/../../Up.fxp", "no"}, ""},
+        {{"..\\Up.fxp", "no"}, ""},
+        {{"Bass/../Round.fxp", "no"}, ""},
+        {{"./Here.fxp", "no"}, ""},
+        {{".Hidden.fxp", "no"}, ""},
+        {{"Bass/.Hidden.fxp", "no"}, ""},
+        {{"Pack/.hidden/x.fxp", "no"}, ""},
+        {{std::string("Nul\0.fxp", 8), "no"}, ""},
+        {{"Bell\a.fxp", "no"}, ""},
+        {{"Line\nFeed/x.fxp", "no"}, ""},
+        {{std::string(124, 'n') + ".fxp", "no"}, ""},
+        {{std::string(600, 'f') + "/Far.fxp", "no"}, ""},
+        {{"Encrypted.fxp", "no", false, 1}, ""},
+        {{"Long.fxp", "no", true, 0, 0, 1u << 30}, ""},
+        {{"Short.fxp", "no", true, 0, 0, 0xffffffff}, ""},
+        {{"Late.fxp", "late"}, "Late.fxp"},
+    };
+    std::vector<ZipFile> files;
+    Names expected;
+    for (const auto& row : rows) {
+        files.push_back(row.file);
+        if (*row.place)
+            expected.push_back(std::string("+Pack/") + row.place);
+    }
+    const fs::path archive = zip("Pack.zip", files);
+    EXPECT_THAT(changesOf(archive), UnorderedElementsAreArray(expected));
+    EXPECT_THAT(host.texts, IsEmpty()) << "nothing is said about the others";
+    for (const auto& row : rows)
+        if (*row.place) {
+            EXPECT_EQ(tree->text(std::string("Pack/") + row.place), row.file.data) << row.place;
+        }
+    EXPECT_TRUE(library->columns().categoryRowNamed("drums") >= 0) << "the bank tells about itself";
+
+    EXPECT_EQ(changesOf(archive).size(), expected.size());
+    EXPECT_EQ(made, path("Pack (1)/"));
+    EXPECT_FALSE(fs::exists(tree->root() / "Up.fxp") || fs::exists(outside("../Up.fxp")));
+}
+
+TEST_F(Import, RefusalsAreToldAndLeaveNothing)
+{
+    open({"Taken/x.fxp", "File"});
+    for (int number = 1; number <= 32; ++number)
+        fs::create_directory(tree->root() / ("taken (" + std::to_string(number) + ")"));
+    fs::create_symlink("/nowhere", tree->root() / "Link");
+    putOutside("Empty/readme.txt");
+    putOutside("Taken/x.fxp");
+    putOutside(".dots/x.fxp");
+    putOutside("back\\slash/x.fxp");
+    putOutside(std::string(128, 'n') + "/x.fxp");
+    putOutside("Text.zip", "no archive");
+    putOutside("Nothing.zip", "");
+    putOutside("Folder.zip/x.fxp");
+    putOutside("Wrong.txt");
+    fs::create_directory(outside("Folder.fxp"));
+    ASSERT_EQ(::mkfifo(outside("Pipe.zip").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo(outside("Pipe.fxp").c_str(), 0600), 0);
+    const ZipFile patch{"x.fxp", "x"}, config{"config.ini", ""}, folder{"a.fxp/", ""};
+    const struct {
+        fs::path source;
+        const char* message;
+    } rows[] = {
+        {"/", kNoBankName},
+        {"", kNoBankName},
+        {outside(".dots"), kNoBankName},
+        {outside("back\\slash"), kNoBankName},
+        {outside(std::string(128, 'n')), kNoBankName},
+        {zip(".zip.zip", {patch}), kNoBankName},
+        {outside("Taken"), kBankNotMade},
+        {zip("TAKEN.zip", {patch}), kBankNotMade},
+        {outside("Missing"), kNothingToImport},
+        {outside("Empty"), kNothingToImport},
+        {tree->root(), kNothingToImport},
+        {zip("Config.zip", {config, folder}), kNothingToImport},
+        {zip("None.zip", {folder}), kNothingToImport},
+        {outside("Missing.zip"), kArchiveNotOpened},
+        {outside("Text.zip"), kArchiveNotOpened},
+        {outside("Nothing.zip"), kArchiveNotOpened},
+        {outside("Folder.zip"), kArchiveNotOpened},
+        {outside("Pipe.zip"), kArchiveNotOpened},
+        {outside("Missing.fxp"), kFileNotImported},
+        {outside("Folder.fxp"), kFileNotImported},
+        {outside("Pipe.fxp"), kFileNotImported},
+    };
+    for (const auto& row : rows) {
+        EXPECT_THAT(changesOf(row.source, false), IsEmpty()) << row.source;
+        EXPECT_THAT(host.texts, ElementsAre(row.message)) << row.source;
+    }
+    EXPECT_FALSE(library->importPatch(outside("Wrong.txt"), made));
+
+    const std::string whole = test::zipBytes({patch, config, {"Lead/y.fxp", "y", true}});
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        putOutside("Cut.zip", whole.substr(0, size));
+        EXPECT_THAT(changesOf(outside("Cut.zip"), false), IsEmpty()) << size;
+    }
+
+    library = std::make_unique<PatchLibrary>(tree->root(), host, LibraryFiles::Access::ReadOnly);
+    EXPECT_THAT(changesOf(zip("New.zip", {patch}), false), IsEmpty());
+    EXPECT_THAT(host.texts, ElementsAre(kBankNotMade));
+}
+
+TEST_F(Import, BanksTakeNoNameThatIsInUse)
+{
+    open({"file", "A/x.fxp"});
+    fs::create_symlink(outside("Target"), tree->root() / "Link");
+    for (const char* name : {"File", "Link", "a", "Trash"})
+        putOutside(name + std::string("/x.fxp"));
+    fs::create_directory(outside("Target"));
+    for (const char* name : {"File", "Link", "a", "Trash"})
+        EXPECT_THAT(changesOf(outside(name)), ElementsAre("+" + std::string(name) + " (1)/x.fxp"));
+    EXPECT_TRUE(fs::is_empty(outside("Target")));
+}
+
+TEST_F(Import, FoldersAreWalkedThroughLinksButNotInCircles)
+{
+    open({"A/Lead/x.fxp"});
+    putOutside("Pack/Bass/x.fxp");
+    putOutside("Far/y.fxp");
+    fs::create_directory_symlink(outside("Pack"), outside("Pack/Bass/Round"));
+    fs::create_directory_symlink(outside("Far"), outside("Pack/Poly"));
+    fs::create_directory_symlink(tree->root(), outside("Pack/Library"));
+    fs::create_symlink("/nowhere", outside("Pack/None.fxp"));
+    fs::create_symlink("/dev/zero", outside("Pack/Endless.fxp"));
+    ASSERT_EQ(::mkfifo(outside("Pack/Pipe.fxp").c_str(), 0600), 0);
+    EXPECT_THAT(changesOf(outside("Pack")),
+                UnorderedElementsAre("+Pack/Bass/x.fxp", "+Pack/Poly/y.fxp"));
+    EXPECT_THAT(changesOf(tree->root() / "A"), ElementsAre("+A (1)/Lead/x.fxp"));
+    putOutside("../Top.fxp");
+    const std::string above = fs::canonical(tree->root() / "..").filename();
+    EXPECT_THAT(changesOf(tree->root() / ".."),
+                UnorderedElementsAre("+" + above + "/Top.fxp", "+" + above + "/Bass/x.fxp",
+                                     "+" + above + "/Far/y.fxp", "+" + above + "/Poly/y.fxp"))
+        << "not the library itself";
+}
+
+TEST_F(Import, FilesOfAFolderThatCannotBeCopiedAreTold)
+{
+    open({});
+    std::string longName; // in a folder of that name, too long for a path of the library
+    for (int i = 0; i < 120; ++i)
+        longName += "\u00fc";
+    putOutside("Pack/" + longName + "/" + longName + ".fxp");
+    putOutside("Pack/x.fxp");
+    EXPECT_THAT(changesOf(outside("Pack")),
+                UnorderedElementsAre("+Pack/x.fxp", "+Pack/" + longName + "/"));
+    EXPECT_THAT(host.texts, ElementsAre(kFileNotImported));
+}
+
+TEST_F(Import, APatchGoesToTheSelectionUnderAFreeName)
+{
+    open({"A/bass/x.fxp", "B/Pad AB.fxp"});
+    putOutside("Pad AB.fxp", "new");
+    EXPECT_THAT(changesOf(outside("Pad AB.fxp")), ElementsAre("+User/Pad AB.fxp"));
+    EXPECT_EQ(made, path("User/Pad AB.fxp"));
+    select("B", {});
+    EXPECT_THAT(changesOf(outside("Pad AB.fxp")), ElementsAre("+B/Pad 1 AB.fxp"));
+    select("A", {"Bass"});
+    EXPECT_THAT(changesOf(outside("Pad AB.fxp")), ElementsAre("+A/bass/Pad AB.fxp"));
+    select("A", {"Poly"});
+    EXPECT_THAT(changesOf(outside("Pad AB.fxp")), ElementsAre("+A/Poly/Pad AB.fxp"));
+    EXPECT_EQ(tree->text("A/Poly/Pad AB.fxp"), "new");
+    EXPECT_EQ(library->findByPath(made)->name(), "Pad AB");
+    EXPECT_EQ(library->filter.bankRow, -1) << "the selection goes";
+}
+
+TEST_F(Import, CompanionsOfPatchesGoToTheirOwnFolder)
+{
+    open({});
+    const fs::path waves = outside("Waves");
+    putOutside("Waves/Pack/old.wav");
+    library->registerCompanionType(waves, "wav", "Restart, please.");
+    library->registerCompanionType(outside("Silent"), "mid", "");
+    library->registerCompanionType(waves, "aif", "Not this.");
+    const fs::path archive =
+        zip("Pack.zip", {{"x.fxp", "x"}, {"Sub/a.WAV", "wave"}, {"b.mid", ""}});
+    changesOf(archive);
+    EXPECT_THAT(host.texts, ElementsAre("Restart, please."));
+    EXPECT_EQ(test::fileBytes(waves / "Pack (1)/a.WAV").size(), 4u);
+    EXPECT_FALSE(fs::exists(outside("Silent"))) << "companions need a folder that exists";
+    putOutside("Pack/x.fxp");
+    putOutside("Pack/c.wav");
+    changesOf(outside("Pack"));
+    EXPECT_TRUE(fs::exists(waves / "Pack (1) (1)/c.wav")) << "named after the new bank";
+}
+
+TEST_F(Import, ArchivesAreReadWithinBounds)
+{
+    open({});
+    const std::string most(ZipReader::kMostItemBytes, 'm');
+    ZipReader reader(zip("Bomb.zip", {{"long.fxp", most + "m", true}, {"x.fxp", most, true}}));
+    ASSERT_EQ(reader.names().size(), 2u);
+    std::string bytes;
+    EXPECT_FALSE(reader.read(0, bytes)) << "one byte too long";
+    int sound = 0;
+    while (sound < 100 && reader.read(1, bytes) && bytes == most)
+        ++sound;
+    EXPECT_EQ(sound, 62) << "64 in all, but for the one that was too long";
+
+    std::vector<ZipFile> many(ZipReader::kMostItems + 1, {"x.txt", ""});
+    many.back().name = "x.fxp";
+    EXPECT_THAT(changesOf(zip("Many.zip", many), false), IsEmpty());
+    EXPECT_THAT(host.texts, ElementsAre(kNothingToImport));
+    many.erase(many.begin());
+    EXPECT_THAT(changesOf(zip("Many.zip", many)), ElementsAre("+Many/x.fxp"));
+}
+
+} // namespace
+} // namespace zephra
