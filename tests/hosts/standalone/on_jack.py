@@ -119,7 +119,7 @@ class OnJack(unittest.TestCase):
         program.send_signal(signal.SIGTERM)
         said = program.communicate(timeout=30)[0]
         self.assertEqual(program.returncode, 0)
-        self.assertRegex(said, r"(?s)Jack: system, 48000 Hz, blocks of 256.*Connected: .*Keyboard")
+        self.assertRegex(said, r"(?s)JACK, 48000 Hz, blocks of 256.*Connected: .*Keyboard")
 
     def test_a_keyboard_that_is_pulled_leaves_no_note_hanging(self):
         self.start("--patch", self.patch, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
@@ -142,14 +142,34 @@ class OnJack(unittest.TestCase):
         player.close()
         rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) < 0.001, "silence")
 
+    def test_the_server_may_go_and_come_back(self):
+        program = self.start("--patch", self.patch, stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        studio = rig.Studio(keyboard=None)
+        studio.connect()
+        studio.close()
+        self.server.stop()
+        time.sleep(2.5)
+        self.assertIsNone(program.poll(), "it waits")
+        self.server.start()
+        studio = self.studio()
+        studio.connect()
+        rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
+        studio.play((0x90, 57, 100))
+        rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
+        program.send_signal(signal.SIGINT)
+        said = program.communicate(timeout=30)[0]
+        self.assertEqual(program.returncode, 0)
+        self.assertRegex(said, r"(?s)device has gone.*sound is back")
+
     # --- Choices ---
     def test_devices_and_ports_are_chosen_and_remembered(self):
         listed = subprocess.run([ZEPHRA, "--list-devices"], capture_output=True, text=True,
                                 check=True).stdout
-        self.assertIn("Jack: system, 48000 Hz", listed)
+        self.assertIn("JACK, 48000 Hz", listed)
         settings = self.folder / "settings"
-        for options, kept in ((["--device", "SYS", "--midi", "none"], (b"SYS", b"none")),
-                              ([], (b"SYS", b"none")),
+        for options, kept in ((["--device", "jAcK", "--midi", "none"], (b"jAcK", b"none")),
+                              ([], (b"jAcK", b"none")),
                               (["--device", "any", "--midi", "any"], (b"", b""))):
             program = self.start(*options, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
             program.stdout.readline()
@@ -164,7 +184,7 @@ class OnJack(unittest.TestCase):
         self.assertRegex(refused.stderr, r"\Azephra: no such: [^\n]+\n\Z")
         (settings / "AudioDevice").write_bytes(b"unplugged")
         program = self.start(stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        self.assertIn(b"Jack: system", program.stdout.readline())
+        self.assertIn(b"JACK", program.stdout.readline())
         program.terminate()
         program.communicate()
 
