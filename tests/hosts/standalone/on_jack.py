@@ -9,7 +9,6 @@ import pty
 import re
 import select
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
@@ -21,19 +20,6 @@ from pathlib import Path
 import jack_rig as rig
 
 ZEPHRA, RENDER = sys.argv[1:3]
-
-
-def chord_song(lead_in):
-    """A MIDI file: three notes, an arpeggio, a bend and a controller after `lead_in` seconds."""
-    def delta(ticks):  # 480 a second
-        return bytes([0x80 | ticks >> 14 & 0x7f, 0x80 | ticks >> 7 & 0x7f, ticks & 0x7f])
-    events = [(480 * lead_in, (0x90, 48, 100)), (0, (0x90, 55, 90)), (7, (0x90, 64, 80)),
-              (101, (0xe0, 0, 80)), (33, (0xb0, 1, 70)), (211, (0x80, 48, 0)), (1, (0x90, 72, 127)),
-              (97, (0xe0, 0, 64)), (3, (0x80, 55, 0)), (5, (0x80, 64, 0)), (77, (0x80, 72, 0))]
-    track = b"".join(delta(ticks) + bytes(message) for ticks, message in events)
-    track += b"\x00\xff\x2f\x00"
-    return (b"MThd" + struct.pack(">IHHH", 6, 0, 1, 240) +
-            b"MTrk" + struct.pack(">I", len(track)) + track)
 
 
 class OnJack(unittest.TestCase):
@@ -77,7 +63,7 @@ class OnJack(unittest.TestCase):
     # --- Sound ---
     def test_a_song_sounds_as_it_is_rendered_sample_by_sample(self):
         song = self.folder / "song.mid"
-        song.write_bytes(chord_song(lead_in=3))
+        song.write_bytes(rig.chord_song(lead_in=3))
         studio = self.studio(keyboard=None)
         program = self.start("--patch", self.patch, "--play", song, stdin=subprocess.DEVNULL,
                              stdout=subprocess.DEVNULL)
