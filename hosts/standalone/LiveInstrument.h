@@ -34,6 +34,11 @@ public:
     /// [!processing] Plays a song from the next block on.
     void play(Song newSong);
 
+    /// [audio] A message that falls on this sample of the next block.
+    void addMessage(int sample, const MidiMessage& message) noexcept
+    {
+        messages.add(sample, message);
+    }
     /// [audio] The next samples, asked for now.
     void render(float* left, float* right, int frames, Clock::time_point now) noexcept;
 

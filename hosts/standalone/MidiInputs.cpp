@@ -22,104 +22,103 @@ bool holds(const std::string& text, const std::string& part)
     return lowerAscii(text).find(lowerAscii(part)) != std::string::npos;
 }
 
-/// On the thread of the sound system.
+/// On a thread of RtMidi.
 void receive(double, std::vector<unsigned char>* bytes, void* queue)
 {
-    const std::span<const unsigned char> message = *bytes;
-    if (message.size() < 2 || message[0] < kFirstStatus || message[0] >= kFirstSystemStatus)
-        return;
-    const std::uint8_t second = message.size() > 2 ? message[2] : 0;
-    static_cast<MidiQueue*>(queue)->push({Clock::now(), {message[0], message[1], second}});
+    MidiMessage message;
+    if (readMessage(*bytes, message))
+        static_cast<MidiQueue*>(queue)->push({Clock::now(), message});
 }
 
 void ignoreError(RtMidiError::Type, const std::string&, void*) {}
 
-} // namespace
-
-/// ALSA or JACK.
-class MidiInputs::System {
+/// Messages go to the queue as they come.
+class Alsa : public MidiSystem {
 public:
-    /// Throws RtMidiError if the system is not there.
-    System(RtMidi::Api midiApi, MidiQueue& midiQueue)
-        : api(midiApi), queue(midiQueue), scanner(api, kClient), socket(newInput())
+    /// Throws RtMidiError without an ALSA sequencer.
+    explicit Alsa(MidiQueue& midiQueue)
+        : queue(midiQueue), scanner(RtMidi::LINUX_ALSA, kClient), socket(newInput())
     {
         scanner.setErrorCallback(ignoreError);
-        socket->openVirtualPort("MIDI in"); // for other programs to connect to
+        socket->openVirtualPort(kPort); // for other programs to connect to
     }
 
-    std::vector<std::string> labels()
+    std::vector<std::string> ports() override
     {
-        std::vector<std::string> found;
+        std::vector<std::string> labels;
         for (unsigned number = 0; number < scanner.getPortCount(); ++number)
-            found.push_back(label(scanner, number));
-        return found;
+            labels.push_back(label(scanner, number));
+        return labels;
     }
 
-    /// Nothing if the port has gone meanwhile.
-    std::unique_ptr<RtMidiIn> connect(const std::string& port)
+    std::shared_ptr<void> connect(const std::string& port) override
     {
-        auto input = newInput();
+        const auto input = newInput();
         for (unsigned number = 0; number < input->getPortCount(); ++number) {
             if (label(*input, number) != port)
                 continue;
-            input->openPort(number, "MIDI in");
-            return input->isPortOpen() ? std::move(input) : nullptr;
+            input->openPort(number, kPort);
+            return input->isPortOpen() ? input : nullptr;
         }
         return nullptr;
     }
 
 private:
-    std::unique_ptr<RtMidiIn> newInput()
+    static constexpr const char* kPort = "MIDI in";
+
+    std::shared_ptr<RtMidiIn> newInput()
     {
-        auto input = std::make_unique<RtMidiIn>(api, kClient);
+        auto input = std::make_shared<RtMidiIn>(RtMidi::LINUX_ALSA, kClient);
         input->setErrorCallback(ignoreError);
         input->setCallback(receive, &queue);
         return input;
     }
-    std::string label(RtMidiIn& input, unsigned number) const
+    static std::string label(RtMidiIn& input, unsigned number)
     {
-        return RtMidi::getApiDisplayName(api) + ": " + input.getPortName(number);
+        return "ALSA: " + input.getPortName(number);
     }
 
-    RtMidi::Api api;
     MidiQueue& queue;
     RtMidiIn scanner;
-    std::unique_ptr<RtMidiIn> socket;
+    std::shared_ptr<RtMidiIn> socket;
 };
 
-struct MidiInputs::Connection {
-    std::string label;
-    std::unique_ptr<RtMidiIn> input;
-};
+} // namespace
 
-MidiInputs::MidiInputs(MidiQueue& midiQueue, std::string wantedPort, bool withJack)
+bool readMessage(std::span<const std::uint8_t> bytes, MidiMessage& message) noexcept
+{
+    if (bytes.size() < 2 || bytes[0] < kFirstStatus || bytes[0] >= kFirstSystemStatus)
+        return false;
+    message = {bytes[0], bytes[1], bytes.size() > 2 ? bytes[2] : std::uint8_t{0}};
+    return true;
+}
+
+MidiInputs::MidiInputs(MidiQueue& midiQueue, std::string wantedPort, MidiSystem* another)
     : queue(midiQueue), wanted(std::move(wantedPort))
 {
     const MutedErrors muted;
-    for (const RtMidi::Api api : {RtMidi::LINUX_ALSA, RtMidi::UNIX_JACK}) {
-        if (api == RtMidi::UNIX_JACK && !withJack)
-            continue;
-        try {
-            systems.push_back(std::make_unique<System>(api, queue));
-        } catch (const RtMidiError&) { // not on this machine
-        }
+    try {
+        alsa = std::make_unique<Alsa>(queue);
+        systems.push_back(alsa.get());
+    } catch (const RtMidiError&) { // not on this machine
     }
+    if (another)
+        systems.push_back(another);
 }
 
 MidiInputs::~MidiInputs()
 {
     const MutedErrors muted;
     connections.clear();
-    systems.clear();
 }
 
 /// The same keyboard often shows up in ALSA and in JACK: without a wish the first system does.
-bool MidiInputs::isWanted(const System& system, const std::string& label) const
+bool MidiInputs::isWanted(const MidiSystem* system, const std::string& label) const
 {
     if (wanted == kNone || holds(label, std::string(": ") + kClient))
         return false;
     if (wanted.empty())
-        return &system == systems.front().get() && !holds(label, kThrough);
+        return system == systems.front() && !holds(label, kThrough);
     return holds(label, wanted);
 }
 
@@ -128,14 +127,14 @@ bool MidiInputs::refresh()
     const MutedErrors muted;
     bool changed = false;
     std::vector<std::string> present;
-    for (const auto& system : systems) {
-        for (const std::string& label : system->labels()) {
+    for (MidiSystem* const system : systems) {
+        for (const std::string& label : system->ports()) {
             present.push_back(label);
             const bool known = std::ranges::count(connections, label, &Connection::label) > 0;
-            if (known || !isWanted(*system, label))
+            if (known || !isWanted(system, label))
                 continue;
-            if (auto input = system->connect(label)) {
-                connections.push_back({label, std::move(input)});
+            if (auto held = system->connect(label)) {
+                connections.push_back({label, std::move(held)});
                 changed = true;
             }
         }
@@ -160,8 +159,8 @@ std::vector<std::string> MidiInputs::connected() const
 std::vector<std::string> MidiInputs::ports() const
 {
     std::vector<std::string> all;
-    for (const auto& system : systems)
-        std::ranges::move(system->labels(), std::back_inserter(all));
+    for (MidiSystem* const system : systems)
+        std::ranges::move(system->ports(), std::back_inserter(all));
     return all;
 }
 

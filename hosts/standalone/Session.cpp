@@ -63,13 +63,15 @@ void listDevices()
 {
     const std::vector<OutputDevice> devices = outputDevices();
     std::cout << (devices.empty() ? "There is no sound device.\n" : "Sound devices\n");
-    bool jack = false;
-    for (const OutputDevice& device : devices) {
-        jack = jack || device.isJack();
+    for (const OutputDevice& device : devices)
         std::cout << "  " << printable(device.label) << ", " << device.rate << " Hz\n";
-    }
-    MidiQueue queue;
-    const std::vector<std::string> ports = MidiInputs(queue, MidiInputs::kNone, jack).ports();
+
+    LiveInstrument unheard{VstXSynthOptions{}};
+    std::unique_ptr<AudioOutput> jack; // the server knows ports of its own
+    if (!devices.empty() && devices.front().api == OutputDevice::kJack)
+        jack = openOutput(devices.front(), unheard, 0, 0);
+    const std::vector<std::string> ports =
+        MidiInputs(unheard.midi(), MidiInputs::kNone, jack ? jack->midi() : nullptr).ports();
     std::cout << (ports.empty() ? "There is no MIDI port.\n" : "MIDI ports\n");
     for (const std::string& port : ports)
         std::cout << "  " << printable(port) << '\n';
@@ -78,8 +80,7 @@ void listDevices()
 // --- Start ----------------------------------------------------------------------------------
 
 Session::Session(const Options& commandLine)
-    : options(commandLine), instrument(instrumentOptions(settings)), audio(instrument),
-      keys(instrument.midi())
+    : options(commandLine), instrument(instrumentOptions(settings)), keys(instrument.midi())
 {
     if (!options.song.empty())
         instrument.play(readMidiFile(options.song, kSongTempo));
@@ -93,8 +94,8 @@ Session::Session(const Options& commandLine)
         [this](std::string_view, std::string_view text) { terminal.say(text); });
     instrument.onNewProgram = [this] { tellWhatPlays(); };
     terminal.enter();
-    terminal.say("The Zephra on " + audio.label() + ", " + std::to_string(audio.rate()) +
-                 " Hz, blocks of " + std::to_string(audio.block()));
+    terminal.say("The Zephra on " + device.label + ", " + std::to_string(audio->rate()) +
+                 " Hz, blocks of " + std::to_string(audio->block()));
     if (terminal.hasKeys())
         terminal.say("Keys: the rows Z S X D C and Q 2 W 3 E play, Space is the pedal, the arrows "
                      "change octave and patch, Esc ends.");
@@ -127,15 +128,14 @@ void Session::openDevice()
                       "zephra-render SONG.mid --out SONG.wav plays into a file instead",
                       kNoSoundStatus);
     const std::string wish = wishFor(options.device, kDeviceSetting);
-    const OutputDevice* device = findDevice(devices, wish);
-    if (!device && options.device)
+    const OutputDevice* found = findDevice(devices, wish);
+    if (!found && options.device)
         throw fileFailure(wish, "there is no such sound device; --list-devices tells which are");
-    if (!device) // a remembered one that is not plugged in
-        device = &devices.front();
+    device = found ? *found : devices.front(); // a remembered one may be unplugged
     try {
-        audio.open(*device, options.rate, options.block);
+        audio = openOutput(device, instrument, options.rate, options.block);
     } catch (const std::runtime_error& error) {
-        throw fileFailure(device->label, error.what());
+        throw fileFailure(device.label, error.what());
     }
 }
 
@@ -156,14 +156,22 @@ void Session::startPatch()
 void Session::startSound()
 {
     try {
-        audio.start();
+        audio->start();
     } catch (const std::runtime_error& error) {
-        throw fileFailure(audio.label(), error.what());
+        throw fileFailure(device.label, error.what());
     }
-    midi.emplace(instrument.midi(), wishFor(options.midi, kMidiSetting), audio.isJack());
-    soundLost = false;
+    midi.emplace(instrument.midi(), wishFor(options.midi, kMidiSetting), audio->midi());
     nextLook = Clock::now();
 }
+
+void Session::loseSound()
+{
+    droppedBefore = dropped();
+    midi.reset(); // ahead of the system that it asks
+    audio.reset();
+}
+
+int Session::dropped() const noexcept { return droppedBefore + (audio ? audio->dropped() : 0); }
 
 void Session::tellWhatPlays()
 {
@@ -187,10 +195,10 @@ void Session::run()
             ended = true;
         draw();
     }
-    audio.close();
+    loseSound();
     terminal.leave();
-    if (audio.dropped() > 0)
-        terminal.say("Dropped blocks: " + std::to_string(audio.dropped()));
+    if (dropped() > 0)
+        terminal.say("Dropped blocks: " + std::to_string(dropped()));
 }
 
 /// Until the next tick, a signal or a key. True if there is something to read from the terminal.
@@ -231,18 +239,17 @@ void Session::takeKeys()
 void Session::lookAround()
 {
     nextLook = Clock::now() + kLookInterval;
-    if (!soundLost && audio.isLost()) {
+    if (audio && audio->isLost()) {
         terminal.say("The sound device has gone.");
-        soundLost = true;
-        midi.reset();
-        audio.close();
+        loseSound();
     }
-    if (soundLost) {
+    if (!audio) {
         try {
             openDevice();
             startSound();
-            terminal.say("The sound is back, on " + audio.label());
+            terminal.say("The sound is back, on " + device.label);
         } catch (const Failure&) { // not yet
+            loseSound();
         }
     }
     if (midi && midi->refresh()) {
@@ -271,8 +278,8 @@ void Session::draw()
     status.peak = instrument.takePeak();
     status.octave = keys.octave();
     status.pedal = keys.pedal();
-    status.dropped = audio.dropped();
-    status.hasSound = !soundLost;
+    status.dropped = dropped();
+    status.hasSound = audio != nullptr;
     status.keyboards = keyboards;
     terminal.drawLine(statusLine(status, terminal.columns()));
 }

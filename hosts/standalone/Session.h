@@ -10,6 +10,7 @@
 #include "standalone/TypedKeys.h"
 #include "synth/FileSettingsStore.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -37,6 +38,8 @@ private:
     void openDevice();
     void startPatch();
     void startSound();
+    void loseSound();
+    int dropped() const noexcept;
     void tellWhatPlays();
 
     bool waitForNews();
@@ -51,12 +54,13 @@ private:
     FileSettingsStore settings;
     Terminal terminal;
     LiveInstrument instrument;
-    AudioOutput audio;
+    OutputDevice device;
+    std::unique_ptr<AudioOutput> audio; ///< nullptr while there is no device
     std::optional<MidiInputs> midi;
     TypedKeys keys;
 
     bool ended = false;
-    bool soundLost = false;
+    int droppedBefore = 0; ///< blocks, by devices that have gone
     std::string keyboards; ///< connected ones, for the line
     Clock::time_point nextLook{};
 };

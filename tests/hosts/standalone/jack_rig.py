@@ -90,7 +90,7 @@ class Studio:
         self.inputs = [self.client.inports.register(name) for name in ("left", "right")]
         self.keys = self.client.midi_outports.register(keyboard) if keyboard else None
         self.blocks = []
-        self.to_play = queue.SimpleQueue()  # blocks: a list of (offset, bytes)
+        self.to_play = queue.SimpleQueue()  # (sample, bytes), one a block
         self.client.set_process_callback(self._process)
         self.client.activate()
 
@@ -103,8 +103,7 @@ class Studio:
         if self.keys:
             self.keys.clear_buffer()
             try:
-                for offset, message in self.to_play.get_nowait():
-                    self.keys.write_midi_event(offset, message)
+                self.keys.write_midi_event(*self.to_play.get_nowait())
             except queue.Empty:
                 pass
 
@@ -126,8 +125,9 @@ class Studio:
     def keyboard_is_heard(self):
         return bool(self.client.get_all_connections(self.keys))
 
-    def play(self, *messages):
-        self.to_play.put([(0, bytes(message)) for message in messages])
+    def play(self, *message, sample=0):
+        """At this sample of a block."""
+        self.to_play.put((sample, bytes(message)))
 
     def record(self, seconds):
         end = len(self.blocks) + seconds * RATE / BLOCK
@@ -140,6 +140,19 @@ class Studio:
         count = len(left) // 4
         return [value for pair in zip(struct.unpack(f"<{count}f", left),
                                       struct.unpack(f"<{count}f", right)) for value in pair]
+
+
+def chord_song(lead_in):
+    """A MIDI file: three notes, an arpeggio, a bend and a controller after `lead_in` seconds."""
+    def delta(ticks):  # 480 a second
+        return bytes([0x80 | ticks >> 14 & 0x7f, 0x80 | ticks >> 7 & 0x7f, ticks & 0x7f])
+    events = [(480 * lead_in, (0x90, 48, 100)), (0, (0x90, 55, 90)), (7, (0x90, 64, 80)),
+              (101, (0xe0, 0, 80)), (33, (0xb0, 1, 70)), (211, (0x80, 48, 0)), (1, (0x90, 72, 127)),
+              (97, (0xe0, 0, 64)), (3, (0x80, 55, 0)), (5, (0x80, 64, 0)), (77, (0x80, 72, 0))]
+    track = b"".join(delta(ticks) + bytes(message) for ticks, message in events)
+    track += b"\x00\xff\x2f\x00"
+    return (b"MThd" + struct.pack(">IHHH", 6, 0, 1, 240) +
+            b"MTrk" + struct.pack(">I", len(track)) + track)
 
 
 def from_first_sound(samples):

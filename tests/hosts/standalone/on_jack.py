@@ -9,7 +9,6 @@ import pty
 import re
 import select
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
@@ -21,19 +20,6 @@ from pathlib import Path
 import jack_rig as rig
 
 ZEPHRA, RENDER = sys.argv[1:3]
-
-
-def chord_song(lead_in):
-    """A MIDI file: three notes, an arpeggio, a bend and a controller after `lead_in` seconds."""
-    def delta(ticks):  # 480 a second
-        return bytes([0x80 | ticks >> 14 & 0x7f, 0x80 | ticks >> 7 & 0x7f, ticks & 0x7f])
-    events = [(480 * lead_in, (0x90, 48, 100)), (0, (0x90, 55, 90)), (7, (0x90, 64, 80)),
-              (101, (0xe0, 0, 80)), (33, (0xb0, 1, 70)), (211, (0x80, 48, 0)), (1, (0x90, 72, 127)),
-              (97, (0xe0, 0, 64)), (3, (0x80, 55, 0)), (5, (0x80, 64, 0)), (77, (0x80, 72, 0))]
-    track = b"".join(delta(ticks) + bytes(message) for ticks, message in events)
-    track += b"\x00\xff\x2f\x00"
-    return (b"MThd" + struct.pack(">IHHH", 6, 0, 1, 240) +
-            b"MTrk" + struct.pack(">I", len(track)) + track)
 
 
 class OnJack(unittest.TestCase):
@@ -77,7 +63,7 @@ class OnJack(unittest.TestCase):
     # --- Sound ---
     def test_a_song_sounds_as_it_is_rendered_sample_by_sample(self):
         song = self.folder / "song.mid"
-        song.write_bytes(chord_song(lead_in=3))
+        song.write_bytes(rig.chord_song(lead_in=3))
         studio = self.studio(keyboard=None)
         program = self.start("--patch", self.patch, "--play", song, stdin=subprocess.DEVNULL,
                              stdout=subprocess.DEVNULL)
@@ -102,12 +88,13 @@ class OnJack(unittest.TestCase):
         studio.record(0.1)
         silent = len(studio.blocks)
         self.assertLess(rig.peak(studio.sound()), rig.AUDIBLE, "silence before the first note")
-        studio.play((0x90, 57, 100))
+        studio.play(0x90, 57, 100, sample=170)
         studio.record(0.6)
-        studio.play((0x80, 57, 0))
+        studio.play(0x80, 57, 0)
         sound = studio.sound()[2 * silent * rig.BLOCK:]
         first = next(i for i, value in enumerate(sound) if abs(value) > rig.AUDIBLE) // 2
         self.assertLess(first / rig.RATE, 0.1, "from key to sound")
+        self.assertIn(first % rig.BLOCK, range(170, 230), "on its sample, but for the attack")
 
         heard = rig.from_first_sound(sound)[:rig.RATE // 2]
         rendered = rig.from_first_sound(
@@ -119,7 +106,7 @@ class OnJack(unittest.TestCase):
         program.send_signal(signal.SIGTERM)
         said = program.communicate(timeout=30)[0]
         self.assertEqual(program.returncode, 0)
-        self.assertRegex(said, r"(?s)Jack: system, 48000 Hz, blocks of 256.*Connected: .*Keyboard")
+        self.assertRegex(said, r"(?s)JACK, 48000 Hz, blocks of 256.*Connected: .*Keyboard")
 
     def test_a_keyboard_that_is_pulled_leaves_no_note_hanging(self):
         self.start("--patch", self.patch, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
@@ -142,14 +129,46 @@ class OnJack(unittest.TestCase):
         player.close()
         rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) < 0.001, "silence")
 
+    def test_the_server_may_change_its_block_size(self):
+        self.start("--patch", self.patch, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        studio = self.studio()
+        studio.connect()
+        rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
+        for size in (1024, 64):
+            studio.client.blocksize = size
+            studio.play(0x90, 57, 100)
+            rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
+            studio.play(0x80, 57, 0)
+            rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) < 0.001, "silence")
+
+    def test_the_server_may_go_and_come_back(self):
+        program = self.start("--patch", self.patch, stdin=subprocess.DEVNULL,
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        studio = rig.Studio(keyboard=None)
+        studio.connect()
+        studio.close()
+        self.server.stop()
+        time.sleep(2.5)
+        self.assertIsNone(program.poll(), "it waits")
+        self.server.start()
+        studio = self.studio()
+        studio.connect()
+        rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
+        studio.play(0x90, 57, 100)
+        rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
+        program.send_signal(signal.SIGINT)
+        said = program.communicate(timeout=30)[0]
+        self.assertEqual(program.returncode, 0)
+        self.assertRegex(said, r"(?s)device has gone.*sound is back")
+
     # --- Choices ---
     def test_devices_and_ports_are_chosen_and_remembered(self):
         listed = subprocess.run([ZEPHRA, "--list-devices"], capture_output=True, text=True,
                                 check=True).stdout
-        self.assertIn("Jack: system, 48000 Hz", listed)
+        self.assertIn("JACK, 48000 Hz", listed)
         settings = self.folder / "settings"
-        for options, kept in ((["--device", "SYS", "--midi", "none"], (b"SYS", b"none")),
-                              ([], (b"SYS", b"none")),
+        for options, kept in ((["--device", "jAcK", "--midi", "none"], (b"jAcK", b"none")),
+                              ([], (b"jAcK", b"none")),
                               (["--device", "any", "--midi", "any"], (b"", b""))):
             program = self.start(*options, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
             program.stdout.readline()
@@ -164,7 +183,7 @@ class OnJack(unittest.TestCase):
         self.assertRegex(refused.stderr, r"\Azephra: no such: [^\n]+\n\Z")
         (settings / "AudioDevice").write_bytes(b"unplugged")
         program = self.start(stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        self.assertIn(b"Jack: system", program.stdout.readline())
+        self.assertIn(b"JACK", program.stdout.readline())
         program.terminate()
         program.communicate()
 
