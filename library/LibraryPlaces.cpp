@@ -27,16 +27,6 @@ fs::path environmentPath(const char* name)
     return value ? fs::path(value) : fs::path();
 }
 
-/// The file that this very code was loaded from; empty if the system cannot tell.
-fs::path ownFile()
-{
-    Dl_info info = {};
-    std::error_code error;
-    if (!::dladdr(reinterpret_cast<const void*>(&ownFile), &info) || !info.dli_fname)
-        return {};
-    return fs::canonical(info.dli_fname, error);
-}
-
 /// The documents folder as the desktop's settings have it, a line XDG_DOCUMENTS_DIR="$HOME/Papers";
 /// empty if they do not tell.
 fs::path documentsOfDesktop(const fs::path& home)
@@ -124,20 +114,6 @@ fs::path installedFactoryBanks()
         if (fs::path banks = fs::path(folder) / kFactoryBanks;
             banks.is_absolute() && fs::is_directory(banks, error))
             return banks;
-    const fs::path kBanks = "zephra/soundbanks";
-    std::error_code error;
-    for (fs::path above = ownFile(); above.has_relative_path();) {
-        above = above.parent_path();
-        if (const fs::path banks = above / "share" / kBanks; fs::is_directory(banks, error))
-            return banks;
-    }
-    const char* const told = std::getenv("XDG_DATA_DIRS");
-    std::istringstream folders(told && *told ? told : "/usr/local/share:/usr/share");
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        const fs::path banks = folder / kBanks;
-        if (banks.is_absolute() && fs::is_directory(banks, error))
-            return banks;
-    }
     return {};
 }
 

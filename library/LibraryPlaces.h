@@ -17,9 +17,6 @@ std::filesystem::path defaultSoundbankRoot();
 
 /// The factory banks that were installed with this program or plug-in: "share/zephra/soundbanks"
 /// below the prefix that its own file lies in, else in XDG_DATA_DIRS. Empty if there are none.
-/// "share/zephra/soundbanks" of the installation that this program or plug-in library is part of:
-/// below the first of the folders above its file that has it, else below those of XDG_DATA_DIRS,
-/// for a library that was copied elsewhere. Empty if there is none.
 std::filesystem::path installedFactoryBanks();
 
 /// Makes what is missing: the folders down to the root, and in it the bank "User". A root that did
