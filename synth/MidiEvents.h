@@ -23,11 +23,11 @@ struct MidiEvent : HostEvent {
     static constexpr std::int32_t kByteSize = 24;
 
     MidiEvent() noexcept : HostEvent{kMidi, kByteSize, 0, 0} {}
-    MidiEvent(int sample, int status, int first, int second = 0) noexcept
-        : HostEvent{kMidi, kByteSize, sample, 0}, data{static_cast<std::uint8_t>(status),
-                                                       static_cast<std::uint8_t>(first),
-                                                       static_cast<std::uint8_t>(second), 0}
+    MidiEvent(int sample, int status, int first, int second = 0) noexcept : MidiEvent()
     {
+        deltaFrames = sample;
+        data = {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first),
+                static_cast<std::uint8_t>(second), 0};
     }
 
     std::int32_t noteLength = 0;        ///< not read

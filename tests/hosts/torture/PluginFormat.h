@@ -67,7 +67,8 @@ public:
     virtual std::unique_ptr<Instance> open() = 0;
 };
 
-/// The format named "vst2", of a library "Zephra.so"; nullptr for an unknown name.
+std::unique_ptr<Format> makeLv2Format(const std::filesystem::path& library);
+/// The format named "vst2" or "lv2", of its library; nullptr for an unknown name.
 std::unique_ptr<Format> makeFormat(const std::string& name, const std::filesystem::path& library);
 
 } // namespace zephra::torture

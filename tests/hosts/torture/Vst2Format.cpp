@@ -127,6 +127,8 @@ private:
 
 std::unique_ptr<Format> makeFormat(const std::string& name, const std::filesystem::path& library)
 {
+    if (name == "lv2")
+        return makeLv2Format(library);
     return name == "vst2" ? std::make_unique<Vst2Format>(library) : nullptr;
 }
 
