@@ -54,8 +54,6 @@ TEST(ControlTable, StoredRowsAndTheirDefaultsStayWhereOldPatchesHaveThem)
         EXPECT_EQ(storageRow(expected.id), row++) << "control " << expected.id;
         EXPECT_EQ(defaultValue(expected.id), expected.defaultValue) << "control " << expected.id;
     }
-    for (const int unstored : {filter_input_volume, modwheel_target, panel_view, pitch_wheel})
-        EXPECT_EQ(storageRow(unstored), NoParameter);
 }
 
 TEST(ControlTable, EveryControlIsFoundByIdAndByItsOwnNameAlone)

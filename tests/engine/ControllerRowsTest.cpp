@@ -77,13 +77,9 @@ TEST(NoteQueue, PlaysByOffsetAndNotesOfARefusedBlockFirst)
     queue.moveToStart();
     queue.insert({6, 1.0f, 0, 1, 0});
     EXPECT_EQ(notes(), (std::vector{3, 1, 4, 0, 2, 5, 6}));
-    EXPECT_EQ(queue.begin()->sampleOffset, 0);
-
-    for (int i = 7; i < 128; ++i)
+    for (int i = 7; i <= 128; ++i)
         queue.insert({i, 1.0f, i, 1, 0});
-    EXPECT_EQ(notes().size(), 128u);
-    queue.insert({77, 1.0f, 0, 1, 0});
-    EXPECT_EQ(notes(), std::vector{77}) << "the note after a full queue is alone in it";
+    EXPECT_EQ(notes(), std::vector{128}) << "the note after a full queue is alone in it";
 }
 
 } // namespace

@@ -67,7 +67,7 @@ TEST(SynthEngine, PlaysReleasesAndFallsAsleepAfterTwoSeconds)
             e.block();
         EXPECT_NEAR(silent * 64 / rate, 2.0, 0.5) << rate;
         EXPECT_EQ(e.peakAfter(20), 0.0f) << "asleep is exact silence";
-        e.note(60, true, 17);
+        e.note(60, true);
         EXPECT_GT(e.peakAfter(50), 0.05f) << "a note wakes it";
     }
 }
@@ -91,15 +91,18 @@ TEST(SynthEngine, NotesStartAtTheirSample)
         EXPECT_NEAR(onset(offset) - onset(0), offset, 3) << offset;
 }
 
-TEST(SynthEngine, ChangeOfModeSilencesAndHeldKeysStayQuiet)
+TEST(SynthEngine, ChangeOfModeSilencesHeldKeysAndFindsItsVoices)
 {
     Engine e;
-    e.note(60, true);
+    for (const int key : {57, 58, 59, 60, 61}) // the rotation stands behind Poly-4
+        e.note(key, true);
     e.blocks(100);
-    e.set(polyphony, 2.0f); // Mono
-    EXPECT_LT(e.peakAfter(100), 1e-3f);
-    e.note(62, true);
-    EXPECT_GT(e.peakAfter(50), 0.05f);
+    for (const float mode : {1.0f, 2.0f}) { // Poly-4, Mono
+        e.set(polyphony, mode);
+        EXPECT_LT(e.peakAfter(100), 1e-3f);
+        e.note(62, true);
+        EXPECT_GT(e.peakAfter(50), 0.05f);
+    }
     EXPECT_EQ(e.left.back(), e.right.back());
 }
 
@@ -125,12 +128,12 @@ TEST(SynthEngine, NoOldTailComesBackAfterTheEffectsWereOff)
 
 TEST(SynthEngine, TwoEnginesInARowPlayOneFreeRunningNoteDifferently)
 {
-    Engine a, b; // generators are numbered by engine: no two instances phase-lock
-    for (Engine* e : {&a, &b}) {
-        e->note(60, true);
-        e->blocks(100);
+    Engine engines[2]; // generators are numbered by engine: no two instances phase-lock
+    for (Engine& e : engines) {
+        e.note(60, true);
+        e.blocks(100);
     }
-    EXPECT_NE(a.left, b.left);
+    EXPECT_NE(engines[0].left, engines[1].left);
 }
 
 } // namespace

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "realtime/RealtimeWatch.h"
 
-#include <execinfo.h>
-
-#include <cstdlib>
-#include <memory>
 #include <ostream>
 
 #ifndef ZEPHRA_SANITIZED
@@ -21,7 +17,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <utility>
 
 namespace zephra {
 
@@ -32,31 +27,23 @@ thread_local Offences* watching = nullptr; ///< of this thread; nullptr: nobody 
 /// The kernel reads it at every system call of the thread while dispatch is on.
 thread_local volatile char dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
 
-/// Looks away while it takes notes.
-void note(int Offences::*count, const char* what, int systemCallNumber = -1) noexcept
+/// A breakpoint on the line that counts shows who called.
+void note(int Offences::*count, const char* what) noexcept
 {
-    Offences* const seen = std::exchange(watching, nullptr);
-    if (!seen)
+    if (!watching)
         return;
-    const char dispatched = dispatch;
-    dispatch = SYSCALL_DISPATCH_FILTER_ALLOW;
-    ++(seen->*count);
-    if (!seen->first) {
-        seen->first = what;
-        seen->systemCallNumber = systemCallNumber;
-        seen->depth = backtrace(seen->place.data(), static_cast<int>(seen->place.size()));
-    }
-    dispatch = dispatched;
-    watching = seen;
+    ++(watching->*count);
+    if (!watching->first)
+        watching->first = what;
 }
 
 #if defined(__x86_64__)
 
 /// A system call of a watched thread, which the kernel has not begun: noted, then made again.
-void onSystemCall(int, siginfo_t* info, void* context) noexcept
+void onSystemCall(int, siginfo_t*, void* context) noexcept
 {
     constexpr long kInstructionBytes = 2; // "syscall"
-    note(&Offences::systemCalls, "system call", info->si_syscall);
+    note(&Offences::systemCalls, "system call");
     dispatch = SYSCALL_DISPATCH_FILTER_ALLOW; // for the return from here, too
     static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_RIP] -= kInstructionBytes;
 }
@@ -114,8 +101,6 @@ void noteAllocation(const char* what) noexcept { note(&Offences::allocations, wh
 
 RealtimeWatch::RealtimeWatch(Offences& offences) noexcept
 {
-    void* here = nullptr;
-    backtrace(&here, 1); // the first call loads a library
     if (trapsSystemCalls() && setDispatch(PR_SYS_DISPATCH_ON))
         dispatch = SYSCALL_DISPATCH_FILTER_BLOCK;
     watching = &offences;
@@ -129,9 +114,7 @@ RealtimeWatch::~RealtimeWatch()
         setDispatch(PR_SYS_DISPATCH_OFF);
 }
 
-const char* RealtimeWatch::blindness() noexcept { return nullptr; }
-
-const char* RealtimeWatch::blindnessToSystemCalls() noexcept
+const char* RealtimeWatch::blindness() noexcept
 {
     return trapsSystemCalls() ? nullptr : "this kernel does not hand system calls back to programs";
 }
@@ -167,11 +150,6 @@ void* realloc(void* old, std::size_t size) noexcept
     noteAllocation("realloc");
     return __libc_realloc(old, size);
 }
-void* memalign(std::size_t alignment, std::size_t size) noexcept
-{
-    noteAllocation("memalign");
-    return __libc_memalign(alignment, size);
-}
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
 {
     noteAllocation("aligned_alloc");
@@ -194,38 +172,16 @@ int pthread_mutex_trylock(pthread_mutex_t* m) noexcept
 {
     return lockBy<"pthread_mutex_trylock">(m);
 }
-int pthread_mutex_timedlock(pthread_mutex_t* m, const timespec* end) noexcept
-{
-    return lockBy<"pthread_mutex_timedlock">(m, end);
-}
-int pthread_mutex_clocklock(pthread_mutex_t* m, clockid_t clock, const timespec* end) noexcept
-{
-    return lockBy<"pthread_mutex_clocklock">(m, clock, end);
-}
 int pthread_rwlock_rdlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_rdlock">(l);
-}
-int pthread_rwlock_tryrdlock(pthread_rwlock_t* l) noexcept
-{
-    return lockBy<"pthread_rwlock_tryrdlock">(l);
 }
 int pthread_rwlock_wrlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_wrlock">(l);
 }
-int pthread_rwlock_trywrlock(pthread_rwlock_t* l) noexcept
-{
-    return lockBy<"pthread_rwlock_trywrlock">(l);
-}
 int pthread_spin_lock(pthread_spinlock_t* l) noexcept { return lockBy<"pthread_spin_lock">(l); }
-int pthread_spin_trylock(pthread_spinlock_t* l) noexcept
-{
-    return lockBy<"pthread_spin_trylock">(l);
-}
 int sem_wait(sem_t* s) { return lockBy<"sem_wait">(s); }
-int sem_trywait(sem_t* s) noexcept { return lockBy<"sem_trywait">(s); }
-int sem_timedwait(sem_t* s, const timespec* end) { return lockBy<"sem_timedwait">(s, end); }
 int __cxa_guard_acquire(long long* guard) { return lockBy<"__cxa_guard_acquire">(guard); }
 
 } // extern "C"
@@ -239,10 +195,8 @@ RealtimeWatch::~RealtimeWatch() = default;
 
 const char* RealtimeWatch::blindness() noexcept
 {
-    return "a sanitizer stands where the watch would: it replaces the same functions, allocates "
-           "and asks the kernel on its own account";
+    return "a sanitizer stands where the watch would, and allocates and locks on its own account";
 }
-const char* RealtimeWatch::blindnessToSystemCalls() noexcept { return blindness(); }
 
 } // namespace zephra
 
@@ -252,17 +206,9 @@ namespace zephra {
 
 std::ostream& operator<<(std::ostream& out, const Offences& offences)
 {
-    if (!offences.first)
-        return out << "no offence";
-    out << offences.allocations << " allocations, " << offences.locks << " locks, "
-        << offences.systemCalls << " system calls; first: " << offences.first;
-    if (offences.systemCallNumber >= 0)
-        out << " number " << offences.systemCallNumber;
-    const std::unique_ptr<char*, decltype(&std::free)> names(
-        backtrace_symbols(offences.place.data(), offences.depth), &std::free);
-    for (int i = 0; names && i < offences.depth; ++i)
-        out << "\n  " << names.get()[i];
-    return out;
+    return out << offences.allocations << " allocations, " << offences.locks << " locks, "
+               << offences.systemCalls
+               << " system calls; first: " << (offences.first ? offences.first : "none");
 }
 
 } // namespace zephra

@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <array>
 #include <iosfwd>
 
 namespace zephra {
 
-/// What a thread did while it was watched that an audio thread must not do, and where it did the
-/// first such thing.
+/// What a thread did while it was watched that an audio thread must not do.
 struct Offences {
     int allocations = 0; ///< of memory, or memory given back
     int locks = 0;       ///< taken or tried, whether free or not
     int systemCalls = 0; ///< only the first of each watch: it ends the looking out for others
 
-    const char* first = nullptr;   ///< what it was
-    int systemCallNumber = -1;     ///< if it was a system call
-    std::array<void*, 32> place{}; ///< [depth] the calls that led there, the innermost first
-    int depth = 0;
+    const char* first = nullptr; ///< of them
 
     int count() const noexcept { return allocations + locks + systemCalls; }
 };
 
-/// The first offence and the calls that led there, for a failure message.
 std::ostream& operator<<(std::ostream& out, const Offences& offences);
 
 /// While it lives, everything that its thread allocates, locks or asks the kernel for goes into
@@ -29,8 +23,7 @@ std::ostream& operator<<(std::ostream& out, const Offences& offences);
 ///
 /// Allocation: the malloc family, and with it operator new and delete. Locks: mutexes, read-write
 /// locks, spin locks, semaphores and the guards of function-local statics. System calls: trapped
-/// by the kernel as they are made, whichever library makes them; that takes in futexes, and so
-/// every wait, also on a condition variable.
+/// by the kernel as they are made; that takes in futexes, and so every wait.
 class RealtimeWatch {
 public:
     explicit RealtimeWatch(Offences& offences) noexcept;
@@ -38,10 +31,8 @@ public:
     RealtimeWatch(const RealtimeWatch&) = delete;
     RealtimeWatch& operator=(const RealtimeWatch&) = delete;
 
-    /// Why nothing is seen in this program, or nullptr if allocation and locks are.
+    /// What is not seen in this program, system calls or anything at all, or nullptr.
     static const char* blindness() noexcept;
-    /// Why system calls are not seen, or nullptr.
-    static const char* blindnessToSystemCalls() noexcept;
 };
 
 } // namespace zephra

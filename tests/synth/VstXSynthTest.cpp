@@ -14,45 +14,34 @@ namespace {
 using test::inFreshProcess;
 using test::Plugin;
 
+// Songs find the instrument by these: a change here breaks them.
 TEST(Identity, IsAnInstrumentOfTwoOutputs)
 {
-    const Plugin plugin;
     const VstXSynth alone;
     const EffectIdentity& identity = alone.identity();
     EXPECT_EQ(identity.uniqueId, 0x5a504852) << "Z, P, H, R";
     EXPECT_EQ(identity.numPrograms, 1);
     EXPECT_EQ(identity.numParameters, 75);
-    EXPECT_EQ(identity.numInputs, 0);
     EXPECT_EQ(identity.numOutputs, 2);
     EXPECT_EQ(identity.flags, 0x130u);
-    EXPECT_EQ(plugin.synth->identity().flags, 0x131u) << "and an editor";
+    EXPECT_EQ(Plugin().synth->identity().flags, 0x131u) << "and an editor";
 
     char text[64];
     EXPECT_TRUE(alone.getEffectName(text));
     EXPECT_STREQ(text, "The Zephra");
-    EXPECT_TRUE(alone.getVendorString(text));
-    EXPECT_STREQ(text, "Quillon Audio");
-
-    for (const char* can : {"receiveVstEvents", "receiveVstMidiEvent", "receiveVstTimeInfo"})
-        EXPECT_EQ(alone.canDo(can), 1) << can;
-    for (const char* cannot : {"", "sendVstEvents", "receiveVstEvent", "bypass"})
-        EXPECT_EQ(alone.canDo(cannot), -1) << cannot;
-    EXPECT_EQ(alone.canDo(nullptr), -1);
-
+    EXPECT_EQ(alone.canDo("receiveVstMidiEvent"), 1);
+    for (const char* cannot : {"", "sendVstEvents", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(alone.canDo(cannot), -1);
     PinProperties pin;
-    EXPECT_TRUE(alone.getOutputProperties(1, pin));
+    for (const int index : {-1, 0, 1, 2})
+        EXPECT_EQ(alone.getOutputProperties(index, pin), index == 0 || index == 1);
     EXPECT_STREQ(pin.label.data(), "Vstx 2");
-    EXPECT_EQ(pin.flags, 3);
-    EXPECT_FALSE(alone.getOutputProperties(2, pin));
-    EXPECT_FALSE(alone.getOutputProperties(-1, pin));
 }
 
 TEST(Program, NamesAreCutForTheHostBetweenLettersAndKeptLonger)
 {
     VstXSynth synth;
     char text[24];
-    synth.getProgramName(text);
-    EXPECT_STREQ(text, "Init Patch");
     synth.setProgramName("Glockenspiele, Gr\xc3\xb6\xc3\x9f"
                          "e\xc3\xa4, 1234567890");
     synth.getProgramName(text);
@@ -66,39 +55,26 @@ TEST(Program, NamesAreCutForTheHostBetweenLettersAndKeptLonger)
 TEST(HostWheel, ReachesTheOpenEditorOnly)
 {
     constexpr int kHost = fourCharacters("stCA"), kWheel = fourCharacters("Whee");
-    const struct {
-        const char* vendor;
-        int first, second;
-        bool open, used;
-    } kCases[] = {
-        {"", kHost, kWheel, true, true},          {"", kHost, kWheel, false, false},
-        {"", kHost, kHost, true, false},          {"", kWheel, 0, true, false},
-        {"Quillon Audio", kWheel, 0, true, true}, {"Quillon Audio", kHost, 0, true, false},
-    };
-    for (const auto& test : kCases) {
-        Plugin plugin(test.vendor);
-        plugin.editor->open = test.open;
-        const bool used = plugin.synth->vendorSpecific(test.first, test.second, nullptr, 2.0f) == 1;
-        EXPECT_EQ(used, test.used) << test.first << ", " << test.second;
-        EXPECT_EQ(plugin.editor->wheel, used ? 2.0f : 0.0f);
-    }
+    Plugin other, own("Quillon Audio");
+    EXPECT_EQ(other.synth->vendorSpecific(kHost, kWheel, nullptr, 2.0f), 1);
+    EXPECT_EQ(other.synth->vendorSpecific(kWheel, 0, nullptr, 2.0f), 0) << "the maker's own way";
+    EXPECT_EQ(own.synth->vendorSpecific(kWheel, 0, nullptr, 2.0f), 1);
+    other.editor->open = false;
+    EXPECT_EQ(other.synth->vendorSpecific(kHost, kWheel, nullptr, 2.0f), 0);
+    EXPECT_EQ(other.editor->wheel, 2.0f);
     EXPECT_EQ(VstXSynth().vendorSpecific(kHost, kWheel, nullptr, 2.0f), 0);
 }
 
 TEST(Settings, RatesAndSizesComeIntoTheirRange)
 {
     VstXSynth synth;
-    EXPECT_EQ(synth.sampleRate(), 44100.0);
-    EXPECT_EQ(synth.blockSize(), 1024);
-    constexpr std::pair<double, double> kRates[] = {{96000, 96000}, {22050, 44100},
-                                                    {-1, 44100},    {1e9, 384000},
-                                                    {NAN, 44100},   {INFINITY, 44100}};
+    constexpr std::pair<double, double> kRates[] = {
+        {96000, 96000}, {22050, 44100}, {1e9, 384000}, {NAN, 44100}, {INFINITY, 44100}};
     for (const auto& [asked, given] : kRates) {
         synth.setSampleRate(asked);
         EXPECT_EQ(synth.sampleRate(), given) << asked;
         EXPECT_EQ(synth.engine().sampleRate(), given) << asked;
     }
-    synth.setSampleRate(44100);
     for (const int size : {0, -5, 1, std::numeric_limits<int>::max()}) {
         synth.setBlockSize(size);
         EXPECT_GE(synth.blockSize(), 1);
@@ -109,7 +85,7 @@ TEST(Settings, RatesAndSizesComeIntoTheirRange)
 }
 
 /// The first half second of a note, after `prepare` has had its way with the plug-in.
-template <class Prepare> std::vector<float> soundAfter(const char* vendor, Prepare prepare)
+std::vector<float> soundAfter(const char* vendor, void (*prepare)(VstXSynth&))
 {
     return inFreshProcess([&] {
         Plugin plugin(vendor);
@@ -123,10 +99,8 @@ template <class Prepare> std::vector<float> soundAfter(const char* vendor, Prepa
 TEST(Vendor, TheMakersHostHearsTwiceTheLevel)
 {
     const auto nothing = [](VstXSynth&) {};
-    const auto plain = soundAfter("", nothing);
-    const auto own = soundAfter("Quillon Audio", nothing);
+    const auto plain = soundAfter("", nothing), own = soundAfter("Quillon Audio", nothing);
     ASSERT_GT(test::peak(plain), 0.01f);
-    ASSERT_EQ(plain.size(), own.size());
     for (std::size_t i = plain.size() / 2; i < plain.size(); ++i)
         ASSERT_NEAR(own[i], 2.0f * plain[i], 1e-6f) << "sample " << i;
     EXPECT_EQ(soundAfter("Quillon Audio ", nothing), plain) << "compared exactly";
@@ -139,10 +113,9 @@ TEST(Vendor, SomeHostsHearANewPatchGlideIn)
         synth.applyCurrentPatch();
     };
     const auto jumping = soundAfter("", newPatch);
-    EXPECT_GT(test::peak(jumping), 0.01f);
-    EXPECT_EQ(soundAfter("Bitwig", newPatch), jumping);
-    EXPECT_NE(soundAfter("Cockos", newPatch), jumping);
-    EXPECT_EQ(soundAfter("Cockos", newPatch), soundAfter("Zynewave", newPatch));
+    for (const auto& [vendor, glides] :
+         {std::pair("Bitwig", false), {"Cockos", true}, {"Zynewave", true}})
+        EXPECT_EQ(soundAfter(vendor, newPatch) != jumping, glides) << vendor;
 }
 
 /// A host that calls back from inside its notification.
@@ -151,17 +124,16 @@ struct RenderingHost : HostPeer {
     void refreshParameters() override { refreshed = canRender(); }
     bool canRender() const
     {
-        std::array<float, 8> left{}, right{};
-        left.fill(0.5f);
-        float* outputs[2] = {left.data(), right.data()};
-        synth->process(nullptr, outputs, 8);
-        return left[0] != 0.5f;
+        float left = 0.5f, right = 0.5f;
+        float* outputs[2] = {&left, &right};
+        synth->process(nullptr, outputs, 1);
+        return left != 0.5f;
     }
     VstXSynth* synth = nullptr;
     bool rendered = false, refreshed = false;
 };
 
-TEST(NewPatch, TellsHostAndEditorAfterTheSoundIsFreeAgain)
+TEST(NewPatch, TellsTheHostAfterTheSoundIsFreeAgain)
 {
     RenderingHost host;
     VstXSynth synth({nullptr, &host, nullptr, {}});
@@ -169,12 +141,6 @@ TEST(NewPatch, TellsHostAndEditorAfterTheSoundIsFreeAgain)
     synth.applyCurrentPatch();
     EXPECT_TRUE(host.rendered);
     EXPECT_TRUE(host.refreshed);
-
-    Plugin plugin;
-    plugin.synth->applyCurrentPatch();
-    EXPECT_EQ(plugin.host.displayUpdates, 1);
-    EXPECT_EQ(plugin.host.refreshes, 1);
-    EXPECT_EQ(plugin.editor->refreshes, 1);
 }
 
 TEST(NewPatch, CutsWhatSoundsAndSoDoesClosing)
@@ -187,9 +153,7 @@ TEST(NewPatch, CutsWhatSoundsAndSoDoesClosing)
         end(*plugin.synth);
         plugin.run(4096); // the filter rings on by itself
         EXPECT_LT(test::peak(Plugin::render(*plugin.synth, 4096).left), 1e-3f);
-        for (int i = 0; i < 30; ++i)
-            plugin.run(4096);
-        EXPECT_TRUE(plugin.synth->engine().asleep()) << "no key is remembered";
+        EXPECT_TRUE(plugin.fallsAsleep()) << "no key is remembered";
     }
 }
 

@@ -56,13 +56,14 @@ struct Bank {
 };
 
 constexpr Frame kIdle{0.0f, 0.5f, 0.0f, 0.0f};
+const auto kOneKilohertz = static_cast<float>(std::log2(1000.0 / 26.0) * 3072.0 / 32726.0);
 
 float sine(int i, double level, double step)
 {
     return static_cast<float>(level * std::sin(step * i));
 }
 
-TEST(FilterBank, TapsGiveTheirSlopesAndBandPasses)
+TEST(FilterBank, TapsGiveTheirSlopesBandPassesAndResonance)
 {
     constexpr struct {
         bool slope24, bandPass;
@@ -72,18 +73,17 @@ TEST(FilterBank, TapsGiveTheirSlopesAndBandPasses)
                  {false, false, -12.0, 0.0, -6.0},
                  {true, true, -12.0, -12.0, -6.0},
                  {false, true, -6.0, -6.0, -6.0}};
-    const auto cutoff = static_cast<float>(std::log2(1000.0 / 26.0) * 3072.0 / 32726.0);
     for (const Revision revision : {Revision::Late, Revision::Early}) {
         double open = 0.0;
         for (const auto& row : kRows) {
             Bank b(PolyMode::Poly4, revision);
             b.values.filter24dB = row.slope24;
             b.values.filterBandPass = row.bandPass;
-            const auto level = [&](double hz) {
+            const auto level = [&](double hz, float resonance = 0.0f) {
                 for (int turn = 0; turn < 2; ++turn) // the first settles
                     b.render(kMaxStretch * 100, [&](int i, int lane) {
                         const float s = sine(i, 0.1, 2.0 * M_PI * hz / kFs8);
-                        return lane == 0 ? Frame{s, cutoff, 0.5f, 0.0f} : kIdle;
+                        return lane == 0 ? Frame{s, kOneKilohertz, 0.5f, resonance} : kIdle;
                     });
                 return test::amplitude(b.left, hz / kFs8);
             };
@@ -92,22 +92,52 @@ TEST(FilterBank, TapsGiveTheirSlopesAndBandPasses)
             EXPECT_NEAR(test::decibels(low / level(125.0)), row.octaveDown, 1.2);
             open = open > 0.0 ? open : low;
             const double corner = revision == Revision::Early ? 1060.0 : 1000.0;
-            EXPECT_NEAR(test::decibels(level(corner) / open), row.atCutoff, 0.5);
+            const double atCutoff = level(corner);
+            EXPECT_NEAR(test::decibels(atCutoff / open), row.atCutoff, 0.5);
+            // The ladder turns the phase there by half a turn and passes a quarter: two round the
+            // loop double it.
+            EXPECT_NEAR(test::decibels(level(corner, 2.0f) / atCutoff), 6.02, 0.3);
+        }
+    }
+}
+
+TEST(FilterBank, SelfOscillatesAtTheCutoffAboveLoopGainFour)
+{
+    for (const Revision revision : {Revision::Late, Revision::Early}) {
+        for (const float resonance : {3.6f, 5.0f}) {
+            Bank b(PolyMode::Poly4, revision);
+            for (int turn = 0; turn < 2; ++turn) // a kick, and what is left of it
+                b.render(kMaxStretch * 400, [=](int i, int lane) {
+                    const float kick = turn == 0 && i < 200 ? 0.5f : 0.0f;
+                    return lane == 0 ? Frame{kick, kOneKilohertz, 0.5f, resonance} : kIdle;
+                });
+            const bool rings = resonance > 4.0f;
+            const float peak = *std::ranges::max_element(b.left);
+            EXPECT_TRUE(rings ? peak > 0.05f && peak < 1.5f : peak < 1e-3f) << peak;
+            int crossings = 0;
+            for (std::size_t i = 1; i < b.left.size(); ++i)
+                crossings += b.left[i - 1] < 0.0f && b.left[i] >= 0.0f;
+            const double hz = crossings * kFs8 / static_cast<double>(b.left.size());
+            EXPECT_NEAR(rings ? hz : 1000.0, 1000.0, 100.0); // the loop high-pass lifts the bass
         }
     }
 }
 
 TEST(FilterBank, FourAndEightLanesAgreeOnTheLinearisedForm)
 {
-    Bank four(PolyMode::Poly4, Revision::Early);
-    Bank eight(PolyMode::Poly8, Revision::Late); // filter and constants are the linearised ones
-    four.values.saturation = eight.values.saturation = 0.3f;
-    for (Bank* bank : {&four, &eight})
-        bank->render(4096, [](int i, int lane) {
-            return lane < 4 ? Frame{sine(i, 1.0, 0.01 * (lane + 1)), 0.5f, 0.7f, 3.0f} : kIdle;
-        });
-    EXPECT_EQ(four.left, eight.left);
-    EXPECT_EQ(four.right, eight.right);
+    for (const int firstLane : {0, 4}) {
+        Bank four(PolyMode::Poly4, Revision::Early);
+        Bank eight(PolyMode::Poly8, Revision::Late); // filter and constants are the linearised ones
+        for (Bank* bank : {&four, &eight})
+            bank->render(4096, [=, &eight](int i, int lane) {
+                const int voice = bank == &eight ? lane - firstLane : lane;
+                return voice >= 0 && voice < 4
+                           ? Frame{sine(i, 1.0, 0.01 * (voice + 1)), 0.5f, 0.7f, 3.0f}
+                           : kIdle;
+            });
+        EXPECT_EQ(four.left, eight.left);
+        EXPECT_EQ(four.right, eight.right);
+    }
 }
 
 TEST(FilterBank, PanByModeAndSpread)
@@ -147,16 +177,14 @@ TEST(FilterBank, FeedbackPassesTheAmplifierSoASilentOneClosesIt)
     Bank b(PolyMode::Poly4, Revision::Late);
     b.values.feedback = 8.0f;
     b.values.saturation = 1.0f;
-    const auto playAt = [&b](float amplitude) {
+    for (const float amplitude : {0.9f, 0.0f}) {
         b.render(40960, [amplitude](int i, int) {
             return Frame{sine(i, 0.3, 0.02), 0.8f, amplitude, 0.0f};
         });
-    };
-    playAt(0.9f);
-    const float loud = *std::ranges::max_element(b.left);
-    EXPECT_GT(loud, 0.5f);
-    EXPECT_LT(loud, 8.0f) << "held by the tanh";
-    playAt(0.0f);
+        const float loud = *std::ranges::max_element(b.left);
+        EXPECT_EQ(loud > 0.5f, amplitude > 0.0f);
+        EXPECT_LT(loud, 8.0f) << "held by the tanh";
+    }
     EXPECT_LT(std::fabs(b.left.back()), 0.05f);
 }
 

@@ -1,106 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/Ladder.h"
-#include "support/Spectrum.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <random>
-#include <vector>
 
 namespace zephra {
 namespace {
 
-constexpr double kFs8 = 384000.0;
 constexpr float kIteratedHp = 0.000237f; // about 29 Hz
-constexpr ResonancePath kPath{7.4e-5f, 1.2e-4f};
-
-struct Iterated {
-    IteratedLadder<float> ladder;
-    float operator()(float x, float g, float k)
-    {
-        return ladder.tick({x, 0.0f, k, g}, kIteratedHp, false).y4;
-    }
-};
-struct Linearised {
-    LinearisedLadder<float> ladder;
-    float operator()(float x, float g, float k) { return ladder.tick({x, 0.5f, k, g}, kPath).y4; }
-};
-
-/// `count` samples of `input(i)` through a filter, after `settle` of them.
-template <class Filter, class Input>
-std::vector<float> run(double cutoffHz, float k, int settle, int count, Input input)
-{
-    Filter filter;
-    const auto g = static_cast<float>(std::tan(M_PI * cutoffHz / kFs8));
-    std::vector<float> out;
-    for (int i = 0; i < settle + count; ++i) {
-        const float y = filter(static_cast<float>(input(i)), g, k);
-        if (i >= settle)
-            out.push_back(y);
-    }
-    return out;
-}
-
-/// Level of a small sine against its input.
-template <class Filter> double gainAt(double hz, double cutoffHz, float k)
-{
-    const auto sine = [hz](int i) { return 0.01 * std::sin(2.0 * M_PI * hz / kFs8 * i); };
-    return test::amplitude(run<Filter>(cutoffHz, k, 60000, 96000, sine), hz / kFs8) / 0.01;
-}
-
-TEST(Ladder, SmallSignalsFollowTheLinearFourPoleTheory)
-{
-    constexpr struct {
-        double cutoffHz, hz, resonance;
-    } kRows[] = {{1000, 435, 0},  {1000, 4000, 0}, {1000, 1000, 2},
-                 {1000, 2000, 3}, {8000, 8000, 1}, {300, 1200, 0}};
-    for (const auto& row : kRows) {
-        // Four equal poles with a resonance loop; the high-pass in the loop lies far below.
-        const std::complex<double> s(0.0, std::tan(M_PI * row.hz / kFs8) /
-                                              std::tan(M_PI * row.cutoffHz / kFs8));
-        const auto open = 1.0 / std::pow(1.0 + s, 4);
-        const double theory = std::abs(open / (1.0 + row.resonance * open));
-        const auto k = static_cast<float>(row.resonance);
-        for (const double gain : {gainAt<Iterated>(row.hz, row.cutoffHz, k),
-                                  gainAt<Linearised>(row.hz, row.cutoffHz, k)})
-            EXPECT_NEAR(test::decibels(gain / theory), 0.0, 0.25)
-                << row.hz << " Hz at cutoff " << row.cutoffHz << ", resonance " << row.resonance;
-    }
-}
-
-/// Self-oscillation after a kick: frequency by zero crossings, and its peak.
-template <class Filter> std::pair<double, float> oscillation(double cutoffHz, float k)
-{
-    const auto kick = [](int i) { return i < 200 ? 0.5 : 0.0; };
-    const auto out = run<Filter>(cutoffHz, k, 200000, 200000, kick);
-    float peak = 0.0f;
-    std::vector<std::size_t> crossings;
-    for (std::size_t i = 1; i < out.size(); ++i) {
-        peak = std::max(peak, std::fabs(out[i]));
-        if (out[i - 1] < 0.0f && out[i] >= 0.0f)
-            crossings.push_back(i);
-    }
-    if (crossings.size() < 2)
-        return {0.0, peak};
-    const auto samples = static_cast<double>(crossings.back() - crossings.front());
-    return {static_cast<double>(crossings.size() - 1) * kFs8 / samples, peak};
-}
-
-TEST(Ladder, SelfOscillatesAtTheCutoffAboveLoopGainFour)
-{
-    for (const double hz : {200.0, 5000.0}) {
-        for (const auto& [frequency, peak] :
-             {oscillation<Iterated>(hz, 5.0f), oscillation<Linearised>(hz, 5.0f)}) {
-            EXPECT_NEAR(frequency / hz, 1.0, 0.1); // the loop high-pass lifts the bass
-            EXPECT_GT(peak, 0.1);
-            EXPECT_LT(peak, 3.0) << "the tanh holds it";
-        }
-        EXPECT_LT(oscillation<Iterated>(hz, 3.6f).second, 1e-3) << "dies out below four";
-        EXPECT_LT(oscillation<Linearised>(hz, 3.6f).second, 1e-3);
-    }
-}
 
 /// What Newton's method must have solved, in double: the residuals of the first and last stage.
 TEST(Ladder, IterationEndsOnTheTrapezoidalEquations)
@@ -139,39 +48,6 @@ TEST(Ladder, AFailedSolveClearsAllLanesUnlessItIsAnIdleOneOfMono)
     IteratedLadder<Float4> mono;
     mono.tick({Float4{0.5f, 0.0f, 0.0f, kNan}, half, k, g}, kIteratedHp, true);
     EXPECT_GT(mono.y.y1[0], 0.0f);
-}
-
-/// Random drive in every lane: a lane of four is the plain float, to the bit.
-TEST(Ladder, FourLanesAreFourFloats)
-{
-    std::mt19937 random(3);
-    const auto draw = [&random](float low, float high) {
-        return low + (high - low) * static_cast<float>(random() % 10000) / 10000.0f;
-    };
-    LinearisedLadder<Float4> wide;
-    LinearisedLadder<float> plain[4];
-    IteratedLadder<Float4> wideIterated; // equal lanes: the lanes decide together
-    IteratedLadder<float> plainIterated;
-    for (int i = 0; i < 20000; ++i) {
-        Float4 x, cutoff, resonance, g;
-        for (int lane = 0; lane < 4; ++lane) {
-            x[lane] = draw(-3, 3);
-            cutoff[lane] = draw(0, 1);
-            resonance[lane] = draw(0, 4.2f);
-            g[lane] = draw(0.001f, 0.3f);
-        }
-        const auto y = wide.tick(LadderInput<Float4>{x, cutoff, resonance, g}, kPath);
-        for (int lane = 0; lane < 4; ++lane)
-            ASSERT_EQ(y.y4[lane],
-                      plain[lane].tick({x[lane], cutoff[lane], resonance[lane], g[lane]}, kPath).y4)
-                << "sample " << i;
-        const auto equal = [](float v) { return Float4{v, v, v, v}; };
-        const auto newton = wideIterated.tick(
-            {equal(x[0]), equal(cutoff[0]), equal(resonance[0]), equal(g[0])}, kIteratedHp, false);
-        const auto reference =
-            plainIterated.tick({x[0], cutoff[0], resonance[0], g[0]}, kIteratedHp, false);
-        ASSERT_EQ(newton.y4[3], reference.y4) << "sample " << i;
-    }
 }
 
 } // namespace

@@ -45,35 +45,50 @@ TEST(Oscillator, PulseIsLowUpToItsThreshold)
         {Wave::Narrow, 0, 0.128, 0.81257},       {Wave::Wide, 1, 0.2815, 0.2815},
         {Wave::Narrow, 2, 0.1260625, 0.1260625},
     };
-    const auto mean = [](const std::vector<float>& x) {
-        return std::accumulate(x.begin(), x.end(), 0.0) / static_cast<double>(x.size());
+    const auto low = [](const std::vector<float>& x) {
+        return 0.5 - 0.5 * std::accumulate(x.begin(), x.end(), 0.0) / static_cast<double>(x.size());
     };
-    for (const auto& row : kRows) {
-        const auto late = play<Revision::Late>(row.wave, 0.001f, 100000, row.oscillator);
-        const auto early = play<Revision::Early>(row.wave, 0.001f, 100000, row.oscillator);
-        EXPECT_NEAR(mean(late), 1.0 - 2.0 * row.late, 2e-3);
-        EXPECT_NEAR(mean(early), 1.0 - 2.0 * row.early, 2e-3);
+    for (const auto& [wave, k, late, early] : kRows) {
+        EXPECT_NEAR(low(play<Revision::Late>(wave, 0.001f, 100000, k)), late, 1e-3);
+        EXPECT_NEAR(low(play<Revision::Early>(wave, 0.001f, 100000, k)), early, 1e-3);
     }
 }
 
-TEST(Oscillator, PulseCrossesBothEdgesInOneSampleAndStaysBounded)
+TEST(Oscillator, BothEdgesFallIntoOneSampleOrOntoOne)
 {
     // The high part of "Narrow" in Early is shorter than this increment's limit allows.
     for (const Wave wave : {Wave::Pulse, Wave::Narrow, Wave::Saw})
         for (const float inc : {0.05f, 0.3f, 0.7f, 0.99f})
             for (const float v : play<Revision::Early>(wave, inc, 2000))
                 ASSERT_LE(std::fabs(v), 3.1f) << "increment " << inc;
-}
 
-TEST(Oscillator, AStepOnASampleSoundsAsOneBesideIt)
-{
     // 64 samples a cycle put each step on a sample; a hair faster or slower it lies beside it.
-    const auto ramp = [](float inc) { return play<Revision::Late>(Wave::Saw, inc, 256); };
-    const auto exact = ramp(1.0f / 64.0f);
+    const auto exact = play<Revision::Late>(Wave::Saw, 1.0f / 64.0f, 256);
     for (const float hair : {3e-8f, -3e-8f}) {
-        const auto near = ramp(1.0f / 64.0f + hair);
+        const auto near = play<Revision::Late>(Wave::Saw, 1.0f / 64.0f + hair, 256);
         for (std::size_t i = 0; i < exact.size(); ++i)
             EXPECT_NEAR(near[i], exact[i], 2e-3) << "sample " << i;
+    }
+}
+
+TEST(ShapeTables, HaveTheHarmonicBalanceOfTheCircuit)
+{
+    const auto harmonic = [](const ShapeTables::Table& table, int k) {
+        std::vector<float> cycles; // a few, for the window
+        for (int turn = 0; turn < 4; ++turn)
+            cycles.insert(cycles.end(), table.begin(), table.begin() + ShapeTables::kSteps);
+        return test::amplitude(cycles, double(k) / ShapeTables::kSteps);
+    };
+    const ShapeTables& shapes = shapeTables();
+    ShapeTables::Table shark; // what the Early one has more than the triangle
+    for (std::size_t i = 0; i < shark.size(); ++i)
+        shark[i] = shapes.sharkShapeEarly[i] - shapes.triangleShapeEarly[i];
+    constexpr double kLate[] = {0.8189, 0.0022, 0.0871, 0.0011, 0.0301, 0.0008, 0.0148};
+    constexpr double kEarly[] = {0.8150, 0.0133, 0.0868, 0.0061, 0.0301, 0.0033, 0.0148};
+    for (int k = 1; k <= 7; ++k) {
+        EXPECT_NEAR(harmonic(shapes.triangleShapeLate, k), kLate[k - 1], 1e-4) << k;
+        EXPECT_NEAR(harmonic(shapes.triangleShapeEarly, k), kEarly[k - 1], 1e-4) << k;
+        EXPECT_NEAR(harmonic(shark, k), k == 2 ? 0.025 : 0.0, 1e-7) << k;
     }
 }
 

@@ -98,57 +98,143 @@ TEST(VoiceModulation, MixLeadsFromOscillator3ToTheSlowNoise)
     }
 }
 
-TEST(VoiceModulation, CutoffFollowsByDepthShapeAndRange)
+/// The cutoff modulated through the wheel by a pulse of oscillator 3 that is held low.
+void modulateCutoff(VoiceRig& rig, float depth, float shape, float range)
 {
-    // A pulse of oscillator 3 modulates by 0.285558 while it is low. Full shape is the cube of the
-    // depth.
-    constexpr struct {
-        bool on;
-        float depth, shape, range;
+    rig.stretch = 8;
+    rig.hold(2, false);
+    rig.values.modFltOn = true;
+    rig.values.modShape = shape;
+    rig.values.modCutoffRange = range;
+    routeWheel(rig, depth);
+}
+
+TEST(VoiceCutoff, FollowsKnobRevisionKeysFromNote31AndModulation)
+{
+    // 3072 of 32,726 an octave; modulated by 0.285558. Full shape is the cube of the depth.
+    const struct {
+        void (*turn)(VoiceRig&);
+        int note;
         double cutoff;
     } kRows[] = {
-        {true, 1.0f, 0.0f, 1.0f, 0.785558},    {true, 0.5f, 0.0f, 0.5f, 0.5713895},
-        {true, 0.01f, 0.0f, 1.0f, 0.50285558}, // reached in short stretches too
-        {true, 0.5f, 1.0f, 1.0f, 0.53569475},  {true, 0.5f, 0.5f, 1.0f, 0.58923688},
-        {true, 1.0f, 0.0f, 2.0f, 1.0},         {false, 1.0f, 0.0f, 1.0f, 0.5},
+        {[](VoiceRig& r) { r.values.cutoff = 0.8f; }, 60, 0.8},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 1.05f; }, 60, 0.525},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 2.1f; }, 60, 1.0}, // limited
+        {[](VoiceRig& r) { r.values.revision = Revision::Early; }, 60, 0.491},
+        {[](VoiceRig& r) { r.values.keytrack = 0.33333f; }, 67, 0.593869},
+        {[](VoiceRig& r) { r.values.keytrack = 1.0f; }, 0, 0.257502},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.0f, 0.5f); }, 60, 0.5713895},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.5f, 1.0f); }, 60, 0.58923688},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.01f, 0.0f, 1.0f); }, 60, 0.50285558},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.stretch = 8;
-        rig.hold(2, false);
-        rig.values.modFltOn = row.on;
-        rig.values.modShape = row.shape;
-        rig.values.modCutoffRange = row.range;
-        routeWheel(rig, row.depth);
-        rig.start(60);
+        row.turn(rig);
+        rig.start(row.note);
         EXPECT_NEAR(rig.playFor(0.25).cutoff.back(), row.cutoff, 1e-4)
-            << "depth " << row.depth << " shape " << row.shape;
+            << "row " << &row - std::begin(kRows);
     }
 }
 
 TEST(VoiceModulation, DepthFollowsAtTwelveHertzAndDiesToNothing)
 {
-    for (const double hostRate : {48000.0, 96000.0}) {
-        VoiceRig rig(hostRate), still(hostRate);
-        for (VoiceRig* r : {&rig, &still}) {
+    VoiceRig rig(96000.0), still(96000.0);
+    for (VoiceRig* r : {&rig, &still}) {
+        r->hold(2, false);
+        r->start(60);
+        r->values.modFltOn = true;
+        r->play(4096);
+    }
+    routeWheel(rig, 1.0f);
+    const auto cutoff = rig.playFor(0.1).cutoff;
+    for (const double t : {0.002, 0.01326, 0.05}) {
+        const auto sample = static_cast<std::size_t>(t * rig.fs8);
+        EXPECT_NEAR((cutoff[sample] - 0.5) / 0.285558, 1.0 - std::exp(-2 * M_PI * 12.0 * t), 2e-3)
+            << t << " s";
+    }
+    routeWheel(rig, 0.0f);
+    rig.playFor(0.13); // down to 5e-5
+    still.playFor(0.1);
+    still.playFor(0.13);
+    EXPECT_EQ(rig.play(64).cutoff, still.play(64).cutoff) << "exactly off below 1e-4";
+}
+
+TEST(VoiceSlots, AddUpByTheirRules)
+{
+    using enum ModSource;
+    using T = ModTarget;
+    constexpr ModSlot kHalfWheelToVolume = {ModWheel, 0.5f, T::Volume};
+    constexpr ModSlot kWheelToVolume = {ModWheel, 1.0f, T::Volume};
+    constexpr ModSlot kWheelToDepth = {ModWheel, 1.0f, T::ModAmount};
+    constexpr ModSlot kVelocityToDepth = {Velocity, 1.0f, T::ModAmount};
+    // clang-format off
+    const struct {
+        const char* what;
+        std::array<ModSlot, 3> slots;
+        float velocity, wheel;
+        double cutoff, depth, volume; ///< shift of the cutoff, modulation depth, level
+    } kRows[] = {
+        {"source Off",          {{{Off, 1.0f, T::Volume}}},          1.0f, 1.0f, 0.0, 0.0, 1.0},
+        {"velocity down",       {{{Velocity, 1.0f, T::Filter}}},     0.1f, 0.0f, -0.4, 0.0, 1.0},
+        {"two to Filter",       {{{ModWheel, 0.5f, T::Filter}, {},
+                                  {Velocity, 0.5f, T::Filter}}},     0.0f, 0.6f, 0.05, 0.0, 1.0},
+        {"softer by amount",    {{{Velocity, 0.5f, T::Volume}}},     0.25f, 0.0f, 0.0, 0.0, 0.625},
+        {"two to Volume",       {{kHalfWheelToVolume,
+                                  kHalfWheelToVolume}},              0.0f, 0.4f, 0.0, 0.0, 0.4},
+        {"not below silence",   {{kWheelToVolume, kWheelToVolume}},  0.0f, 0.2f, 0.0, 0.0, 0.0},
+        {"velocity to depth",   {{kVelocityToDepth}},                0.8f, 0.0f, 0.0, 0.3, 1.0},
+        {"limited below each",  {{kVelocityToDepth, kWheelToDepth}}, 0.0f, 0.3f, 0.0, 0.3, 1.0},
+        {"limited above each",  {{kWheelToDepth, kWheelToDepth,
+                                  kVelocityToDepth}},                0.0f, 0.9f, 0.0, 0.5, 1.0},
+        {"of a full envelope",  {{{ModWheel, 0.3f, T::EnvAmount}}},  1.0f, 1.0f, 0.23355, 0.0, 1.0},
+    };
+    // clang-format on
+    for (const auto& row : kRows) {
+        VoiceRig rig, modulated;
+        for (VoiceRig* r : {&rig, &modulated}) {
+            r->hold(0, true);
             r->hold(2, false);
-            r->start(60);
-            r->values.modFltOn = true;
-            r->play(4096);
+            r->values.mixLevel[0] = 1.0f;
+            r->values.modSlots = row.slots;
+            r->values.filterAttackNorm = 1.0f;
+            r->values.filterSustain = 1.0; // of an envelope at amount 0
+            r->performance.modWheelNow = row.wheel;
+            r->start(0, 0, row.velocity);
         }
-        routeWheel(rig, 1.0f);
-        const auto cutoff = rig.playFor(0.1).cutoff;
-        for (const double t : {0.002, 0.01326, 0.05}) {
-            const auto sample = static_cast<std::size_t>(t * rig.fs8);
-            EXPECT_NEAR((cutoff[sample] - 0.5) / 0.285558, 1.0 - std::exp(-2 * M_PI * 12.0 * t),
-                        2e-3)
-                << t << " s";
-        }
-        routeWheel(rig, 0.0f);
-        rig.playFor(0.13); // down to 5e-5
-        still.playFor(0.1);
-        still.playFor(0.13);
-        EXPECT_EQ(rig.play(64).cutoff, still.play(64).cutoff) << "exactly off below 1e-4";
+        modulated.values.modFltOn = true;
+        modulated.values.modCutoffRange = 0.25f; // leaves room to 1
+        const auto plain = rig.playFor(0.25);
+        const double cutoff = plain.cutoff.back();
+        EXPECT_NEAR(cutoff, 0.5 + row.cutoff, 1e-4) << row.what;
+        EXPECT_NEAR(plain.sound.back(), row.volume, 1e-5) << row.what;
+        EXPECT_NEAR((modulated.playFor(0.25).cutoff.back() - cutoff) / (0.285558 * 0.25), row.depth,
+                    1e-3)
+            << row.what;
+    }
+}
+
+TEST(VoiceSlots, ControllersOfTheVoicesChannelComeInEightPercentAStretch)
+{
+    constexpr std::array kControllers = {
+        std::pair(ModSource::Aftertouch, &Performance::aftertouch),
+        std::pair(ModSource::Foot, &Performance::foot),
+        std::pair(ModSource::Expression, &Performance::expression),
+        std::pair(ModSource::Timbre, &Performance::timbre),
+    };
+    for (const auto& [source, controller] : kControllers) {
+        VoiceRig rig;
+        rig.values.modSlots[0] = {source, 0.4f, ModTarget::Filter};
+        rig.stretch = 8;
+        // Everything at full but this controller on this channel.
+        for (const auto& other : kControllers)
+            (rig.performance.*other.second).fill(1.0f);
+        (rig.performance.*controller)[5] = 0.0f;
+        rig.start(60, 0, 1.0f, 5);
+        EXPECT_NEAR(rig.play(8).cutoff.back(), 0.5, 2e-5);
+        (rig.performance.*controller)[5] = 0.5f;
+        EXPECT_NEAR(rig.play(3 * 8).cutoff.back(), 0.5 + 0.4 * 0.5 * (1.0 - std::pow(0.92, 3)),
+                    5e-5)
+            << "source " << static_cast<int>(source);
     }
 }
 

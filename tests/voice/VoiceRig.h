@@ -28,7 +28,7 @@ private:
 
 /// What a lane got.
 struct Streams {
-    std::vector<float> signal, cutoff, amplitude, resonance;
+    std::vector<float> signal, cutoff, amplitude;
     std::vector<double> sound; ///< signal less the noise floor; true for one voice alone (Mono)
 };
 
@@ -106,7 +106,6 @@ private:
                     s.signal.push_back(at(i, Stream::Signal, lane));
                     s.cutoff.push_back(at(i, Stream::Cutoff, lane));
                     s.amplitude.push_back(at(i, Stream::Amplitude, lane));
-                    s.resonance.push_back(at(i, Stream::Resonance, lane));
                     s.sound.push_back(s.signal.back() - floor);
                 }
             }

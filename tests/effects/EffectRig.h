@@ -3,9 +3,12 @@
 
 #include "common/FlushDenormals.h"
 #include "common/Random15.h"
+#include "effects/DelayLine.h"
+#include "effects/PlateReverb.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace zephra::test {
@@ -105,10 +108,62 @@ inline float peak(const Stereo& s)
     return most;
 }
 
-/// A control turned at random: an end, the middle, or half the range beyond an end.
-inline float anyControl(Random15& random)
+/// What both effects are turned to: all controls at 0..1.
+struct Setting {
+    double fs = 48000.0;
+    float time = 0.5f, tone = 0.5f, width = 1.0f, dryWet = 1.0f; ///< tone: feedback or color
+};
+
+/// The delay; the time control walks through its 15 note lengths.
+struct Delay {
+    DelayLine effect;
+
+    void turn(const Setting& s)
+    {
+        effect.setTime(static_cast<int>(std::lround(14.0f * s.time)));
+        effect.setFeedback(s.tone);
+        effect.setDryWet(s.dryWet);
+        effect.setWidth(s.width);
+    }
+    Stereo play(Stereo in, int block = 64, float fade = 1.0f, double bpm = 120.0)
+    {
+        return inBlocks(std::move(in), block, [&](float* left, float* right, int frames) {
+            effect.process(left, right, frames, bpm, fade);
+        });
+    }
+};
+
+struct Reverb {
+    PlateReverb effect{1};
+
+    void turn(const Setting& s)
+    {
+        effect.setTime(s.time);
+        effect.setColor(s.tone);
+        effect.setWidth(s.width);
+        effect.setDryWet(s.dryWet);
+    }
+    Stereo play(Stereo in, int block = 64, float fade = 1.0f)
+    {
+        return inBlocks(std::move(in), block, [&](float* left, float* right, int frames) {
+            effect.process(left, right, frames, fade);
+        });
+    }
+};
+
+/// With its controls set and its smoothers arrived.
+template <class Rig> void prepare(Rig& rig, const Setting& s)
 {
-    return static_cast<float>(random.next() % 5 - 1) / 2.0f;
+    rig.effect.setSampleRate(s.fs);
+    rig.turn(s);
+    rig.play(Stereo(static_cast<int>(s.fs)));
+}
+
+template <class Rig> Stereo played(const Setting& s, Stereo in)
+{
+    Rig rig;
+    prepare(rig, s);
+    return rig.play(std::move(in));
 }
 
 } // namespace zephra::test
