@@ -130,7 +130,8 @@ bool Favourites::repath(const PathText& from, const PathText& to)
 {
     if (!contains(from))
         return false;
-    const PathText old = from; // it may be that of an entry
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it may be that of an entry
+    const PathText old = from;
     for (PatchEntry& entry : list.all())
         if (equalNoCase(entry.path, old))
             entry.path = to;

@@ -134,7 +134,7 @@ bool MidiInputs::refresh()
             if (known || !isWanted(system, label))
                 continue;
             if (auto held = system->connect(label)) {
-                connections.push_back({label, std::move(held)});
+                connections.push_back({label, std::move(held)}); // NOLINT(*-NewDeleteLeaks): kept
                 changed = true;
             }
         }

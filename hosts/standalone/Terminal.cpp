@@ -119,7 +119,7 @@ int Terminal::columns() const noexcept
 
 std::string Terminal::read()
 {
-    std::array<char, 256> typed;
+    std::array<char, 256> typed; // NOLINT(*-member-init): read into
     const ssize_t count = ::read(STDIN_FILENO, typed.data(), typed.size());
     if (count > 0)
         return {typed.data(), static_cast<std::size_t>(count)};

@@ -16,6 +16,7 @@ t_fstPtrInt Vst2Host::call(int what, int index, t_fstPtrInt value, void* data,
 HostTime Vst2Host::time(std::uint32_t wanted) noexcept
 {
     const t_fstPtrInt answer = call(audioMasterGetTime, 0, static_cast<t_fstPtrInt>(wanted));
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): hosts answer with a pointer in a number
     const auto* info = reinterpret_cast<const t_fstTimeInfo*>(answer);
     return info ? HostTime{info->tempo, static_cast<std::uint32_t>(info->flags)} : HostTime{};
 }
