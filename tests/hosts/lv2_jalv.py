@@ -71,7 +71,9 @@ class InJalv(unittest.TestCase):
         """A folder with a state as jalv saves it."""
         folder = self.folder / "saved"
         folder.mkdir()
-        shutil.copy(BUNDLE / "presets" / (place.replace(" ", "_") + ".ttl"), folder / "state.ttl")
+        name = place.replace(" ", "_")
+        preset = (BUNDLE / "presets" / (name + ".ttl")).read_text()
+        (folder / "state.ttl").write_text(preset.replace(f"<{URI}:preset:{name}>", "<>"))
         return folder
 
     def phrase(self):
