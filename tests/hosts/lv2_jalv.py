@@ -19,13 +19,14 @@ import jack_rig as rig  # pylint: disable=wrong-import-position
 
 BUNDLE, RENDER, BANKS = (Path(name).resolve() for name in sys.argv[1:4])
 URI = "urn:quillon-audio:zephra"
-DRY = "Essentials/Bass/Auto Quack QE"  # no effects: they run on while nothing is played
+FIRST = "Showcase/Bass Carpet QX"
 OTHER = "Essentials/Bass/Bee Line QE"
 
 # Samples from the first note's block on; what jalv gets, and the same for zephra-render.
 NOTES = [(37, 20000, 40, 100), (9000, 30000, 47, 64), (30001, 52001, 52, 127)]  # on, off, key, velocity
 BENDS = [(15000, 100), (40000, 64)]  # sample, high byte
 LENGTH = 80000
+LEAD_IN = 375 * rig.BLOCK  # before the render: jalv has also been idle for a while
 
 
 def seconds(sample):
@@ -71,7 +72,9 @@ class InJalv(unittest.TestCase):
         """A folder with a state as jalv saves it."""
         folder = self.folder / "saved"
         folder.mkdir()
-        shutil.copy(BUNDLE / "presets" / (place.replace(" ", "_") + ".ttl"), folder / "state.ttl")
+        name = place.replace(" ", "_")
+        preset = (BUNDLE / "presets" / (name + ".ttl")).read_text()
+        (folder / "state.ttl").write_text(preset.replace(f"<{URI}:preset:{name}>", "<>"))
         return folder
 
     def phrase(self):
@@ -89,13 +92,13 @@ class InJalv(unittest.TestCase):
 
     def rendered(self, place, *options):
         out = self.folder / "render.wav"
-        notes = [f"--note={key},{velocity},{seconds(on)},{seconds(off)}"
+        notes = [f"--note={key},{velocity},{seconds(LEAD_IN + on)},{seconds(LEAD_IN + off)}"
                  for on, off, key, velocity in NOTES]
-        bends = [f"--bend={high / 64 - 1},{seconds(at)}" for at, high in BENDS]
+        bends = [f"--bend={high / 64 - 1},{seconds(LEAD_IN + at)}" for at, high in BENDS]
         subprocess.run([RENDER, "--library", self.library, "--patch",
                         self.library / (place + ".fxp"), *notes, *bends, *options, "--rate",
                         str(rig.RATE), "--block", str(rig.BLOCK), "--seconds",
-                        seconds(LENGTH), "--quiet", "--out", out], check=True)
+                        seconds(LEAD_IN + LENGTH), "--quiet", "--out", out], check=True)
         return rig.from_first_sound(rig.wav_samples(out.read_bytes()))
 
     def compare(self, played, rendered, tolerance):
@@ -108,24 +111,30 @@ class InJalv(unittest.TestCase):
         self.assertLessEqual(worst, tolerance)
 
     def compare_level(self, played, rendered):
+        """As far as another start of the oscillators lets them be alike."""
         def decibels(sound):
             return 10 * math.log10(sum(x * x for x in sound[:100000]) / 100000)
         print(f"{self.id()}: {decibels(played):.2f} dB, rendered {decibels(rendered):.2f} dB")
-        self.assertAlmostEqual(decibels(played), decibels(rendered), delta=1.0)
+        self.assertAlmostEqual(decibels(played), decibels(rendered), delta=1.5)
 
-    def test_plays_a_saved_project_sample_for_sample(self):
-        self.start("-l", self.saved(DRY))
-        self.compare(self.phrase(), self.rendered(DRY), 0.0)
+    def start_dry(self, *options):
+        """The first patch without effects, which would run on before the first note."""
+        self.start(*options)
+        self.say("set fx_active 0")
+
+    def test_plays_sample_for_sample(self):
+        self.start_dry()
+        self.compare(self.phrase(), self.rendered(FIRST, "--set=fx_active=0"), 0.0)
 
     def test_a_moved_port_is_heard(self):
-        self.start("-l", self.saved(DRY))
+        self.start_dry()
         self.say("set filter_cutoff 3000")
         cutoff = math.log(3000 / 25) / math.log(2.02) / 10
-        self.compare(self.phrase(), self.rendered(DRY, f"--set=filter_cutoff={cutoff:.9f}"), 1e-3)
+        self.compare(self.phrase(), self.rendered(FIRST, "--set=fx_active=0",
+                                                  f"--set=filter_cutoff={cutoff:.9f}"), 1e-3)
 
-    def test_loads_presets(self):
-        self.start()
-        self.say("preset urn:quillon-audio:zephra:preset:" + OTHER.replace(" ", "_"))
+    def test_loads_a_saved_state(self):
+        self.start("-l", self.saved(OTHER))
         self.compare_level(self.phrase(), self.rendered(OTHER))
 
     def test_program_changes_are_served_by_the_worker(self):

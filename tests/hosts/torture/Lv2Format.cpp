@@ -25,7 +25,8 @@ namespace {
 using test::Library;
 using Ports = std::array<float, kNumHostParameters>;
 
-/// An instance with a worker and options. A host that saves and restores, as if presets were all it
+/// An instance with a worker and options, its ports where the first patch is, as by the default
+/// state of the bundle. A host that saves and restores, as if presets were all it
 /// knew: the state is the patch, and its ports go where the patch is.
 class Lv2Instance : public Instance {
 public:
@@ -41,6 +42,8 @@ public:
         }
         queue({});
         instantiate(48000.0, 512);
+        showPatch(state());
+        process(nullptr, nullptr, 0);
     }
     ~Lv2Instance() override { end(); }
 
