@@ -35,17 +35,6 @@ TEST(PlateReverb, ImpulseResponseIsThatOfAModelInDoublePrecision)
     EXPECT_FALSE(other.play(in) == out) << "the seed decides the wander";
 }
 
-TEST(PlateReverb, NothingAboveEightKilohertzEnters)
-{
-    const auto tail = [](double hz) {
-        return rms(played<Reverb>({}, toneBurst(48000, 4800, hz, 48000.0)).left, 4800, 40000);
-    };
-    const double reference = tail(4000);
-    EXPECT_GT(tail(7000), 0.3 * reference);
-    EXPECT_LT(tail(11000), 3e-3 * reference);
-    EXPECT_LT(tail(15000), 1e-4 * reference);
-}
-
 /// Seconds for 60 dB of a burst of `hz`, by the slope of its backward integral from -5 to -25 dB.
 double decaySeconds(const Setting& s, double hz, double longest)
 {

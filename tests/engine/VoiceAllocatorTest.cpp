@@ -25,14 +25,6 @@ struct Keys {
         for (const int note : notes)
             allocator.noteOff(values, note);
     }
-    /// The voice that sounds a note with its key down, -1 if none.
-    int voiceOf(int note)
-    {
-        for (int i = 0; i < kVoices; ++i)
-            if (rack[i].note == note && !rack[i].released)
-                return i;
-        return -1;
-    }
     /// Whether the envelope of the voice has started anew since it was last asked.
     bool wasReset(int voice = 0)
     {
@@ -45,31 +37,59 @@ struct Keys {
     VoiceAllocator allocator{rack};
 };
 
-/// A script of keys in Mono: n presses a note, -n releases it.
-TEST(MonoKeys, PriorityDecidesWhichHeldKeySounds)
+/// A script of keys: n presses a note, -n releases it.
+TEST(Keys, DecideWhichVoicesSound)
 {
-    constexpr int kNone = -1;
+    using enum PolyMode;
+    constexpr bool kLast = true, kOther = false; // note priority
+    using Notes = std::vector<int>;
     const struct {
         const char* what;
-        bool last;
-        std::vector<int> script;
-        int sounds;
+        PolyMode mode;
+        bool priority;
+        Notes script, sounding; ///< note of each voice, 0 if its key is up
     } kRows[] = {
-        {"a higher key does not take the voice", false, {60, 64}, 60},
-        {"a lower one does", false, {60, 64, 55}, 55},
-        {"the lowest key held comes back", false, {60, 64, 55, -55}, 60},
-        {"back to the previous", true, {67, 60, 64, -64}, 60},
-        {"then to the highest", true, {55, 67, 60, 64, -64, -60}, 67},
-        {"another key's release changes nothing", true, {60, 64, -60}, 64},
-        {"nothing held", true, {60, 64, -60, -64}, kNone},
-        {"the top key is no fallback", true, {127, 50, -50}, kNone},
-        {"in neither priority", false, {127, 50, -50}, kNone},
+        {"a higher key does not take the voice", Mono, kOther, {60, 64}, {60}},
+        {"a lower one does", Mono, kOther, {60, 64, 55}, {55}},
+        {"the lowest key held comes back", Mono, kOther, {60, 64, 55, -55}, {60}},
+        {"back to the previous", Mono, kLast, {67, 60, 64, -64}, {60}},
+        {"then to the highest", Mono, kLast, {55, 67, 60, 64, -64, -60}, {67}},
+        {"another key's release changes nothing", Mono, kLast, {60, 64, -60}, {64}},
+        {"nothing held", Mono, kLast, {60, 64, -60, -64}, {0}},
+        {"the top key is no fallback", Mono, kLast, {127, 50, -50}, {0}},
+        {"in neither priority", Mono, kOther, {127, 50, -50}, {0}},
+        {"four voices play one note", Unison, kLast, {61}, {61, 61, 61, 61}},
+        {"and end it", Unison, kLast, {61, -61}, {0, 0, 0, 0}},
+        {"the fifth cuts the first", Poly4, kOther, {60, 61, 62, 63, 64}, {64, 61, 62, 63}},
+        {"all held: the search upward does not wrap",
+         Poly8,
+         kOther,
+         {40, 41, 42, 43, 44, 45, 46, 47, 48, 49},
+         {49, 41, 42, 43, 44, 45, 46, 47}},
+        {"a free voice behind the last one",
+         Poly8,
+         kOther,
+         {40, 41, 42, 43, 44, 45, 46, 47, 48, -41, -42, 50},
+         {48, 50, 0, 43, 44, 45, 46, 47}},
+        {"the nearest released voice, then the only one, however far",
+         Poly8,
+         kLast,
+         {48, 55, 60, 72, 76, 79, 84, 88, -60, -84, 61, 20},
+         {48, 55, 61, 72, 76, 79, 20, 88}},
+        {"none released: the rotation, which moved on with every note",
+         Poly8,
+         kLast,
+         {48, 55, 60, 72, 76, 79, 84, 88, -60, -84, 61, 20, 90},
+         {48, 55, 90, 72, 76, 79, 20, 88}},
     };
     for (const auto& row : kRows) {
-        Keys k(PolyMode::Mono, row.last);
+        Keys k(row.mode, row.priority);
         for (const int key : row.script)
             key > 0 ? k.press({key}) : k.release({-key});
-        EXPECT_EQ(k.rack[0].released ? kNone : k.rack[0].note, row.sounds) << row.what;
+        Notes sounding;
+        for (int i = 0; i < voicesOf(row.mode); ++i)
+            sounding.push_back(k.rack[i].released ? 0 : k.rack[i].note);
+        EXPECT_EQ(sounding, row.sounding) << row.what;
     }
 }
 
@@ -101,46 +121,6 @@ TEST(MonoKeys, LegatoSlursAndRetrigStartsAnew)
     }
 }
 
-TEST(UnisonKeys, FourVoicesPlayOneNote)
-{
-    Keys k(PolyMode::Unison, true);
-    k.press({61});
-    for (int i = 0; i < kVoices; ++i)
-        EXPECT_EQ(k.rack[i].note == 61 && !k.rack[i].released, i < 4) << i;
-    k.release({61});
-    EXPECT_EQ(k.voiceOf(61), -1);
-}
-
-TEST(PolyKeys, RotationStealsInPoly4AndTakesFreeVoicesInPoly8)
-{
-    Keys four(PolyMode::Poly4, false);
-    four.press({60, 61, 62, 63, 64});
-    EXPECT_EQ(four.voiceOf(64), 0) << "the fifth note cuts the first, held or not";
-    EXPECT_EQ(four.voiceOf(60), -1);
-
-    Keys eight(PolyMode::Poly8, false);
-    eight.press({40, 41, 42, 43, 44, 45, 46, 47, 48, 49});
-    EXPECT_EQ(eight.voiceOf(47), 7);
-    EXPECT_EQ(eight.voiceOf(49), 0) << "all held: the search upward does not wrap";
-    EXPECT_EQ(eight.voiceOf(48), -1);
-    eight.release({41, 42});
-    eight.press({50});
-    EXPECT_EQ(eight.voiceOf(50), 1) << "rotation stands behind the first voice";
-}
-
-TEST(PolyKeys, NearestReleasedVoiceTakesTheNote)
-{
-    Keys k(PolyMode::Poly8, true);
-    k.press({48, 55, 60, 72, 76, 79, 84, 88});
-    k.release({60, 84});
-    k.press({61});
-    EXPECT_EQ(k.voiceOf(61), 2);
-    k.press({20});
-    EXPECT_EQ(k.voiceOf(20), 6) << "the only released voice, however far";
-    k.press({90}); // none released: rotation, which moved on with every note
-    EXPECT_EQ(k.voiceOf(90), 2);
-}
-
 TEST(PolyKeys, ARepeatedKeyTakesASecondVoiceAndOneReleaseEndsBoth)
 {
     Keys k(PolyMode::Poly4, true);
@@ -162,7 +142,7 @@ TEST(PolyKeys, AllNotesOffReleasesEverything)
     for (int i = 0; i < kVoices; ++i)
         EXPECT_TRUE(k.rack[i].released);
     k.press({70});
-    EXPECT_EQ(k.voiceOf(70), 0);
+    EXPECT_EQ(k.rack[0].note, 70) << "the rotation starts again";
 }
 
 } // namespace

@@ -49,25 +49,18 @@ public:
     /// Fills the coming block up with notes, controllers, bends, pressure and program changes.
     void addAnyEvents(int frames) noexcept
     {
+        constexpr std::array kKinds = {0x90, 0x90, 0x90, 0x80, 0xb0, 0xb0, 0xc0, 0xd0, 0xe0};
         constexpr std::array kControllers = {
             1, 0, 2, 4, 7, 11, 32, 64, 64, 74, 120, 121, 123, kLearntCc, kLearntCc, kLearntCc};
+        const auto any = [this](const auto& list) {
+            return list[static_cast<std::size_t>(below(static_cast<int>(list.size())))];
+        };
         while (count < kEventsPerBlock) {
-            const int sample = count * frames / kEventsPerBlock;
-            const int channel = below(16);
-            const int value = below(128);
-            switch (below(8)) {
-            case 0:
-            case 1:
-            case 2: add(sample, 0x90 | channel, 24 + below(84), value); break;
-            case 3: add(sample, 0x80 | channel, 24 + below(84), value); break;
-            case 4:
-            case 5:
-                add(sample, 0xb0 | channel,
-                    kControllers[static_cast<std::size_t>(below(kControllers.size()))], value);
-                break;
-            case 6: add(sample, 0xe0 | channel, below(128), value); break;
-            default: add(sample, (below(2) ? 0xd0 : 0xc0) | channel, value, 0); break;
-            }
+            const int kind = any(kKinds);
+            const int first = kind == 0xb0   ? any(kControllers)
+                              : kind <= 0x90 ? 24 + below(84)
+                                             : below(128);
+            add(count * frames / kEventsPerBlock, kind | below(16), first, below(128));
         }
     }
 

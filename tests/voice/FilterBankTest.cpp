@@ -56,6 +56,7 @@ struct Bank {
 };
 
 constexpr Frame kIdle{0.0f, 0.5f, 0.0f, 0.0f};
+const auto kOneKilohertz = static_cast<float>(std::log2(1000.0 / 26.0) * 3072.0 / 32726.0);
 
 float sine(int i, double level, double step)
 {
@@ -72,7 +73,6 @@ TEST(FilterBank, TapsGiveTheirSlopesBandPassesAndResonance)
                  {false, false, -12.0, 0.0, -6.0},
                  {true, true, -12.0, -12.0, -6.0},
                  {false, true, -6.0, -6.0, -6.0}};
-    const auto cutoff = static_cast<float>(std::log2(1000.0 / 26.0) * 3072.0 / 32726.0);
     for (const Revision revision : {Revision::Late, Revision::Early}) {
         double open = 0.0;
         for (const auto& row : kRows) {
@@ -83,7 +83,7 @@ TEST(FilterBank, TapsGiveTheirSlopesBandPassesAndResonance)
                 for (int turn = 0; turn < 2; ++turn) // the first settles
                     b.render(kMaxStretch * 100, [&](int i, int lane) {
                         const float s = sine(i, 0.1, 2.0 * M_PI * hz / kFs8);
-                        return lane == 0 ? Frame{s, cutoff, 0.5f, resonance} : kIdle;
+                        return lane == 0 ? Frame{s, kOneKilohertz, 0.5f, resonance} : kIdle;
                     });
                 return test::amplitude(b.left, hz / kFs8);
             };
@@ -97,6 +97,28 @@ TEST(FilterBank, TapsGiveTheirSlopesBandPassesAndResonance)
             // The ladder turns the phase there by half a turn and passes a quarter: two round the
             // loop double it.
             EXPECT_NEAR(test::decibels(level(corner, 2.0f) / atCutoff), 6.02, 0.3);
+        }
+    }
+}
+
+TEST(FilterBank, SelfOscillatesAtTheCutoffAboveLoopGainFour)
+{
+    for (const Revision revision : {Revision::Late, Revision::Early}) {
+        for (const float resonance : {3.6f, 5.0f}) {
+            Bank b(PolyMode::Poly4, revision);
+            for (int turn = 0; turn < 2; ++turn) // a kick, and what is left of it
+                b.render(kMaxStretch * 400, [=](int i, int lane) {
+                    const float kick = turn == 0 && i < 200 ? 0.5f : 0.0f;
+                    return lane == 0 ? Frame{kick, kOneKilohertz, 0.5f, resonance} : kIdle;
+                });
+            const bool rings = resonance > 4.0f;
+            const float peak = *std::ranges::max_element(b.left);
+            EXPECT_TRUE(rings ? peak > 0.05f && peak < 1.5f : peak < 1e-3f) << peak;
+            int crossings = 0;
+            for (std::size_t i = 1; i < b.left.size(); ++i)
+                crossings += b.left[i - 1] < 0.0f && b.left[i] >= 0.0f;
+            const double hz = crossings * kFs8 / static_cast<double>(b.left.size());
+            EXPECT_NEAR(rings ? hz : 1000.0, 1000.0, 100.0); // the loop high-pass lifts the bass
         }
     }
 }

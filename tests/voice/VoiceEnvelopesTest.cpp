@@ -30,34 +30,6 @@ TEST(AmpCurve, RisesThroughTheMeasuredGainsAndTakesWildLevels)
     EXPECT_FLOAT_EQ(ampGain(300.25 / 2048.0), 0.75f * ampCurve()[300] + 0.25f * ampCurve()[301]);
 }
 
-TEST(VoiceCutoff, FollowsKnobRangeRevisionAndKeysFromNote31)
-{
-    constexpr double kOctave = 3072.0 / 32726.0; // 256 entries a semitone
-    constexpr struct {
-        Revision revision;
-        float knob, range;
-        int note;
-        float keytrack;
-        double cutoff;
-    } kRows[] = {
-        {Revision::Late, 0.8f, 1.05f, 60, 0.0f, 0.84},
-        {Revision::Early, 0.5f, 1.0f, 60, 0.0f, 0.491},
-        {Revision::Late, 0.952f, 1.06f, 60, 0.0f, 1.0}, // limited
-        {Revision::Late, 0.5f, 1.0f, 67, 0.33333f, 0.5 + 0.99999 * kOctave},
-        {Revision::Late, 0.5f, 1.0f, 0, 1.0f, 0.5 - 31.0 / 12.0 * kOctave},
-    };
-    for (const auto& row : kRows) {
-        VoiceRig rig;
-        rig.values.revision = row.revision;
-        rig.values.cutoff = row.knob;
-        rig.values.cutoffRangeFactor = row.range;
-        rig.values.keytrack = row.keytrack;
-        rig.start(row.note);
-        EXPECT_NEAR(rig.play(1024).cutoff.back(), row.cutoff, 5e-5)
-            << "knob " << row.knob << " note " << row.note;
-    }
-}
-
 /// The filter envelope opens the cutoff from zero: Cutoff is the envelope.
 void openByEnvelope(VoiceRig& rig)
 {

@@ -98,30 +98,41 @@ TEST(VoiceModulation, MixLeadsFromOscillator3ToTheSlowNoise)
     }
 }
 
-TEST(VoiceModulation, CutoffFollowsByDepthShapeAndRange)
+/// The cutoff modulated through the wheel by a pulse of oscillator 3 that is held low.
+void modulateCutoff(VoiceRig& rig, float depth, float shape, float range)
 {
-    // A pulse of oscillator 3 modulates by 0.285558 while it is low. Full shape is the cube of the
-    // depth.
-    constexpr struct {
-        bool on;
-        float depth, shape, range;
+    rig.stretch = 8;
+    rig.hold(2, false);
+    rig.values.modFltOn = true;
+    rig.values.modShape = shape;
+    rig.values.modCutoffRange = range;
+    routeWheel(rig, depth);
+}
+
+TEST(VoiceCutoff, FollowsKnobRevisionKeysFromNote31AndModulation)
+{
+    // 3072 of 32,726 an octave; modulated by 0.285558. Full shape is the cube of the depth.
+    const struct {
+        void (*turn)(VoiceRig&);
+        int note;
         double cutoff;
     } kRows[] = {
-        {true, 0.5f, 0.0f, 0.5f, 0.5713895},  {true, 0.01f, 0.0f, 1.0f, 0.50285558},
-        {true, 0.5f, 0.5f, 1.0f, 0.58923688}, {true, 1.0f, 0.0f, 2.0f, 1.0},
-        {false, 1.0f, 0.0f, 1.0f, 0.5},
+        {[](VoiceRig& r) { r.values.cutoff = 0.8f; }, 60, 0.8},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 1.05f; }, 60, 0.525},
+        {[](VoiceRig& r) { r.values.cutoffRangeFactor = 2.1f; }, 60, 1.0}, // limited
+        {[](VoiceRig& r) { r.values.revision = Revision::Early; }, 60, 0.491},
+        {[](VoiceRig& r) { r.values.keytrack = 0.33333f; }, 67, 0.593869},
+        {[](VoiceRig& r) { r.values.keytrack = 1.0f; }, 0, 0.257502},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.0f, 0.5f); }, 60, 0.5713895},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.5f, 0.5f, 1.0f); }, 60, 0.58923688},
+        {[](VoiceRig& r) { modulateCutoff(r, 0.01f, 0.0f, 1.0f); }, 60, 0.50285558},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.stretch = 8;
-        rig.hold(2, false);
-        rig.values.modFltOn = row.on;
-        rig.values.modShape = row.shape;
-        rig.values.modCutoffRange = row.range;
-        routeWheel(rig, row.depth);
-        rig.start(60);
+        row.turn(rig);
+        rig.start(row.note);
         EXPECT_NEAR(rig.playFor(0.25).cutoff.back(), row.cutoff, 1e-4)
-            << "depth " << row.depth << " shape " << row.shape;
+            << "row " << &row - std::begin(kRows);
     }
 }
 
@@ -163,17 +174,19 @@ TEST(VoiceSlots, AddUpByTheirRules)
         float velocity, wheel;
         double cutoff, depth, volume; ///< shift of the cutoff, modulation depth, level
     } kRows[] = {
-        {"source Off, Volume",       {{{Off, 1.0f, T::Volume}}},               1.0f, 1.0f, 0.0,  0.0, 1.0},
-        {"velocity down",            {{{Velocity, 1.0f, T::Filter}}},          0.1f, 0.0f, -0.4, 0.0, 1.0},
-        {"softer by the amount",     {{{Velocity, 0.5f, T::Volume}}},         0.25f, 0.0f, 0.0,  0.0, 0.625},
-        {"two to Volume subtract",   {{kHalfWheelToVolume,
-                                       kHalfWheelToVolume}},                   0.0f, 0.4f, 0.0,  0.0, 0.4},
-        {"no less than silence",     {{kWheelToVolume, kWheelToVolume}},       0.0f, 0.2f, 0.0,  0.0, 0.0},
-        {"velocity swings depth",    {{kVelocityToDepth}},                     0.8f, 0.0f, 0.0,  0.3, 1.0},
-        {"depth limited below each", {{kVelocityToDepth, kWheelToDepth}},      0.0f, 0.3f, 0.0,  0.3, 1.0},
-        {"depth limited above each", {{kWheelToDepth, kWheelToDepth,
-                                       kVelocityToDepth}},                     0.0f, 0.9f, 0.0,  0.5, 1.0},
-        {"envelope opens the cutoff", {{{ModWheel, 0.3f, T::EnvAmount}}},      1.0f, 1.0f, 0.3 * 0.778487, 0.0, 1.0},
+        {"source Off",          {{{Off, 1.0f, T::Volume}}},          1.0f, 1.0f, 0.0, 0.0, 1.0},
+        {"velocity down",       {{{Velocity, 1.0f, T::Filter}}},     0.1f, 0.0f, -0.4, 0.0, 1.0},
+        {"two to Filter",       {{{ModWheel, 0.5f, T::Filter}, {},
+                                  {Velocity, 0.5f, T::Filter}}},     0.0f, 0.6f, 0.05, 0.0, 1.0},
+        {"softer by amount",    {{{Velocity, 0.5f, T::Volume}}},     0.25f, 0.0f, 0.0, 0.0, 0.625},
+        {"two to Volume",       {{kHalfWheelToVolume,
+                                  kHalfWheelToVolume}},              0.0f, 0.4f, 0.0, 0.0, 0.4},
+        {"not below silence",   {{kWheelToVolume, kWheelToVolume}},  0.0f, 0.2f, 0.0, 0.0, 0.0},
+        {"velocity to depth",   {{kVelocityToDepth}},                0.8f, 0.0f, 0.0, 0.3, 1.0},
+        {"limited below each",  {{kVelocityToDepth, kWheelToDepth}}, 0.0f, 0.3f, 0.0, 0.3, 1.0},
+        {"limited above each",  {{kWheelToDepth, kWheelToDepth,
+                                  kVelocityToDepth}},                0.0f, 0.9f, 0.0, 0.5, 1.0},
+        {"of a full envelope",  {{{ModWheel, 0.3f, T::EnvAmount}}},  1.0f, 1.0f, 0.23355, 0.0, 1.0},
     };
     // clang-format on
     for (const auto& row : kRows) {

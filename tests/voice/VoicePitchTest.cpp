@@ -23,67 +23,91 @@ void solo(VoiceRig& rig, std::size_t k)
 /// Equal temperament in the range of solo().
 double equalHz(double note) { return 4.0 * 440.0 * std::exp2((note - 69.0) / 12.0); }
 
-TEST(Pitch, ControlsMoveTheirOscillatorByTheirInterval)
+/// Oscillator 3 off the keyboard, with everything turned up that moves the others.
+void fixOscillator3(VoiceRig& rig, int range)
 {
-    constexpr double kFs8 = 352800.0;
-    const struct {
-        void (*turn)(EngineValues&);
-        std::size_t oscillator;
-        int note;
-        double cents; ///< off equal temperament at 8', with the spread of voice 1 in it
-    } kRows[] = {
-        {[](EngineValues& v) { v.oscSemi[1] = 7.0f; }, 1, 69, 700.12},
-        {[](EngineValues& v) { v.oscSemi[1] = 7.0f; }, 0, 69, 0.0},
-        {[](EngineValues& v) { v.oscFine[2] = -0.5f; }, 2, 69, -50.14},
-        {[](EngineValues& v) { v.oscRange[0] = 0; }, 0, 24, -4800.0},
-        {[](EngineValues& v) { v.coarseFactor = 4.0; }, 0, 69, 2400.0},
-        {[](EngineValues& v) { v.oscKeytrackSlope = 2.0011260; }, 0, 60, -3.41},
-        {[](EngineValues& v) { v.oscKeytrackSlope = 2.0056297779; }, 0, 102, 0.0}, // the pivot
-        {[](EngineValues& v) { v.oscKeytrackSlope = 1.99437022209; }, 0, 69, 13.42},
-    };
-    for (const auto& row : kRows) {
-        EngineValues values;
-        values.oscRange = {3, 3, 3};
-        values.oscKeytrackSlope = 2.0;
-        row.turn(values);
-        const double hz = oscillatorBases(values, 0, kFs8)[row.oscillator] * kFs8 *
-                          std::pow(values.oscKeytrackSlope, row.note / 12.0);
-        EXPECT_NEAR(1200.0 * std::log2(4.0 * hz / equalHz(row.note)), row.cents, 0.03);
-    }
+    rig.values.oscRange[2] = range;
+    rig.values.osc3KeyTrack = false;
+    rig.values.osc3FixedRate = 10.0 / rig.fs8;
+    rig.values.osc3LoSync = true;
+    rig.values.lfoIncrement = 200.0 / rig.fs8;
+    rig.values.oscDrift = 0.5;
+    rig.values.bendRangeUp = 12;
+    rig.performance.pitchBendNow[0] = 1.0f;
 }
 
-TEST(VoicePitch, VoicesAreTunedApartByTheirSpreadOrTheDetuneOfUnison)
+/// The pitch modulated to a quarter by a pulse of oscillator 3 that is held low.
+void modulate(VoiceRig& rig, bool on)
 {
-    constexpr struct {
-        PolyMode mode;
+    rig.hold(2, false);
+    rig.values.coarseFactor = 1.0;
+    rig.values.modOscOn = on;
+    rig.values.modPitchRange = 2.0f;
+    rig.values.modSlots[1] = {ModSource::ModWheel, 0.25f, ModTarget::ModAmount};
+    rig.performance.modWheelNow = 1.0f;
+}
+
+/// The slope of the keyboard, at 8', where it turns about note 102.
+void stretchKeyboard(VoiceRig& rig, double slope)
+{
+    rig.values.oscRange.fill(3);
+    rig.values.oscKeytrackSlope = slope;
+}
+
+void unison(VoiceRig& rig)
+{
+    rig.values.polyMode = PolyMode::Unison;
+    rig.values.unisonDetune = 0.5f;
+}
+
+TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
+{
+    const struct {
+        const char* what;
+        void (*turn)(VoiceRig&);
         int voice;
         std::size_t oscillator;
-        double semitones;
-    } kRows[] = {{PolyMode::Poly8, 0, 0, 0.0},         {PolyMode::Poly8, 0, 2, -0.0015},
-                 {PolyMode::Poly8, 2, 1, 0.0022317},   {PolyMode::Poly8, 7, 2, -0.0002391},
-                 {PolyMode::Unison, 0, 0, -0.1303038}, {PolyMode::Unison, 1, 0, 0.1277938},
-                 {PolyMode::Unison, 2, 0, -0.2581},    {PolyMode::Unison, 3, 0, 0.2576}};
+        int note;
+        double cents; ///< off equal temperament at 2'; the spread of the voice is in it
+    } kRows[] = {
+        {"as it is", [](VoiceRig&) {}, 0, 0, 81, 0.0},
+        {"spread", [](VoiceRig&) {}, 0, 2, 81, -0.15},
+        {"spread", [](VoiceRig&) {}, 2, 1, 81, 0.22},
+        {"spread", [](VoiceRig&) {}, 7, 2, 81, -0.02},
+        {"unison", unison, 0, 0, 81, -13.03},
+        {"unison", unison, 1, 0, 81, 12.78},
+        {"unison", unison, 2, 0, 81, -25.81},
+        {"unison", unison, 3, 0, 81, 25.76},
+        {"semitones", [](VoiceRig& r) { r.values.oscSemi[1] = 7.0f; }, 0, 1, 69, 700.11},
+        {"fine tune", [](VoiceRig& r) { r.values.oscFine[2] = -0.5f; }, 0, 2, 69, -50.15},
+        {"LO", [](VoiceRig& r) { r.values.oscRange[0] = 0; }, 0, 0, 127, -7200.0},
+        {"coarse tune", [](VoiceRig& r) { r.values.coarseFactor = 4.0; }, 0, 0, 60, 2400.0},
+        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 2.0011260); }, 0, 0, 60, -2403.41},
+        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 2.0056297779); }, 0, 0, 102, -2400.0},
+        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 1.99437022209); }, 0, 0, 69, -2386.58},
+        {"a 20th of the voice rate", [](VoiceRig&) {}, 0, 2, 127, -1663.05},
+        {"modulated", [](VoiceRig& r) { modulate(r, true); }, 0, 1, 69, 612.06},
+        {"not modulated", [](VoiceRig& r) { modulate(r, false); }, 0, 1, 69, 0.11},
+        {"1280 Hz", [](VoiceRig& r) { fixOscillator3(r, 3); }, 0, 2, 100, -3651.32},
+        {"200 Hz, by the tempo", [](VoiceRig& r) { fixOscillator3(r, 0); }, 0, 2, 100, -6865.0},
+    };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.values.polyMode = row.mode;
-        rig.values.unisonDetune = 0.5f;
+        rig.values.polyMode = PolyMode::Poly8;
         solo(rig, row.oscillator);
-        rig.start(81, row.voice);
+        row.turn(rig);
+        rig.start(row.note, row.voice);
+        rig.playLanes(1 << 16);
         const auto lane = rig.playLanes(1 << 14)[static_cast<std::size_t>(row.voice)];
-        // The noise floor moves a crossing by 0.03 samples: nothing over two hundred cycles.
-        const auto cycles = cyclesOf({lane.signal.begin() + 512, lane.signal.end()}, rig.fs8);
-        EXPECT_NEAR(semitones(test::meanHz(cycles), equalHz(81) * 1.000006), row.semitones, 1e-4)
-            << "voice " << row.voice << " oscillator " << row.oscillator + 1;
+        // The noise floor moves a crossing by 0.03 samples: nothing over all cycles.
+        const auto cycles = cyclesOf({lane.signal.begin(), lane.signal.end()}, rig.fs8);
+        EXPECT_NEAR(100.0 * semitones(test::meanHz(cycles), equalHz(row.note)), row.cents, 0.04)
+            << row.what << ", voice " << row.voice << " oscillator " << row.oscillator + 1;
     }
-}
-
-TEST(VoicePitch, StopsRisingAtATwentiethOfTheVoiceRate)
-{
-    VoiceRig rig;
-    solo(rig, 2);
-    rig.start(127);
-    rig.play(512);
-    EXPECT_NEAR(hzAt(cyclesOf(rig.play(8192).sound, rig.fs8), 0.01), 19200.0, 2.0);
+    EngineValues absurd;
+    absurd.osc3LoSync = true;
+    absurd.lfoIncrement = 1e6;
+    EXPECT_LE(fixedOscillator3Increment(absurd), 0.05f) << "by an absurd tempo";
 }
 
 TEST(VoicePitch, WalkersDriftInStraightLinesAndTheSecondPartsTwoOscillators)
@@ -168,48 +192,6 @@ TEST(VoicePitch, GlidesUpTwiceAsFastAsDownAndCarriesTheKeytracking)
             EXPECT_NEAR(streams.cutoff[sample], 0.5 + (pitch - 31.0) * 256.0 / 32726.0, 3e-4);
         }
     }
-}
-
-TEST(VoicePitch, ModulationMovesThePitchByDepthAndRange)
-{
-    for (const bool on : {true, false}) {
-        VoiceRig rig;
-        solo(rig, 1);
-        rig.hold(2, false); // a held low pulse
-        rig.values.coarseFactor = 1.0;
-        rig.values.modOscOn = on;
-        rig.values.modPitchRange = 2.0f;
-        rig.values.modSlots[1] = {ModSource::ModWheel, 0.25f, ModTarget::ModAmount};
-        rig.performance.modWheelNow = 1.0f;
-        rig.start(69);
-        rig.playFor(0.2);
-        const auto cycles = cyclesOf(rig.play(4096).sound, rig.fs8);
-        EXPECT_NEAR(semitones(hzAt(cycles, 0.005), equalHz(69)), on ? 6.1195 : 0.0, 5e-3);
-    }
-}
-
-TEST(VoicePitch, FixedOscillator3IgnoresKeysBendDriftAndModulation)
-{
-    VoiceRig rig;
-    rig.values.osc3KeyTrack = false;
-    rig.values.osc3FixedRate = 10.0 / rig.fs8;
-    rig.values.mixLevel[2] = 1.0f;
-    rig.values.oscDrift = 0.5;
-    rig.values.bendRangeUp = 12;
-    rig.performance.pitchBendNow[0] = 1.0f;
-    rig.performance.modWheelNow = 1.0f;
-    rig.values.modOscOn = true;
-    rig.values.modSlots[0] = {ModSource::ModWheel, 1.0f, ModTarget::ModAmount};
-    rig.start(100);
-    rig.values.osc3LoSync = true;
-    rig.values.lfoIncrement = 200.0 / rig.fs8;
-    for (const auto& [range, hz] : {std::pair(3, 1280.0), {0, 200.0}}) { // LO follows the tempo
-        rig.values.oscRange[2] = range;
-        rig.playFor(0.01);
-        EXPECT_NEAR(hzAt(cyclesOf(rig.playFor(0.05).sound, rig.fs8), 0.04), hz, 0.1) << range;
-    }
-    rig.values.lfoIncrement = 1e6;
-    EXPECT_LE(fixedOscillator3Increment(rig.values), 0.05f) << "an absurd tempo";
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 
 #include "torture/PluginFormat.h"
 
-#include <cstdint>
+#include <algorithm>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -26,6 +26,13 @@ inline void require(bool holds, const std::string& otherwise)
         throw Failure(otherwise);
 }
 
+/// Under a sanitizer times, memory and system calls are not those of the plug-in.
+#ifdef ZEPHRA_SANITIZED
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
 /// What a check works with. Each runs in a process of its own, which begins without the library.
 struct Bench {
     Format& format;
@@ -35,7 +42,11 @@ struct Bench {
     long others = 0;       ///< done, of what the check is about
     const char* unit = ""; ///< what these are, in the plural
 
-    int rounds(int shortForm, int longerForm) const { return longForm ? longerForm : shortForm; }
+    /// Sanitizers make the short form shorter still.
+    int rounds(int shortForm, int longerForm) const
+    {
+        return longForm ? longerForm : kSanitized ? std::max(shortForm / 5, 1) : shortForm;
+    }
     int below(int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); }
     /// 0..1; now and then nothing that a host should send.
     float anyValue();
@@ -55,12 +66,5 @@ std::span<const Check> eventChecks();
 std::span<const Check> parameterChecks();
 std::span<const Check> stateChecks();
 std::span<const Check> lifeChecks();
-
-/// Under a sanitizer times, memory and system calls are not those of the plug-in.
-#ifdef ZEPHRA_SANITIZED
-inline constexpr bool kSanitized = true;
-#else
-inline constexpr bool kSanitized = false;
-#endif
 
 } // namespace zephra::torture

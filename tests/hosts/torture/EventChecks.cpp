@@ -89,7 +89,8 @@ void keyOnAndOffAtOnce(Bench& bench)
         const int key = 24 + bench.below(80);
         player.play(64, {noteOn(5, key), noteOff(5, key), noteOn(5, key), noteOff(5, key)});
     }
-    player.playFor(20 * 48000);
+    for (int second = 0; second < 20 && player.peak() != 0.0f; ++second)
+        player.playFor(48000);
     require(player.peak() == 0.0f, "a note hangs");
 }
 

@@ -65,7 +65,7 @@ void openAndCloseWithItsLibrary(Bench& bench)
 
 void twoHundred(Bench& bench)
 {
-    const int howMany = bench.rounds(kSanitized ? 20 : 60, 200);
+    const int howMany = bench.rounds(60, 200);
     const long before = residentBytes();
     std::vector<std::unique_ptr<Player>> players;
     for (int i = 0; i < howMany; ++i)
