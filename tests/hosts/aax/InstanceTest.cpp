@@ -386,9 +386,13 @@ TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
     track.info.transport = nullptr;
     track.render(512);
     EXPECT_NE(track.sound(0), std::vector<float>(512, Track::kOld));
+    track.outputPointers[1] = nullptr;
+    track.render(512);
+    EXPECT_THAT(track.sound(1), Each(Track::kOld));
     track.info.audioOutputs = nullptr;
     track.render(512);
     track.info = whole;
+    track.outputPointers[1] = track.outputs[1].data();
 
     for (const double rate : {0.0, 192000.0, std::nan(""), 48000.0}) {
         track.controller.rate = rate;
