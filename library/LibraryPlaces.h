@@ -12,6 +12,9 @@ namespace zephra {
 /// ~/Documents. Empty without a home.
 std::filesystem::path defaultSoundbankRoot();
 
+/// The patch that a new instrument starts with, below the soundbank root.
+inline constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
+
 /// The factory banks that were installed with this program or plug-in: "share/zephra/soundbanks"
 /// below the prefix that its own file lies in, else in XDG_DATA_DIRS. Empty if there are none.
 std::filesystem::path installedFactoryBanks();

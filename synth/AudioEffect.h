@@ -44,6 +44,7 @@ public:
     static constexpr std::size_t kMaxProgramName = 23;  ///< likewise, of getProgramName
     static constexpr double kStartSampleRate = 44100.0; ///< until the host tells another
     static constexpr int kStartBlockSize = 1024;        ///< likewise
+    static constexpr int kLargestBlock = 1 << 20;       ///< others are limited to it
 
     AudioEffect(HostPeer* hostPeer, const EffectIdentity& effectIdentity) noexcept
         : host(hostPeer), ownIdentity(effectIdentity)
@@ -91,7 +92,6 @@ public:
     virtual void resume() {}  ///< processing starts
     virtual void close() = 0; ///< the last call before destruction
 
-protected:
     /// Copies at most `most` bytes and a NUL.
     static void copyText(char* text, std::string_view from, std::size_t most) noexcept
     {
@@ -99,6 +99,7 @@ protected:
             text[from.copy(text, most)] = '\0';
     }
 
+protected:
     void setFlag(std::uint32_t flag) noexcept { ownIdentity.flags |= flag; }
 
     HostPeer* const host; ///< may be nullptr

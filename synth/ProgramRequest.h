@@ -32,6 +32,8 @@ public:
         });
     }
 
+    /// [any] Whether there is anything to take.
+    bool pending() const noexcept { return word.load() != 0; }
     /// [ui] What is asked for, once.
     Wanted take() noexcept { return unpacked(word.exchange(0)); }
 

@@ -17,20 +17,8 @@ namespace zephra {
 
 namespace {
 
-constexpr const char* kProduct = "The Zephra";
-constexpr const char* kVendor = "Quillon Audio";
 constexpr const char* kNoName = "-/-";
 constexpr double kUsualTempo = 120.0; // beats per minute
-constexpr int kLargestBlock = 1 << 20;
-
-constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
-                                      1,
-                                      kNumHostParameters,
-                                      0,
-                                      2,
-                                      EffectIdentity::kIsInstrument |
-                                          EffectIdentity::kCanReplacing |
-                                          EffectIdentity::kProgramsAreChunks};
 
 } // namespace
 
@@ -89,8 +77,10 @@ void VstXSynth::processReplacing(float**, float** outputs, int sampleFrames) noe
 {
     if (render(outputs, sampleFrames) || !outputs)
         return;
-    for (int channel = 0; channel < kIdentity.numOutputs; ++channel)
-        std::fill_n(outputs[channel], std::max(sampleFrames, 0), 0.0f);
+    for (int channel = 0; channel < kIdentity.numOutputs; ++channel) {
+        if (outputs[channel])
+            std::fill_n(outputs[channel], std::max(sampleFrames, 0), 0.0f);
+    }
 }
 
 int VstXSynth::processEvents(const HostEvents* events) noexcept
@@ -125,10 +115,8 @@ bool VstXSynth::render(float** outputs, int sampleFrames) noexcept
     const int end = std::max(sampleFrames, 0);
     do { // an empty block is a block of 0 samples
         const int count = std::min(end - pos, SynthEngine::kSubBlock);
-        if (outputs) {
-            position[0] = outputs[0] + pos;
-            position[1] = outputs[1] + pos;
-        }
+        for (int channel = 0; outputs && channel < kIdentity.numOutputs; ++channel)
+            position[channel] = outputs[channel] ? outputs[channel] + pos : unheard.data();
         soundEngine.rows.feed(pos, now.modWheelNow, now.pitchBendNow);
         soundEngine.renderBlock(outputs ? position : nullptr, count, pos);
         pos += count;
@@ -255,10 +243,7 @@ float VstXSynth::getParameter(int index) const
 
 void VstXSynth::getParameterName(int index, char* text) const
 {
-    std::string name;
-    if (!parameterStore.nameOfIndex(index, name))
-        name = kNoName;
-    copyText(text, name, kMaxHostText);
+    copyText(text, parameterName(index), kMaxHostText);
 }
 
 void VstXSynth::getParameterDisplay(int index, char* text) const
@@ -297,8 +282,7 @@ std::string VstXSynth::formatParameter(int index, float normalised) const
 
 std::string VstXSynth::controlName(int id) const
 {
-    std::string name;
-    return parameterStore.nameOfIndex(parameterStore.indexOfControl(id), name) ? name : kNoName;
+    return parameterName(parameterStore.indexOfControl(id));
 }
 
 void VstXSynth::notifyHostAutomate(int id)
@@ -333,11 +317,19 @@ bool VstXSynth::getVendorString(char* text) const
 
 bool VstXSynth::getProductString(char* text) const { return getEffectName(text); }
 
-int VstXSynth::canDo(const char* ability) const
+int VstXSynth::canDo(const char* name) const { return ability(name); }
+
+int VstXSynth::ability(const char* name) noexcept
 {
     constexpr std::string_view kAbilities[] = {"receiveVstEvents", "receiveVstMidiEvent",
                                                "receiveVstTimeInfo"};
-    return ability && std::ranges::find(kAbilities, ability) != std::end(kAbilities) ? 1 : -1;
+    return name && std::ranges::find(kAbilities, name) != std::end(kAbilities) ? 1 : -1;
+}
+
+std::string VstXSynth::parameterName(int index)
+{
+    std::string name;
+    return PluginParameters::nameOfIndex(index, name) ? name : kNoName;
 }
 
 std::intptr_t VstXSynth::vendorSpecific(std::int32_t first, std::intptr_t second, void*,

@@ -14,6 +14,7 @@
 #include "synth/PluginEditor.h"
 #include "synth/ProgramRequest.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
@@ -53,6 +54,21 @@ struct VstXSynthOptions {
 /// processReplacing, and user-interface threads with all else.
 class VstXSynth : public AudioEffectX {
 public:
+    // --- What every one of them is, for hosts that look without opening one. [any] ---
+    static constexpr const char* kProduct = "The Zephra";
+    static constexpr const char* kVendor = "Quillon Audio";
+    static constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
+                                                 1,
+                                                 kNumHostParameters,
+                                                 0,
+                                                 2,
+                                                 EffectIdentity::kIsInstrument |
+                                                     EffectIdentity::kCanReplacing |
+                                                     EffectIdentity::kProgramsAreChunks};
+    static int ability(const char* name) noexcept; ///< as canDo
+    static std::string parameterName(int index);   ///< "-/-" if there is none
+    static const char* versionString() noexcept;
+
     explicit VstXSynth(const VstXSynthOptions& options = {});
     ~VstXSynth() override; ///< keeps a learned MIDI map
 
@@ -60,14 +76,14 @@ public:
     /// As processReplacing, but a block that cannot be rendered leaves the outputs as they are.
     void process(float** inputs, float** outputs, int sampleFrames) noexcept override;
     /// Overwrites both outputs. A block during a pause is silent; its notes wait for the next one.
-    /// A negative length counts as 0, which still is a block.
+    /// A negative length counts as 0, which still is a block. Outputs may be missing, one or both.
     void processReplacing(float** inputs, float** outputs, int sampleFrames) noexcept override;
     int processEvents(const HostEvents* events) noexcept override;
     /// Hz, 44100..384000; others go to the nearest end, not a number to 44100. Silences
     /// everything. On the audio thread, while a writer holds the pause, it is done with the next
     /// block, and allocates there.
     void setSampleRate(double rate) override;
-    /// 1..2^20; likewise. Bends return to the centre.
+    /// 1..kLargestBlock; likewise. Bends return to the centre.
     void setBlockSize(int size) override;
     void close() override;
 
@@ -156,7 +172,8 @@ public:
     /// processReplacing. Program changes count the patches of the current bank as the library
     /// sorts them; numbers without a patch or a bank do nothing.
     void serviceRequests();
-    PatchLibrary* library() const noexcept { return ownLibrary.get(); } ///< may be nullptr
+    bool hasRequests() const noexcept { return programRequest.pending(); } ///< [any] for those
+    PatchLibrary* library() const noexcept { return ownLibrary.get(); }    ///< may be nullptr
     /// Stores the current patch in the library as a new one, where the browser points to. False if
     /// the name is taken, with a message, or the patch cannot be written; nothing has changed then.
     bool storeNewPatch(std::string_view name);
@@ -166,17 +183,18 @@ public:
     void setProgramName(const char* name) override; ///< keeps 31 bytes
     void getProgramName(char* text) const override; ///< at most 23 bytes; at least 24 characters
     std::string programName() const;                ///< in full
+    /// As getProgramName, of any program that the host sees; false if there is none of this number.
+    bool getProgramNameIndexed(int program, char* text) const;
 
     // --- What the plug-in is. [any] ---
     bool getOutputProperties(int index, PinProperties& properties) const override;
     bool getEffectName(char* text) const override;
     bool getVendorString(char* text) const override;
     bool getProductString(char* text) const override;
-    int canDo(const char* ability) const override;
+    int canDo(const char* name) const override;
     /// Only the host's mouse wheel, for an open editor.
     std::intptr_t vendorSpecific(std::int32_t first, std::intptr_t second, void* data,
                                  float value) override;
-    static const char* versionString() noexcept;
 
     PluginParameters& parameters() noexcept { return parameterStore; }
     PluginEditor* editor() const noexcept { return ownEditor.get(); } ///< may be nullptr
@@ -213,13 +231,14 @@ private:
     std::atomic<double> sampleRateWanted{0.0};
     std::atomic<int> blockSizeWanted{0};
 
-    bool hostIsOwn = false;                ///< the maker's own host
-    bool hostKeepsSmoothers = false;       ///< a new patch glides in instead of jumping
-    bool programListHidden = true;         ///< the host sees one program, number 0
-    bool loadedFromLibrary = false;        ///< setChunk runs on behalf of loadPatchFile
-    std::vector<std::uint8_t> chunkOfHost; ///< lent by getChunk
-    std::string currentBank;               ///< of program changes
-    int programIndex = 0;                  ///< last one selected
+    bool hostIsOwn = false;          ///< the maker's own host
+    bool hostKeepsSmoothers = false; ///< a new patch glides in instead of jumping
+    bool programListHidden = true;   ///< the host sees one program, number 0
+    bool loadedFromLibrary = false;  ///< setChunk runs on behalf of loadPatchFile
+    std::array<float, SynthEngine::kSubBlock> unheard{}; ///< by a host that leaves an output out
+    std::vector<std::uint8_t> chunkOfHost;               ///< lent by getChunk
+    std::string currentBank;                             ///< of program changes
+    int programIndex = 0;                                ///< last one selected
 
     std::unique_ptr<PatchLibrary> ownLibrary;
     std::unique_ptr<PluginEditor> ownEditor; ///< last: goes first

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "common/Utf8.h"
 #include "library/LibraryPlaces.h"
 #include "library/PatchLibrary.h"
 #include "synth/VstXSynth.h"
@@ -8,9 +9,6 @@
 namespace zephra {
 
 namespace {
-
-/// The patch that a new instrument starts with, below the soundbank root.
-constexpr const char* kFirstPatch = "Showcase\\Bass Carpet QX.fxp";
 
 /// Number of the patch for a start without that one: the first without a category.
 std::size_t firstUncategorized(const PatchLibrary& library)
@@ -91,6 +89,22 @@ void VstXSynth::setProgram(int program)
     if (ownLibrary && !programListHidden && program >= 0 &&
         static_cast<std::size_t>(program) < ownLibrary->entries().size())
         loadEntry(ownLibrary->entries().at(static_cast<std::size_t>(program)));
+}
+
+bool VstXSynth::getProgramNameIndexed(int program, char* text) const
+{
+    if (ownLibrary && !programListHidden) {
+        const auto& entries = ownLibrary->entries();
+        if (program < 0 || static_cast<std::size_t>(program) >= entries.size())
+            return false;
+        const auto name = entries.at(static_cast<std::size_t>(program)).name();
+        copyText(text, utf8Prefix(name, kMaxProgramName), kMaxProgramName);
+        return true;
+    }
+    if (program != 0)
+        return false;
+    getProgramName(text);
+    return true;
 }
 
 void VstXSynth::serviceRequests()

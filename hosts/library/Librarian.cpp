@@ -421,8 +421,8 @@ Report Librarian::setFavourites(const Names& patches, bool on)
     Names listed, others;
     std::ranges::partition_copy(patches, std::back_inserter(listed), std::back_inserter(others),
                                 [&](const std::string& name) { return !on && isListed(name); });
-    const bool all = library.setFavourites(find(listed, library.favourites()), on) &
-                     library.setFavourites(find(others, library.entries()), on);
+    bool all = library.setFavourites(find(listed, library.favourites()), on);
+    all &= library.setFavourites(find(others, library.entries()), on);
     require(all, "favourites", kNotKept);
     return {};
 }

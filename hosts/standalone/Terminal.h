@@ -35,7 +35,6 @@ public:
 private:
     bool keysWanted = false, lineShown = false;
     bool rawNow = false;
-    bool titled = false;
 };
 
 /// `text` without what a terminal would obey instead of showing it: control characters and bytes

@@ -14,8 +14,7 @@ constexpr int kWidth = 50; ///< characters
 } // namespace
 
 ProgressBar::ProgressBar(std::int64_t wholeWork, bool quiet)
-    : whole(std::max<std::int64_t>(wholeWork, 1)),
-      visible(!quiet && ::isatty(STDERR_FILENO) == 1)
+    : whole(std::max<std::int64_t>(wholeWork, 1)), visible(!quiet && ::isatty(STDERR_FILENO) == 1)
 {
 }
 

@@ -45,19 +45,19 @@ PluginParameters::PluginParameters(int presetCount, AssertionReporter reporter)
     saveSnapshot();
 }
 
-int PluginParameters::controlOfIndex(int index) const noexcept
+int PluginParameters::controlOfIndex(int index) noexcept
 {
     const HostParameter* parameter = findHostParameter(index);
     return parameter ? parameter->id : NoParameter;
 }
 
-int PluginParameters::defaultCcOfIndex(int index) const noexcept
+int PluginParameters::defaultCcOfIndex(int index) noexcept
 {
     const HostParameter* parameter = findHostParameter(index);
     return parameter ? parameter->defaultCc : kNoController;
 }
 
-bool PluginParameters::nameOfIndex(int index, std::string& text) const
+bool PluginParameters::nameOfIndex(int index, std::string& text)
 {
     const ControlInfo* control = findControl(controlOfIndex(index));
     if (!control)

@@ -31,11 +31,11 @@ public:
 
     // --- Host parameters, by host index 0..74 ---
     /// Control id, NoParameter outside the range.
-    int controlOfIndex(int index) const noexcept;
+    static int controlOfIndex(int index) noexcept;
     /// Controller number that is bound from the start, kNoController if none or outside the range.
-    int defaultCcOfIndex(int index) const noexcept;
+    static int defaultCcOfIndex(int index) noexcept;
     /// Copies the host name; outside the range leaves `text` alone and returns false.
-    bool nameOfIndex(int index, std::string& text) const;
+    static bool nameOfIndex(int index, std::string& text);
     /// Host index of a control, NoParameter if hosts do not see it.
     int indexOfControl(int id, int page = NoParameter) const noexcept;
 

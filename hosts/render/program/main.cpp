@@ -4,14 +4,14 @@
 #include "library/ProgramFile.h"
 #include "render/ControlNames.h"
 #include "render/EventList.h"
-#include "song/Failure.h"
-#include "song/MidiFile.h"
 #include "render/PatchList.h"
 #include "render/PendingFile.h"
 #include "render/Renderer.h"
 #include "render/RenderOptions.h"
-#include "song/TailRule.h"
 #include "render/WavWriter.h"
+#include "song/Failure.h"
+#include "song/MidiFile.h"
+#include "song/TailRule.h"
 #include "terminal/ProgressBar.h"
 
 #include <csignal>
@@ -76,7 +76,8 @@ void render(const RenderOptions& options)
     {
         Renderer renderer(options, events);
         keepPatch(options.savePatch, renderer, patch);
-        terminal::ProgressBar progress(options.seconds ? tail.longest() : events.end, options.quiet);
+        terminal::ProgressBar progress(options.seconds ? tail.longest() : events.end,
+                                       options.quiet);
         summary = renderer.run(tail, wav, progress);
     }
     wav.finish();

@@ -9,8 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 {
     try {
         double last = 0.0;
-        for (const auto& [seconds, message] :
-             zephra::parseMidi({bytes, size}, 120.0).messages) {
+        for (const auto& [seconds, message] : zephra::parseMidi({bytes, size}, 120.0).messages) {
             const bool wellFormed = message.status >= 0x80 && message.status < 0xf0 &&
                                     message.data1 < 0x80 && message.data2 < 0x80;
             if (!wellFormed || !(seconds >= last && seconds <= zephra::kLongestSeconds))

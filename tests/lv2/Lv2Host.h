@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "controls/ControlTable.h"
+#include "lv2/Ports.h"
+
+#include <lv2/atom/forge.h>
+#include <lv2/buf-size/buf-size.h>
+#include <lv2/core/lv2.h>
+#include <lv2/midi/midi.h>
+#include <lv2/options/options.h>
+#include <lv2/state/state.h>
+#include <lv2/time/time.h>
+#include <lv2/urid/urid.h>
+#include <lv2/worker/worker.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <dlfcn.h>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zephra::lv2 {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Numbers for URIs.
+struct UridMap {
+    LV2_URID operator()(const char* uri)
+    {
+        return numbers.try_emplace(uri, static_cast<LV2_URID>(numbers.size() + 1)).first->second;
+    }
+    static LV2_URID call(LV2_URID_Map_Handle self, const char* uri)
+    {
+        return (*static_cast<UridMap*>(self))(uri);
+    }
+
+    std::map<std::string, LV2_URID> numbers;
+    LV2_URID_Map map{this, call};
+};
+
+/// The events of one block as a host lays them out: written by the forge of the LV2 headers, and
+/// read from memory that ends where they end.
+class EventBuffer {
+public:
+    explicit EventBuffer(UridMap& urids) : midiEvent(urids(LV2_MIDI__MidiEvent))
+    {
+        lv2_atom_forge_init(&forge, &urids.map);
+        position = urids(LV2_TIME__Position);
+        beatsPerMinute = urids(LV2_TIME__beatsPerMinute);
+        clear();
+    }
+
+    void clear()
+    {
+        lv2_atom_forge_set_buffer(&forge, reinterpret_cast<std::uint8_t*>(memory.data()),
+                                  memory.size() * sizeof memory[0]);
+        lv2_atom_forge_sequence_head(&forge, &frame, 0);
+    }
+    EventBuffer& midi(std::int64_t at, std::initializer_list<int> bytes)
+    {
+        const Bytes raw(bytes.begin(), bytes.end());
+        return event(at, midiEvent, raw);
+    }
+    EventBuffer& event(std::int64_t at, LV2_URID type, const Bytes& body)
+    {
+        lv2_atom_forge_frame_time(&forge, at);
+        lv2_atom_forge_atom(&forge, static_cast<std::uint32_t>(body.size()), type);
+        if (!body.empty())
+            lv2_atom_forge_write(&forge, body.data(), static_cast<std::uint32_t>(body.size()));
+        return *this;
+    }
+    EventBuffer& tempo(std::int64_t at, float value)
+    {
+        LV2_Atom_Forge_Frame object;
+        lv2_atom_forge_frame_time(&forge, at);
+        lv2_atom_forge_object(&forge, &object, 0, position);
+        lv2_atom_forge_key(&forge, beatsPerMinute);
+        lv2_atom_forge_float(&forge, value);
+        lv2_atom_forge_pop(&forge, &object);
+        return *this;
+    }
+
+    /// A copy in memory of its own, as long as the forge has written.
+    std::unique_ptr<std::uint64_t[]> copy() const
+    {
+        const std::size_t words = (forge.offset + 7) / 8;
+        auto exact = std::make_unique<std::uint64_t[]>(words);
+        std::copy_n(memory.data(), words, exact.get());
+        return exact;
+    }
+    /// To do damage. `byte` counts from the start of the sequence atom.
+    std::uint32_t& wordAt(std::size_t byte)
+    {
+        return *reinterpret_cast<std::uint32_t*>(reinterpret_cast<std::uint8_t*>(memory.data()) +
+                                                 byte);
+    }
+
+    static constexpr std::size_t kFirstEvent = sizeof(LV2_Atom_Sequence);
+
+private:
+    std::vector<std::uint64_t> memory = std::vector<std::uint64_t>(1 << 16);
+    LV2_Atom_Forge forge{};
+    LV2_Atom_Forge_Frame frame{};
+    LV2_URID midiEvent, position, beatsPerMinute;
+};
+
+/// What a host offers; the plainest offers nothing but the map.
+struct Offers {
+    double rate = 48000.0;
+    std::int32_t maxBlock = 0;     ///< frames, 0: not offered
+    std::int32_t nominalBlock = 0; ///< likewise
+    enum class Worker { None, Waiting, Immediate } worker = Worker::None;
+};
+
+/// A value with its type, as hosts keep the properties of a state.
+struct Property {
+    std::string type;
+    Bytes value;
+};
+using State = std::map<std::string, Property>;
+
+/// One instance of the plug-in in the built bundle, loaded as hosts do. The library is unloaded
+/// with the last instance, so that the next one is again the first of its process.
+class Lv2Host {
+public:
+    explicit Lv2Host(const Offers& offers = {}) : offered(offers), events(urids)
+    {
+        library = ::dlopen(ZEPHRA_LV2_BUNDLE "/zephra.so", RTLD_NOW | RTLD_LOCAL);
+        if (!library)
+            throw std::runtime_error(::dlerror());
+        const auto entry =
+            reinterpret_cast<LV2_Descriptor_Function>(::dlsym(library, "lv2_descriptor"));
+        descriptor = entry(0);
+
+        const LV2_URID intType = urids(LV2_ATOM__Int);
+        const auto option = [&](const char* key, const std::int32_t& value) {
+            if (value != 0)
+                options.push_back({LV2_OPTIONS_INSTANCE, 0, urids(key), 4, intType, &value});
+        };
+        option(LV2_BUF_SIZE__maxBlockLength, offered.maxBlock);
+        option(LV2_BUF_SIZE__nominalBlockLength, offered.nominalBlock);
+        const bool hasOptions = !options.empty();
+        options.push_back({});
+        const LV2_Feature mapFeature{LV2_URID__map, &urids.map};
+        const LV2_Feature optionsFeature{LV2_OPTIONS__options, options.data()};
+        const LV2_Feature workerFeature{LV2_WORKER__schedule, &schedule};
+        std::vector<const LV2_Feature*> features{&mapFeature};
+        if (hasOptions)
+            features.push_back(&optionsFeature);
+        if (offered.worker != Offers::Worker::None)
+            features.push_back(&workerFeature);
+        features.push_back(nullptr);
+
+        handle = descriptor->instantiate(descriptor, offered.rate, ZEPHRA_LV2_BUNDLE "/",
+                                         features.data());
+        if (!handle)
+            throw std::runtime_error("no instance");
+        for (int i = 0; i < kNumHostParameters; ++i)
+            descriptor->connect_port(handle, FirstControl + static_cast<std::uint32_t>(i),
+                                     &controls[static_cast<std::size_t>(i)]);
+        descriptor->connect_port(handle, NotifyOut, notices.data());
+        descriptor->connect_port(handle, LatencyOut, &latency);
+        descriptor->activate(handle);
+    }
+    ~Lv2Host()
+    {
+        if (descriptor->deactivate)
+            descriptor->deactivate(handle);
+        descriptor->cleanup(handle);
+        ::dlclose(library);
+    }
+    Lv2Host(const Lv2Host&) = delete;
+    Lv2Host& operator=(const Lv2Host&) = delete;
+
+    /// One block with the events gathered in `events`, which is empty afterwards: left, then right.
+    std::vector<float> run(std::uint32_t frames)
+    {
+        const auto sequence = events.copy();
+        events.clear();
+        std::vector<float> sound(2 * frames, -1.0f);
+        connect(EventsIn, sequence.get());
+        connect(LeftOut, sound.data());
+        connect(RightOut, sound.data() + frames);
+        auto* const out = reinterpret_cast<LV2_Atom*>(notices.data());
+        *out = {static_cast<std::uint32_t>(sizeof notices - sizeof(LV2_Atom)),
+                urids(LV2_ATOM__Chunk)};
+        descriptor->run(handle, frames);
+        if (out->size > sizeof(LV2_Atom_Sequence_Body))
+            ++noticesSeen;
+        return sound;
+    }
+    void connect(std::uint32_t port, void* data) { descriptor->connect_port(handle, port, data); }
+    void runOnly(std::uint32_t frames) { descriptor->run(handle, frames); }
+
+    /// What the plug-in has scheduled; returns the number of jobs.
+    int runWorker()
+    {
+        const int jobs = std::exchange(jobsWaiting, 0);
+        for (int i = 0; i < jobs; ++i)
+            extension<LV2_Worker_Interface>(LV2_WORKER__interface)
+                .work(handle, nullptr, nullptr, 4, "job");
+        return jobs;
+    }
+
+    State save()
+    {
+        struct Context {
+            State state;
+            UridMap& urids;
+        } context{{}, urids};
+        extension<LV2_State_Interface>(LV2_STATE__interface)
+            .save(
+                handle,
+                [](LV2_State_Handle data, std::uint32_t key, const void* value, std::size_t size,
+                   std::uint32_t type, std::uint32_t) {
+                    auto& into = *static_cast<Context*>(data);
+                    const auto* const bytes = static_cast<const std::uint8_t*>(value);
+                    into.state[uriOf(into.urids, key)] = {uriOf(into.urids, type),
+                                                          Bytes(bytes, bytes + size)};
+                    return LV2_STATE_SUCCESS;
+                },
+                &context, 0, nullptr);
+        return context.state;
+    }
+    LV2_State_Status restore(const State& state)
+    {
+        struct Context {
+            const State& state;
+            UridMap& urids;
+        } context{state, urids};
+        return extension<LV2_State_Interface>(LV2_STATE__interface)
+            .restore(
+                handle,
+                [](LV2_State_Handle data, std::uint32_t key, std::size_t* size, std::uint32_t* type,
+                   std::uint32_t* flags) -> const void* {
+                    auto& from = *static_cast<Context*>(data);
+                    const auto found = from.state.find(uriOf(from.urids, key));
+                    if (found == from.state.end())
+                        return nullptr;
+                    *size = found->second.value.size();
+                    *type = from.urids(found->second.type.c_str());
+                    *flags = LV2_STATE_IS_POD;
+                    return found->second.value.data();
+                },
+                &context, 0, nullptr);
+    }
+    /// The chunk of the present patch.
+    Bytes patch() { return save()[kPatchUri].value; }
+
+    template <class Interface> const Interface& extension(const char* uri) const
+    {
+        return *static_cast<const Interface*>(descriptor->extension_data(uri));
+    }
+
+    const Offers offered;
+    UridMap urids;
+    EventBuffer events;
+    /// [host index] At the defaults, as hosts start.
+    std::array<float, kNumHostParameters> controls = defaultPorts();
+    float latency = -1.0f;
+    int noticesSeen = 0;
+    const LV2_Descriptor* descriptor = nullptr;
+    LV2_Handle handle = nullptr;
+
+private:
+    static std::array<float, kNumHostParameters> defaultPorts()
+    {
+        std::array<float, kNumHostParameters> values{};
+        for (int i = 0; i < kNumHostParameters; ++i) {
+            const int id = kHostParameters[static_cast<std::size_t>(i)].id;
+            values[static_cast<std::size_t>(i)] =
+                portScale(i).fromNormalised(defaultValue(id) / controlScale(id));
+        }
+        return values;
+    }
+
+    static std::string uriOf(const UridMap& urids, LV2_URID number)
+    {
+        for (const auto& [uri, known] : urids.numbers) {
+            if (known == number)
+                return uri;
+        }
+        return {};
+    }
+    static LV2_Worker_Status scheduleWork(LV2_Worker_Schedule_Handle self, std::uint32_t,
+                                          const void*)
+    {
+        auto& host = *static_cast<Lv2Host*>(self);
+        ++host.jobsWaiting;
+        if (host.offered.worker == Offers::Worker::Immediate)
+            host.runWorker();
+        return LV2_WORKER_SUCCESS;
+    }
+
+    void* library = nullptr;
+    std::vector<LV2_Options_Option> options;
+    LV2_Worker_Schedule schedule{this, scheduleWork};
+    std::array<std::uint64_t, 512> notices{};
+    int jobsWaiting = 0;
+};
+
+} // namespace zephra::lv2
