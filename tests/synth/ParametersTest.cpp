@@ -31,7 +31,8 @@ TEST_F(Parameters, StepsSurviveTheHostExactly)
             // Back as a host keeps it: the very float, and a text of six digits.
             for (const float kept : {told, std::stof(std::to_string(told))}) {
                 synth.setControlValue(control.id, control.scale - step, false);
-                synth.setParameter(control.hostIndex, kept);
+                kept == told ? synth.setParameter(control.hostIndex, kept)
+                             : synth.setParameterAutomated(control.hostIndex, kept);
                 EXPECT_EQ(synth.getControlValue(control.id), step) << control.name;
             }
         }
