@@ -47,6 +47,10 @@ class Installed(unittest.TestCase):
             self.assertEqual((home / path).read_bytes(), (installed / path).read_bytes(), path)
         self.assertIn("Showcase", self.run_it("zephra-library", "tree"))
 
+    def test_plug_ins_lie_where_hosts_look(self):
+        for path in ("lib/vst/Zephra.so", "lib/lv2/Zephra.lv2/manifest.ttl"):
+            self.assertTrue((self.prefix / path).is_file(), path)
+
     def test_nothing_remembers_where_it_was_built(self):
         for path in self.prefix.rglob("*"):
             if path.is_file():
