@@ -40,7 +40,7 @@ public:
 
 private:
     struct Close {
-        void operator()(jack_client_t* client) const { jack_client_close(client); }
+        void operator()(jack_client_t* one) const { jack_client_close(one); }
     };
     using Client = std::unique_ptr<jack_client_t, Close>;
 
