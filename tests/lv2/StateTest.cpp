@@ -141,6 +141,7 @@ TEST(StateProperty, ComesAndGoesWhileTheSoundRuns)
     const Home home;
     const State state = oddState();
     Lv2Host host({.maxBlock = 128});
+    host.run(128); // ports act once they have been seen
     std::atomic<bool> done = false;
     std::thread audio([&] {
         while (!done) {
