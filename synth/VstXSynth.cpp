@@ -43,6 +43,7 @@ VstXSynth::VstXSynth(const VstXSynthOptions& options)
             setFlag(EffectIdentity::kHasEditor);
         controls.attachEditor(ownEditor.get());
     }
+    isBuilt = true;
 }
 
 VstXSynth::~VstXSynth()
@@ -199,12 +200,17 @@ void VstXSynth::applyCurrentPatch()
 /// Not during a pause: nobody outside may hold the sound up.
 void VstXSynth::tellOfNewPatch()
 {
-    if (host)
-        host->updateDisplay();
+    tellHost(&HostPeer::updateDisplay);
     if (ownEditor)
         ownEditor->requestRefresh();
-    if (host)
-        host->refreshParameters();
+    tellHost(&HostPeer::refreshParameters);
+}
+
+/// Not of the first patch, which is news to nobody.
+void VstXSynth::tellHost(void (HostPeer::*news)())
+{
+    if (host && isBuilt)
+        (host->*news)();
 }
 
 void VstXSynth::snapSmoothers()

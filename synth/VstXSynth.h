@@ -208,6 +208,7 @@ private:
     double hostTempo() const noexcept;
     void carryOutSettings();
     void tellOfNewPatch();
+    void tellHost(void (HostPeer::*news)());
     void openLibrary(const VstXSynthOptions& options);
     void loadEntry(const PatchEntry& entry);
     const PatchEntry* currentEntry() const;
@@ -231,6 +232,7 @@ private:
     std::atomic<double> sampleRateWanted{0.0};
     std::atomic<int> blockSizeWanted{0};
 
+    bool isBuilt = false;            ///< the constructor is through
     bool hostIsOwn = false;          ///< the maker's own host
     bool hostKeepsSmoothers = false; ///< a new patch glides in instead of jumping
     bool programListHidden = true;   ///< the host sees one program, number 0

@@ -79,8 +79,7 @@ bool VstXSynth::loadPatchFile(const std::string& path, PatchFileMode mode, bool 
     loadedFromLibrary = false;
 
     setProgramName(name.c_str());
-    if (host)
-        host->updateDisplay();
+    tellHost(&HostPeer::updateDisplay);
     return true;
 }
 
@@ -97,8 +96,7 @@ std::error_code VstXSynth::savePatchFile(const std::string& path)
     }
     currentPatchPath = path;
     hostLoaded = false;
-    if (host)
-        host->updateDisplay();
+    tellHost(&HostPeer::updateDisplay);
     return error;
 }
 
@@ -111,10 +109,7 @@ void VstXSynth::initPatch()
     if (PatchRecord* record = parameterStore.getPreset(NoParameter))
         record->setInfoText({});
     setProgramName("Init Patch");
-    if (host)
-        host->updateDisplay();
-    if (ownEditor)
-        ownEditor->requestRefresh();
+    tellOfNewPatch();
 }
 
 void VstXSynth::breed(GeneticsState& state, std::uint32_t seed)

@@ -172,10 +172,11 @@ TEST_F(Patches, InitPatchResetsLockedControlsToo)
     synth.setControlSilently(filter_cutoff, 0.9f);
     synth.parameters().setLocked(filter_cutoff, true);
     const int updates = plugin.host.displayUpdates;
-    const int refreshes = plugin.editor->refreshes;
+    const int refreshes = plugin.editor->refreshes, hostRefreshes = plugin.host.refreshes;
     synth.initPatch();
     EXPECT_TRUE(synth.parameters().isLocked(filter_cutoff));
     EXPECT_EQ(plugin.host.displayUpdates, updates + 1);
+    EXPECT_EQ(plugin.host.refreshes, hostRefreshes + 1);
     EXPECT_EQ(plugin.editor->refreshes, refreshes + 1);
     EXPECT_EQ(get(synth), get(*Plugin().synth)) << "as a fresh one";
 }

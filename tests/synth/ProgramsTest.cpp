@@ -37,6 +37,7 @@ TEST(FirstPatch, IsTheShowpieceElseTheFirstWithoutCategoryElseTheFirst)
     };
     for (const auto& row : rows) {
         const Plugin plugin("Quillon Audio", row.tree.root());
+        EXPECT_EQ(plugin.host.displayUpdates + plugin.host.refreshes, 0) << "no news";
         EXPECT_EQ(plugin.synth->programName(), row.name);
         EXPECT_EQ(plugin.synth->getProgram(), row.program) << row.name;
     }
