@@ -109,6 +109,7 @@ PendingFile::PendingFile(const std::string& path)
     const fs::path folder =
         stream ? fs::temp_directory_path(error) : fs::path(target).parent_path();
     std::string place = (folder.empty() ? fs::path(".") : folder) / ".zephra-render-XXXXXX";
+    const SignalsHeld held; // until it is known what to remove
     fd = ::mkstemp(place.data());
     if (fd < 0)
         throw systemFailure(shownName);
