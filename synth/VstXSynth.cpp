@@ -200,17 +200,18 @@ void VstXSynth::applyCurrentPatch()
 /// Not during a pause: nobody outside may hold the sound up.
 void VstXSynth::tellOfNewPatch()
 {
-    tellHost(&HostPeer::updateDisplay);
+    tellOfNewName();
     if (ownEditor)
         ownEditor->requestRefresh();
-    tellHost(&HostPeer::refreshParameters);
+    if (host && isBuilt)
+        host->refreshParameters();
 }
 
-/// Not of the first patch, which is news to nobody.
-void VstXSynth::tellHost(void (HostPeer::*news)())
+/// The first patch is news to nobody.
+void VstXSynth::tellOfNewName()
 {
     if (host && isBuilt)
-        (host->*news)();
+        host->updateDisplay();
 }
 
 void VstXSynth::snapSmoothers()

@@ -208,7 +208,7 @@ private:
     double hostTempo() const noexcept;
     void carryOutSettings();
     void tellOfNewPatch();
-    void tellHost(void (HostPeer::*news)());
+    void tellOfNewName();
     void openLibrary(const VstXSynthOptions& options);
     void loadEntry(const PatchEntry& entry);
     const PatchEntry* currentEntry() const;

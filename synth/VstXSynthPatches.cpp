@@ -79,7 +79,7 @@ bool VstXSynth::loadPatchFile(const std::string& path, PatchFileMode mode, bool 
     loadedFromLibrary = false;
 
     setProgramName(name.c_str());
-    tellHost(&HostPeer::updateDisplay);
+    tellOfNewName();
     return true;
 }
 
@@ -96,7 +96,7 @@ std::error_code VstXSynth::savePatchFile(const std::string& path)
     }
     currentPatchPath = path;
     hostLoaded = false;
-    tellHost(&HostPeer::updateDisplay);
+    tellOfNewName();
     return error;
 }
 
