@@ -26,7 +26,7 @@ struct MidiEvent : HostEvent {
     MidiEvent(int sample, int status, int first, int second = 0) noexcept : MidiEvent()
     {
         deltaFrames = sample;
-        data = {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first),
+        data = {static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(first), // NOLINT
                 static_cast<std::uint8_t>(second), 0};
     }
 

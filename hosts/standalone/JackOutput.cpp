@@ -34,7 +34,7 @@ JackOutput::JackOutput(LiveInstrument& player) : instrument(player), client(open
     left = addPort("left", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput);
     right = addPort("right", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput);
     keys = addPort("MIDI in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput);
-    instrument.prepare(rate(), block());
+    instrument.prepare(JackOutput::rate(), JackOutput::block());
 
     jack_set_process_callback(
         client.get(),
