@@ -66,6 +66,14 @@ struct ZipReader::Archive {
         return count;
     }
 
+    /// An archive of nothing, which minizip takes for none.
+    bool isEmpty()
+    {
+        std::array<std::uint8_t, 22> end{};
+        return file.readAt(0, end) == end.size() && littleEndian32(end, 0) == 0x06054b50 &&
+               littleEndian16(end, 10) == 0;
+    }
+
     /// Backwards by an offset that wraps.
     long seek(std::uint64_t offset, int origin) noexcept
     {
@@ -107,7 +115,7 @@ std::uint64_t sizeOf(unzFile zip, const unz_file_info64& info)
 
 ZipReader::ZipReader(const std::filesystem::path& path) : archive(std::make_unique<Archive>(path))
 {
-    if (!archive->zip || !list())
+    if (archive->zip ? !list() : !archive->isEmpty())
         archive.reset();
 }
 

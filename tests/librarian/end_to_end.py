@@ -162,7 +162,9 @@ class Librarian(unittest.TestCase):
                               "User/New.fxp", "B/lead/New.fxp"}, before)
         self.put("../Empty/readme.txt")
         self.put("../text.zip", b"text")
+        zipfile.ZipFile(outside / "nothing.zip", "w").close()
         for source, message in (("Empty", "Nothing found to import!\n"),
+                                ("nothing.zip", "Nothing found to import!\n"),
                                 ("text.zip", "Failed to open ZIP archive!\n"),
                                 ("Missing", "there is no such file or folder\n"),
                                 ("Empty/readme.txt", "this is no patch (.fxp), folder or ZIP")):
