@@ -113,6 +113,7 @@ bool PatchLibrary::isSameCategory(const PatchFolder& a, const PatchFolder& b) co
 bool PatchLibrary::movePatchFile(const PathText& oldPath, const PathText& newPath, bool report,
                                  bool rescan)
 {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): they may be those of favourites
     const PathText from = oldPath, to = newPath;
     if (!files.rename(from, to))
         return refuse(report, kMoveBlocked);
@@ -346,7 +347,7 @@ bool PatchLibrary::createNewFile(const PathText& path, bool rescan)
 
 PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool rescan)
 {
-    const Moved copy = copyPatch(nativePath(entry.path), entry);
+    Moved copy = copyPatch(nativePath(entry.path), entry);
     if (!copy || !rescan)
         return copy;
     reload(false);
