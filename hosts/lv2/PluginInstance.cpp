@@ -78,7 +78,6 @@ PluginInstance::PluginInstance(double sampleRate, const HostFeatures& features)
     adoptBlockSize();
     if (features.options)
         setOptions(features.options);
-    stateChanged = false; // the host has only just made it
 }
 
 VstXSynthOptions PluginInstance::surroundings()
