@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -142,18 +143,22 @@ public:
                 &context, 0, nullptr);
         return context.state;
     }
-    LV2_State_Status restore(const State& state)
+    /// `meanwhile` runs with each property that the plug-in reads.
+    LV2_State_Status restore(const State& state, const std::function<void()>& meanwhile = {})
     {
         struct Context {
             const State& state;
             UridMap& urids;
-        } context{state, urids};
+            const std::function<void()>& meanwhile;
+        } context{state, urids, meanwhile};
         return extension<LV2_State_Interface>(LV2_STATE__interface)
             .restore(
                 handle,
                 [](LV2_State_Handle data, std::uint32_t key, std::size_t* size, std::uint32_t* type,
                    std::uint32_t* flags) -> const void* {
                     auto& from = *static_cast<Context*>(data);
+                    if (from.meanwhile)
+                        from.meanwhile();
                     const auto found = from.state.find(uriOf(from.urids, key));
                     if (found == from.state.end())
                         return nullptr;

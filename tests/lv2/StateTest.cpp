@@ -63,13 +63,14 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
     const Bytes& chunk = state.at(kPatchUri).value;
     EXPECT_LT(cutoffOf(chunk), 0.8f);
 
-    enum Moment { Before, After };
+    enum Moment { Before, While, After };
     const struct {
         const char* what;
-        Moment portsCome; ///< with the first block, or with a later one
+        Moment portsCome; ///< of the state: with the first block, as it is read, later
         bool automated;   ///< the host moves the cutoff while it loads the song
     } rows[] = {
         {"host sets the ports at once", Before, false},
+        {"host sets the ports while it plays", While, false},
         {"host sets the ports later", After, false},
         {"automation", Before, true},
     };
@@ -78,7 +79,12 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
             Lv2Host host;
             if (row.portsCome == After)
                 host.run(64);
-            host.restore(state);
+            host.restore(state, [&] {
+                if (row.portsCome == While) {
+                    host.controls = ports;
+                    host.run(64);
+                }
+            });
             if (row.portsCome == After)
                 host.run(64);
             host.controls = ports;

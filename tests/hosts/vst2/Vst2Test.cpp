@@ -200,6 +200,29 @@ TEST_F(Vst2Test, TheThreeWaysToRenderGiveOneSoundInBlocksOfAnyLength)
         ASSERT_EQ(onTop[i], 0.25f + replaced[i]) << i;
 }
 
+TEST_F(Vst2Test, AnEmptyBlockLeavesItsEventsToTheNext)
+{
+    Vst2Effect effect(library);
+    effect.call(effMainsChanged, 0, 1);
+    for (const int way : {0, 1, 2}) {
+        const auto empty = [&] {
+            if (way == 0)
+                play(effect, 0);
+            else if (way == 1)
+                render<float>(effect, effect->process, 0);
+            else
+                render<double>(effect, effect->processDoubleReplacing, 0);
+        };
+        send(effect, {{0, {0x90, 60, 100}}});
+        empty();
+        EXPECT_GT(test::peak(play(effect, 2000)), 1e-3f) << way;
+        send(effect, {{0, {0x80, 60, 0}}});
+        empty();
+        play(effect, 100000);
+        EXPECT_LT(test::peak(play(effect, 2000)), 1e-6f) << "a note hangs";
+    }
+}
+
 TEST_F(Vst2Test, TheDelayFollowsTheTempoOfTheHost)
 {
     constexpr int kEffectsActive = 56, kDelayMix = 60;
