@@ -126,22 +126,6 @@ TEST(StateProperty, OfAnotherKindLeavesThePatchAlone)
     }
 }
 
-TEST(StateProperty, MayBeDamaged)
-{
-    const Home home;
-    const Bytes whole = oddState().at(kPatchUri).value;
-    Lv2Host host;
-    for (std::size_t length = 1; length < whole.size(); length += 97) {
-        Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-        for (std::size_t at = length / 2; at < length; at += 31)
-            cut[at] = static_cast<std::uint8_t>(cut[at] * 7 + 0xf3);
-        host.restore({{kPatchUri, {LV2_ATOM__Chunk, cut}}});
-        host.events.midi(0, {0x90, 60, 100});
-        for (const float x : host.run(256))
-            ASSERT_TRUE(std::isfinite(x)) << length;
-    }
-}
-
 TEST(StateProperty, ComesAndGoesWhileTheSoundRuns)
 {
     const Home home;

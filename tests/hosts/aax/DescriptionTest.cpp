@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdio>
-
 namespace zephra::aax {
 namespace {
 
@@ -12,14 +10,10 @@ using testing::ElementsAre;
 
 TEST_F(AaxTest, TheLibraryExportsSevenEntryPointsAndNothingElse)
 {
-    std::FILE* const pipe = ::popen("nm -D --defined-only -f posix '" ZEPHRA_AAX_LIBRARY "'", "r");
-    std::vector<std::string> names;
-    for (char line[512]; pipe && std::fgets(line, sizeof line, pipe);)
-        names.emplace_back(line, std::string(line).find(' '));
-    ::pclose(pipe);
-    EXPECT_THAT(names, ElementsAre("ACFCanUnloadNow", "ACFGetClassFactory", "ACFGetSDKVersion",
-                                   "ACFRegisterComponent", "ACFRegisterPlugin", "ACFShutdown",
-                                   "ACFStartup"));
+    EXPECT_THAT(test::definedSymbols(ZEPHRA_AAX_LIBRARY),
+                ElementsAre("ACFCanUnloadNow", "ACFGetClassFactory", "ACFGetSDKVersion",
+                            "ACFRegisterComponent", "ACFRegisterPlugin", "ACFShutdown",
+                            "ACFStartup"));
 }
 
 TEST_F(AaxTest, AHostFindsItsWayFromTheEntryPointsAndMayUnloadWhenNoInstanceLives)

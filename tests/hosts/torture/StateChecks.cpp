@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "torture/InChild.h"
+#include "support/FreshProcess.h"
 #include "torture/Player.h"
 
 #include <atomic>
@@ -61,7 +61,7 @@ void soundsAsBeforeInAFreshProcess(Bench& bench)
 {
     for (int i = 0; i < bench.rounds(2, 30); ++i, ++bench.others) {
         const unsigned seed = bench.random();
-        const std::vector<float> saved = inChild([&bench, seed] {
+        const std::vector<float> saved = test::inFreshProcess([&bench, seed] {
             bench.random.seed(seed);
             const auto instance = bench.format.open();
             instance->turn(true);
@@ -70,8 +70,10 @@ void soundsAsBeforeInAFreshProcess(Bench& bench)
             return std::vector<float>(state.begin(), state.end());
         });
         const Bytes state(saved.begin(), saved.end());
-        const std::vector<float> first = inChild([&] { return phraseFrom(bench, state); });
-        const std::vector<float> second = inChild([&] { return phraseFrom(bench, state); });
+        const std::vector<float> first =
+            test::inFreshProcess([&] { return phraseFrom(bench, state); });
+        const std::vector<float> second =
+            test::inFreshProcess([&] { return phraseFrom(bench, state); });
         require(first == second, "two processes make different sound of one state");
     }
     bench.unit = "states";

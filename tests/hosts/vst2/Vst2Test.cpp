@@ -268,22 +268,6 @@ TEST_F(Vst2Test, MidiProgramsAreLoadedAsideAndToldWhereTheHostCalls)
     }
 }
 
-TEST_F(Vst2Test, ALibraryOfTheUserIsMadeByAnInstrumentAndNotByAScan)
-{
-    std::filesystem::remove(root());
-    {
-        Vst2Effect effect(library);
-        effect.text(effGetEffectName);
-        effect.call(effMainsChanged, 0, 0);
-    }
-    EXPECT_FALSE(std::filesystem::exists(root()));
-    {
-        Vst2Effect effect(library);
-        effect.call(effMainsChanged, 0, 1);
-    }
-    EXPECT_TRUE(std::filesystem::is_directory(root() / "User"));
-}
-
 TEST_F(Vst2Test, EventsOfOtherKindsAndNoneAreLeftOut)
 {
     Vst2Effect effect(library);
