@@ -110,7 +110,7 @@ public:
     void runOnly(std::uint32_t frames)
     {
         auto* const out = reinterpret_cast<LV2_Atom*>(notices.data());
-        *out = {static_cast<std::uint32_t>(sizeof notices - sizeof(LV2_Atom)), chunkType};
+        *out = {noticeRoom, chunkType};
         descriptor->run(handle, frames);
         if (out->size > sizeof(LV2_Atom_Sequence_Body))
             ++noticesSeen;
@@ -187,6 +187,7 @@ public:
     std::array<float, kNumHostParameters> controls = defaultPorts();
     float latency = -1.0f;
     int noticesSeen = 0;
+    std::uint32_t noticeRoom = 1024; ///< bytes behind the atom's head
     const LV2_Descriptor* descriptor = nullptr;
     LV2_Handle handle = nullptr;
 

@@ -67,7 +67,7 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
     const struct {
         const char* what;
         Moment portsCome; ///< of the state: with the first block, as it is read, later
-        bool automated;   ///< the host moves the cutoff while it loads the song
+        bool automated;   ///< the host moves the cutoff while it loads the song, and back
     } rows[] = {
         {"host sets the ports at once", Before, false},
         {"host sets the ports while it plays", While, false},
@@ -91,13 +91,14 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
             if (row.automated)
                 host.controls[kCutoff] = portScale(kCutoff).fromNormalised(0.5f);
             host.run(64);
+            host.controls = ports; // back, if it was moved
             host.run(64);
             const Bytes bytes = host.patch();
             return std::vector<float>(bytes.begin(), bytes.end());
         });
         const Bytes bytes(after.begin(), after.end());
         if (row.automated)
-            EXPECT_FLOAT_EQ(cutoffOf(bytes), 0.5f);
+            EXPECT_FLOAT_EQ(cutoffOf(bytes), portScale(kCutoff).toNormalised(ports[kCutoff]));
         else
             EXPECT_EQ(bytes, chunk) << row.what;
     }
@@ -165,6 +166,10 @@ TEST(ProgramChange, LoadsOnTheWorkerAndTellsTheHost)
     EXPECT_EQ(host.runWorker(), 1) << "asked once";
     const Bytes loaded = host.patch();
     EXPECT_EQ(nameOf(loaded), "Acid Lantern QX");
+    const auto room = std::exchange(host.noticeRoom, 16);
+    host.run(64);
+    EXPECT_EQ(host.noticesSeen, 0) << "no room";
+    host.noticeRoom = room;
     host.run(64);
     host.run(64);
     EXPECT_EQ(host.noticesSeen, 1);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <thread>
 
 namespace zephra {
@@ -200,6 +201,34 @@ TEST_F(Vst2Test, TheThreeWaysToRenderGiveOneSoundInBlocksOfAnyLength)
         ASSERT_EQ(onTop[i], 0.25f + replaced[i]) << i;
 }
 
+TEST_F(Vst2Test, RateAndBlockMayBeToldAtAnyTime)
+{
+    enum Told { Never, Early, Late };
+    std::array<long, 3> start{}, crossings{}; // of zero, as many as the rate is low
+    for (const Told told : {Never, Early, Late}) {
+        Vst2Effect effect(library);
+        for (const Told now : {Early, Late}) {
+            if (told == now) {
+                effect.call(effSetSampleRate, 0, 0, nullptr, 96000.0f);
+                effect.call(effSetBlockSize, 0, 4096);
+            }
+            effect.call(effMainsChanged, 0, 1); // makes the instrument
+        }
+        send(effect, {{3000, {0x90, 60, 100}}});
+        auto sound = play(effect, 4096);
+        const auto isHeard = [](float x) { return std::abs(x) > 1e-6f; };
+        start[told] = std::ranges::find_if(sound, isHeard) - sound.begin();
+        sound = play(effect, 40000);
+        for (std::size_t i = 1; i < sound.size(); ++i)
+            crossings[told] += std::signbit(sound[i]) != std::signbit(sound[i - 1]);
+    }
+    EXPECT_LT(start[Never], 1100) << "the end of a block of 1024";
+    for (const Told told : {Early, Late}) {
+        EXPECT_GE(start[told], 3000);
+        EXPECT_LT(crossings[told], 0.7 * crossings[Never]);
+    }
+}
+
 TEST_F(Vst2Test, AnEmptyBlockLeavesItsEventsToTheNext)
 {
     Vst2Effect effect(library);
@@ -239,6 +268,7 @@ TEST_F(Vst2Test, TheDelayFollowsTheTempoOfTheHost)
     };
     const auto unknown = echoes(0.0);
     EXPECT_EQ(echoes(120.0), unknown);
+    EXPECT_EQ(echoes(-100.0), unknown);
     EXPECT_NE(echoes(100.0), unknown);
 }
 
