@@ -13,7 +13,6 @@
 #include <limits>
 #include <string>
 #include <string_view>
-#include <thread>
 
 namespace zephra::lv2 {
 
@@ -99,7 +98,7 @@ void PluginInstance::connectPort(std::uint32_t port, void* data) noexcept
 
 void PluginInstance::activate()
 {
-    if (!hasRun)
+    if (start != Start::Running)
         return;    // a new one is silent
     synth.close(); // releases all keys
     synth.resetVoicesAndEffects();
@@ -163,11 +162,9 @@ void PluginInstance::adoptBlockSize()
 
 void PluginInstance::run(std::uint32_t frames) noexcept
 {
-    if (!portsInUse.test_and_set()) { // else they stand as they did for one more block
-        takeControls();
-        hasRun = true;
-        portsInUse.clear();
-    }
+    if (start != Start::Running && start.exchange(Start::Running) == Start::Restored)
+        startFromRestored();
+    takeControls();
     const auto most = static_cast<std::uint32_t>(synth.blockSize());
     std::uint32_t from = 0;
     do { // events of an empty block wait for the next one
@@ -361,27 +358,34 @@ LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve,
     const Found patch = find(urids.patch);
     if (patch.bytes.empty())
         return patch.status;
-    // Ports first: those that come with the state may already be there for the next block.
+    Start before = Start::Restored; // by another state
+    start.compare_exchange_strong(before, Start::Fresh);
+    // Ahead of the patch: the ports of the state may come while it is loaded.
     if (const Found values = find(urids.ports); values.bytes.size() == kPortsBytes)
         expectPorts(values.bytes);
     synth.setChunk(patch.bytes.data(), static_cast<int>(patch.bytes.size()), true);
     stateChanged = false; // the host knows
+    before = Start::Fresh;
+    start.compare_exchange_strong(before, Start::Restored);
     return LV2_STATE_SUCCESS;
 }
 
 /// The values that the ports had with the state to be restored, and that the host will show there
-/// if it does not already. All or none of them meet the first block.
+/// if it does not already.
 void PluginInstance::expectPorts(std::span<const std::uint8_t> bytes) noexcept
 {
-    while (portsInUse.test_and_set())
-        std::this_thread::yield(); // for as long as 75 ports take
-    for (std::size_t i = 0; i < seen.size(); ++i) {
-        const float value = littleEndianFloat(bytes, i * sizeof(float));
-        restored[i] = value;
-        if (!hasRun && std::isfinite(value))
-            seen[i] = value; // nothing else has ever stood there
+    for (std::size_t i = 0; i < restored.size(); ++i)
+        restored[i] = littleEndianFloat(bytes, i * sizeof(float));
+}
+
+/// Nothing else has ever stood at the ports. A block that begins while a state is still being
+/// restored does not come here: its ports may be older than the state.
+void PluginInstance::startFromRestored() noexcept
+{
+    for (std::size_t i = 0; i < restored.size(); ++i) {
+        if (const float value = restored[i]; std::isfinite(value))
+            seen[i] = value;
     }
-    portsInUse.clear();
 }
 
 } // namespace zephra::lv2

@@ -78,6 +78,7 @@ private:
     double tempoIn(const LV2_Atom& event) const noexcept;
     void giveNotice() noexcept;
     void expectPorts(std::span<const std::uint8_t> bytes) noexcept;
+    void startFromRestored() noexcept;
     void scheduleWork() noexcept;
 
     const Urids urids;
@@ -98,8 +99,8 @@ private:
     double tempo = 120.0;     ///< [audio] beats per minute of this slice
     double nextTempo = 120.0; ///< [audio] from the next slice on
 
-    Shared<bool> hasRun{false};            ///< some block has looked at the ports
-    std::atomic_flag portsInUse;           ///< by a block or by a state; a block never waits for it
+    enum class Start { Fresh, Restored, Running }; ///< Restored: whole, and ahead of any block
+    std::atomic<Start> start{Start::Fresh};
     std::atomic<bool> stateChanged{false}; ///< the host is to be told
     std::atomic<bool> workScheduled{false};
     std::mutex patchUse; ///< [!audio] one of save, restore and work

@@ -146,13 +146,14 @@ public:
                 &context, 0, nullptr);
         return context.state;
     }
-    /// `meanwhile` runs with each property that the plug-in reads.
-    LV2_State_Status restore(const State& state, const std::function<void()>& meanwhile = {})
+    /// `meanwhile` is told of each property that the plug-in reads.
+    LV2_State_Status restore(const State& state,
+                             const std::function<void(const std::string&)>& meanwhile = {})
     {
         struct Context {
             const State& state;
             UridMap& urids;
-            const std::function<void()>& meanwhile;
+            const std::function<void(const std::string&)>& meanwhile;
         } context{state, urids, meanwhile};
         return extension<LV2_State_Interface>(LV2_STATE__interface)
             .restore(
@@ -160,9 +161,10 @@ public:
                 [](LV2_State_Handle data, std::uint32_t key, std::size_t* size, std::uint32_t* type,
                    std::uint32_t* flags) -> const void* {
                     auto& from = *static_cast<Context*>(data);
+                    const std::string uri = uriOf(from.urids, key);
                     if (from.meanwhile)
-                        from.meanwhile();
-                    const auto found = from.state.find(uriOf(from.urids, key));
+                        from.meanwhile(uri);
+                    const auto found = from.state.find(uri);
                     if (found == from.state.end())
                         return nullptr;
                     *size = found->second.value.size();

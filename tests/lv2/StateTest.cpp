@@ -66,24 +66,22 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
     enum Moment { Before, While, After };
     const struct {
         const char* what;
-        Moment portsCome; ///< of the state: with the first block, as it is read, later
+        Moment portsCome; ///< of the state: before it plays, while it is read, with a later block
         bool automated;   ///< the host moves the cutoff while it loads the song, and back
     } rows[] = {
         {"host sets the ports at once", Before, false},
-        {"host sets the ports while it plays", While, false},
-        {"host sets the ports later", After, false},
+        {"host begins to play meanwhile, with the ports", While, false},
+        {"host begins to play meanwhile and sets the ports later", After, false},
         {"automation", Before, true},
     };
     for (const auto& row : rows) {
         const auto after = test::inFreshProcess([&] {
             Lv2Host host;
-            if (row.portsCome == After)
-                host.run(64);
-            host.restore(state, [&] {
-                if (row.portsCome == While) {
+            host.restore(state, [&](const std::string& property) {
+                if (row.portsCome == While)
                     host.controls = ports;
-                    host.run(64);
-                }
+                if (row.portsCome != Before && property == kPortsUri)
+                    host.run(64); // the first block
             });
             if (row.portsCome == After)
                 host.run(64);
