@@ -74,15 +74,12 @@ TEST_F(AaxTest, TheDescriptionSaysStepByStepWhatTheInstrumentIs)
         EXPECT_FALSE(setup.useHostGeneratedGui);
 
         std::vector<std::string> ports; // that are not empty: number, name, mask, bytes
-        const FieldKind kKinds[] = {FieldKind::AudioIn,        FieldKind::AudioOut,
-                                    FieldKind::BufferLength,   FieldKind::Clock,
-                                    FieldKind::LocalInputNode, FieldKind::GlobalNode,
-                                    FieldKind::TransportNode};
         for (std::size_t port = 0; port < kPorts; ++port) {
             const Field& field = type.fields[port];
             if (field.kind == FieldKind::Empty)
                 continue;
-            EXPECT_EQ(field.kind, port < std::size(kKinds) ? kKinds[port] : FieldKind::Data);
+            const auto last = static_cast<std::size_t>(FieldKind::Data);
+            EXPECT_EQ(static_cast<std::size_t>(field.kind), std::min(port + 1, last));
             ports.push_back(std::to_string(port) + field.name + " " + std::to_string(field.mask) +
                             " " + std::to_string(field.bytes));
         }

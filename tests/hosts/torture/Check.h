@@ -12,19 +12,16 @@
 
 namespace zephra::torture {
 
-/// What a check found wrong, in words.
-struct Failure : std::runtime_error {
-    using runtime_error::runtime_error;
-};
 /// Why a check cannot be made here.
 struct Skip : std::runtime_error {
     using runtime_error::runtime_error;
 };
 
+/// Ends the check with what it found wrong, in words.
 inline void require(bool holds, const std::string& otherwise)
 {
     if (!holds)
-        throw Failure(otherwise);
+        throw std::runtime_error(otherwise);
 }
 
 /// Under a sanitizer times, memory and system calls are not those of the plug-in.
@@ -39,9 +36,9 @@ struct Bench {
     Format& format;
     bool longForm;
     std::mt19937 random{1};
-    long blocks = 0;       ///< played
-    long others = 0;       ///< done, of what the check is about
-    const char* unit = ""; ///< what these are, in the plural
+    long blocks = 0;             ///< played
+    long others = 0;             ///< done, of what the check is about
+    const char* unit = "others"; ///< what these are, in the plural
 
     /// Sanitizers make the short form shorter still.
     int rounds(int shortForm, int longerForm) const

@@ -68,7 +68,7 @@ public:
 };
 
 std::unique_ptr<Format> makeLv2Format(const std::filesystem::path& library);
-/// The format named "vst2" or "lv2", of its library; nullptr for an unknown name.
+/// The format named "vst2" or "lv2", of its library.
 std::unique_ptr<Format> makeFormat(const std::string& name, const std::filesystem::path& library);
 
 } // namespace zephra::torture
