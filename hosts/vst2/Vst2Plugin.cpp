@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "vst2/Vst2Plugin.h"
 
+#include "controls/ControlTable.h"
 #include "library/LibraryPlaces.h"
 
 #include <algorithm>
@@ -203,6 +204,8 @@ t_fstPtrInt Vst2Plugin::dispatch(int opcode, int index, t_fstPtrInt value, void*
         instrument().getParameterDisplay(index, static_cast<char*>(data));
         return 1;
     case effCanBeAutomated: return isParameter(index);
+    case kEffGetParameterProperties:
+        return data && parameterProperties(index, *static_cast<ParameterProperties*>(data));
 
     // Programs and state
     case effGetProgram: return UiCall(*this)->getProgram();
@@ -241,6 +244,22 @@ bool Vst2Plugin::outputProperties(int index, t_fstPinProperties& properties)
     static_assert(sizeof properties.label == sizeof pin.label);
     std::memcpy(properties.label, pin.label.data(), sizeof properties.label);
     properties.flags = pin.flags;
+    return true;
+}
+
+/// Of switches and what moves in steps; a knob has nothing to tell.
+bool Vst2Plugin::parameterProperties(int index, ParameterProperties& properties)
+{
+    if (!isParameter(index))
+        return false;
+    const ControlInfo& control = *findControl(kHostParameters[static_cast<std::size_t>(index)].id);
+    if (control.kind == ControlKind::Continuous)
+        return false;
+    const float step = 1.0f / control.scale;
+    properties = {step, step, step, {}, 0};
+    AudioEffect::copyText(properties.name, control.hostName, sizeof properties.name - 1);
+    properties.flags = control.kind == ControlKind::Switch ? ParameterProperties::kIsSwitch
+                                                           : ParameterProperties::kUsesFloatStep;
     return true;
 }
 

@@ -49,6 +49,7 @@ private:
     void setBlockSize(int size);
     template <class Sample, class Put> void processBy(Put put, Sample** outputs, int frames);
     bool outputProperties(int index, t_fstPinProperties& properties);
+    static bool parameterProperties(int index, ParameterProperties& properties);
 
     t_fstEffect face{};
     Vst2Host host;

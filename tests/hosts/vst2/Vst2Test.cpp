@@ -115,6 +115,24 @@ TEST_F(Vst2Test, ParametersHaveNamesValuesAndTexts)
     EXPECT_EQ(effect.call(effCanBeAutomated, 74), 1);
     EXPECT_EQ(effect.call(effCanBeAutomated, 75), 0);
     EXPECT_EQ(effect.call(effCanBeAutomated, -1), 0);
+    constexpr struct {
+        int index;
+        float step;
+        int flags;
+        const char* name;
+    } kKinds[] = {{kCutoff, 0.0f, 0, ""},
+                  {-1, 0.0f, 0, ""},
+                  {6, 1.0f, 1, "Modulation OSC"},
+                  {kDelayTime, 1.0f / 14.0f, 4, "Delay Time"},
+                  {75, 0.0f, 0, ""}};
+    for (const auto& kind : kKinds) {
+        vst2::ParameterProperties told{};
+        EXPECT_EQ(effect.call(vst2::kEffGetParameterProperties, kind.index, 0, &told),
+                  kind.step > 0.0f);
+        EXPECT_EQ(told.smallStep, kind.step);
+        EXPECT_EQ(told.flags, kind.flags);
+        EXPECT_STREQ(told.name, kind.name);
+    }
 
     effect->setParameter(effect.operator->(), kDelayTime, 0.5f);
     EXPECT_EQ(effect->getParameter(effect.operator->(), kDelayTime), 0.5f);
