@@ -173,6 +173,16 @@ def strength(samples, hertz):
     return abs(sum(value * cmath.exp(-1j * turn * i) for i, value in enumerate(left))) / len(left)
 
 
+def octaves(samples):
+    """Levels from the highest octave down, dB, of the left side of interleaved samples."""
+    levels, sound = [], samples[:131072:2]
+    while len(sound) > 512:
+        pairs = list(zip(sound[::2], sound[1::2]))
+        levels.append(10 * math.log10(1e-9 + sum((a - b) ** 2 for a, b in pairs) / len(sound)))
+        sound = [(a + b) / 2 for a, b in pairs]
+    return levels
+
+
 def wav_samples(data):
     """Interleaved samples of a 32-bit float WAV."""
     at = 12

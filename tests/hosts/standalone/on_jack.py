@@ -150,7 +150,7 @@ class OnJack(unittest.TestCase):
         self.server.stop()
         time.sleep(2.5)
         self.assertIsNone(program.poll(), "it waits")
-        self.server.start()
+        self.server.start(patient=True)
         studio = self.studio()
         studio.connect()
         rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
