@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "standalone/JackOutput.h"
 
+#include "common/Uncancelled.h"
 #include "standalone/MutedErrors.h"
 
 #include <jack/midiport.h>
@@ -39,7 +40,7 @@ JackOutput::JackOutput(LiveInstrument& player) : instrument(player), client(open
     jack_set_process_callback(
         client.get(),
         [](jack_nframes_t frames, void* self) {
-            static_cast<JackOutput*>(self)->process(frames);
+            uncancelled([&] { static_cast<JackOutput*>(self)->process(frames); });
             return 0;
         },
         this);

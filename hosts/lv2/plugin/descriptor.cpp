@@ -3,6 +3,8 @@
 // leaves them.
 #include "lv2/PluginInstance.h"
 
+#include "common/Uncancelled.h"
+
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -39,7 +41,10 @@ void connectPort(LV2_Handle handle, std::uint32_t port, void* data) noexcept
 
 void activate(LV2_Handle handle) noexcept { instanceOf(handle).activate(); }
 
-void run(LV2_Handle handle, std::uint32_t frames) noexcept { instanceOf(handle).run(frames); }
+void run(LV2_Handle handle, std::uint32_t frames)
+{
+    uncancelled([&] { instanceOf(handle).run(frames); });
+}
 
 void cleanup(LV2_Handle handle) noexcept
 {

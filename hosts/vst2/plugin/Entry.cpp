@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "common/Uncancelled.h"
 #include "vst2/Vst2Plugin.h"
 
 #include <exception>
@@ -18,6 +19,11 @@ template <class Call> auto answer(Call call) noexcept -> decltype(call())
     } catch (const std::exception&) {
         return decltype(call())();
     }
+}
+
+template <class Call> void play(Call call)
+{
+    uncancelled([&] { answer(call); });
 }
 
 t_fstPtrInt dispatch(t_fstEffect* effect, int opcode, int index, t_fstPtrInt value, void* data,
@@ -42,17 +48,17 @@ float getParameter(t_fstEffect* effect, int index)
 
 void process(t_fstEffect* effect, float**, float** outputs, int frames)
 {
-    answer([=] { pluginOf(effect).processAdding(outputs, frames); });
+    play([=] { pluginOf(effect).processAdding(outputs, frames); });
 }
 
 void processReplacing(t_fstEffect* effect, float**, float** outputs, int frames)
 {
-    answer([=] { pluginOf(effect).processReplacing(outputs, frames); });
+    play([=] { pluginOf(effect).processReplacing(outputs, frames); });
 }
 
 void processDoubleReplacing(t_fstEffect* effect, double**, double** outputs, int frames)
 {
-    answer([=] { pluginOf(effect).processDoubleReplacing(outputs, frames); });
+    play([=] { pluginOf(effect).processDoubleReplacing(outputs, frames); });
 }
 
 t_fstEffect* open(audioMasterCallback host)
