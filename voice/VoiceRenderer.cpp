@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace zephra {
 
@@ -151,6 +152,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
     double bendSmooth = lanes.bendSmooth[lane];
     float modAmount = lanes.modAmount[lane];
     float modSignal = lanes.modSignal[lane];
+    double lastPitch = std::numeric_limits<double>::quiet_NaN(); // that f belongs to
+    double f = 1.0;
     DriftState drift = lanes.drift.load(lane);
 
     // Oscillators
@@ -209,7 +212,10 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
             if (values.modOscOn)
                 pitch += static_cast<double>(modSignal) * kModSemitones *
                          static_cast<double>(modAmount) * static_cast<double>(values.modPitchRange);
-            const double f = std::pow(values.oscKeytrackSlope, pitch / 12.0);
+            if (pitch != lastPitch) {
+                lastPitch = pitch;
+                f = std::pow(values.oscKeytrackSlope, pitch / 12.0);
+            }
             const double drift1 = drift.drift1 * values.oscDrift;
             const double drift2 = drift.drift2 * values.oscDrift;
             // Kept: oscillators 2 and 3 drift in opposite directions.
@@ -220,7 +226,8 @@ void VoiceRenderer<kRevision>::render(LaneWriter& out, int count) noexcept
 
             modAmount += (depth - modAmount) * rates.modAmount;
             noise.tick(context.tone, rates);
-            droop = filterEnvelope.droopConductance();
+            if (filterEnvelope.fltState == EnvelopeStage::Decay)
+                droop = filterEnvelope.droopConductance();
             filterEnvelope.droopTime += rates.droopStep;
             keyCutoff = static_cast<float>((glidePitch - kKeytrackCentre) * keytrack);
         }
