@@ -5,6 +5,7 @@
 #include "common/Simd.h"
 
 namespace zephra {
+inline namespace ZEPHRA_ISA {
 
 // Four-stage transistor ladder with a tanh in each stage and in its feedback, at the voice rate,
 // with a high-pass in the resonance path. Two solvers: one iterates to the solution of the
@@ -145,4 +146,5 @@ template <class T> struct LinearisedLadder {
     }
 };
 
+} // namespace ZEPHRA_ISA
 } // namespace zephra
