@@ -9,37 +9,56 @@
 namespace zephra {
 inline namespace ZEPHRA_ISA {
 
-// Envelopes of a few voices over one control tick. A tick is rendered in the belief that no lane
+// Envelopes of all lanes over one control tick. A tick is rendered in the belief that no lane
 // changes its stage; if one does, the tick is void, and the lanes go through it one by one.
 
-/// Which lanes are in a stage, as masks, and whether any is.
+/// Which lanes are in a stage, and whether any is.
 template <class D> struct LanesIn {
     MaskOf<D> mask;
     bool any;
 
     LanesIn(const Lanes<EnvelopeStage>& stages, int at, EnvelopeStage stage) noexcept
-        : mask(convert<MaskOf<D>>(load<Vector<int, kLanesOf<D>>>(stages, at) ==
-                                  static_cast<int>(stage))),
+        : mask(convert<MaskOf<D>>(load<Like<D, int>>(stages, at) == static_cast<int>(stage))),
           any(zephra::any(mask))
     {
     }
 };
 
-/// 1 / (1.62 t^1.4), to 20 units of the last place, for t >= 1 that single precision can hold:
-/// by Newton's method for t^-0.2, from the logarithm that the exponent of t is.
-template <class D> inline D roughDroopConductance(D t) noexcept
-{
-    using F = Vector<float, kLanesOf<D>>;
-    using I = Vector<int, kLanesOf<D>>;
-    const F guess = convert<F>((I)convert<F>(t)) * -0.2f + 1.278e9f;
-    D z = convert<D>((F)convert<I>(guess));
-    for (int i = 0; i < 4; ++i) {
-        const D z2 = z * z;
-        z += z * 0.2 * (1.0 - t * z * (z2 * z2));
+/// The droop's conductance 1 / (1.62 t^1.4) to 20 units of the last place, by Newton's method for
+/// t^-0.2 from where the last tick left that (0 at first).
+template <class D> struct RoughDroop {
+    D root{};
+
+    D at(D t, MaskOf<D> wanted) noexcept
+    {
+        using F = Like<D, float>;
+        using I = Like<D, int>;
+        constexpr double kFar = 0.1, kNear = 1e-8; // the error goes down with its square
+        D rest = restAt(t);
+        if (any(wanted & (magnitude(rest) > kFar))) {
+            // The bits of a float are its logarithm, roughly.
+            const I bits = __builtin_bit_cast(I, convert<F>(t));
+            const I guess = convert<I>(convert<F>(bits) * -0.2f + 1.278e9f);
+            root = convert<D>(__builtin_bit_cast(F, guess));
+            rest = restAt(t);
+        }
+        for (int i = 0; i < 5; ++i) {
+            root += root * 0.2 * rest;
+            if (!any(wanted & (magnitude(rest) > kNear)))
+                break;
+            rest = restAt(t);
+        }
+        const D square = root * root;
+        return square * square * (square * root) * (1.0 / 1.62);
     }
-    const D z2 = z * z;
-    return z2 * z2 * (z2 * z) * (1.0 / 1.62);
-}
+
+private:
+    D restAt(D t) const noexcept
+    {
+        const D square = root * root;
+        return 1.0 - t * root * (square * square);
+    }
+};
 
 template <class D> struct FilterEnvelopeTick {
     using Mask = MaskOf<D>;
@@ -65,9 +84,12 @@ template <class D> struct FilterEnvelopeTick {
     template <bool kExact>
     Result run(const FilterEnvelopeRates& rate, D release, D droop, D* out) noexcept
     {
-        constexpr double kError = 0x1p-47; // of what goes into the capacitor
         const double steps = rate.fs8 * FilterEnvelope::kFarads;
-        const double perOhm = 1.0 / rate.decayOhms, perStep = 1.0 / steps;
+        const double fill = 1.0 / rate.decayOhms * (1.0 / steps);
+        const D drain = droop * (1.0 / steps);
+        // Twice the error of a way, which hardly changes in a tick
+        const D error =
+            (magnitude(rate.sustain - fltLevel) * fill + magnitude(fltLevel * drain)) * 0x1p-47;
         Mask ends{}, uncertain{};
         for (int i = 0; i < kTick; ++i) {
             if (attacks.any) {
@@ -82,12 +104,9 @@ template <class D> struct FilterEnvelopeTick {
                     level = fltLevel +
                             ((rate.sustain - fltLevel) / rate.decayOhms - droop * fltLevel) / steps;
                 } else {
-                    const D in = (rate.sustain - fltLevel) * perOhm;
-                    const D drain = droop * fltLevel;
-                    const D way = (in - drain) * perStep;
-                    const D error = (magnitude(in) + magnitude(drain)) * (kError * perStep);
-                    level = fltLevel + (way - error);
-                    uncertain |= decays.mask & (level != fltLevel + (way + error));
+                    const D way = (rate.sustain - fltLevel) * fill - fltLevel * drain;
+                    level = fltLevel + way;
+                    uncertain |= (fltLevel + (way - error)) != (fltLevel + (way + error));
                 }
                 fltLevel = select(decays.mask, level, fltLevel);
                 fltOut = select(decays.mask, level, fltOut);
@@ -96,10 +115,12 @@ template <class D> struct FilterEnvelopeTick {
                 fltOut = select(releases.mask, fltOut * release, fltOut);
             out[i] = fltOut;
         }
-        return any(ends) ? Result::NextStage : any(uncertain) ? Result::Uncertain : Result::Done;
+        if (any(ends))
+            return Result::NextStage;
+        return any(decays.mask & uncertain) ? Result::Uncertain : Result::Done;
     }
 
-    void storeTo(FilterEnvelopeLanes& e, int at) const noexcept
+    void keep(FilterEnvelopeLanes& e, int at) const noexcept
     {
         store(e.fltCharge, at, fltCharge);
         store(e.fltLevel, at, fltLevel);
@@ -107,47 +128,51 @@ template <class D> struct FilterEnvelopeTick {
     }
 };
 
-/// One control tick of the filter envelopes of a few voices from lane `at` on; `time` is the
-/// running time of their decays.
+/// One control tick of the filter envelopes from lane `at` on; `time` is the running time of their
+/// decays.
 template <class D>
 inline void filterEnvelopeTick(FilterEnvelopeLanes& lanes, int at, const FilterEnvelopeRates& rate,
-                               const Lanes<double>& release, D time, D* out) noexcept
+                               const Lanes<double>& release, D time, RoughDroop<D>& rough,
+                               D* out) noexcept
 {
     using Tick = FilterEnvelopeTick<D>;
-    const Tick start(lanes, at);
-    Tick tick = start;
-    const D rough = start.decays.any ? roughDroopConductance(time) : D{};
-    auto result = tick.template run<false>(rate, load<D>(release, at), rough, out);
+    Tick tick(lanes, at);
+    const D roughDroop = tick.decays.any ? rough.at(time, tick.decays.mask) : D{};
+    const auto result = tick.template run<false>(rate, load<D>(release, at), roughDroop, out);
     if (result == Tick::Result::Done) {
-        tick.storeTo(lanes, at);
+        tick.keep(lanes, at);
         return;
     }
 
-    D droop{};
+    double droop[kLanesOf<D>];
+    storeTo(droop, time);
     for (int lane = 0; lane < kLanesOf<D>; ++lane)
-        if (start.decays.mask[lane] != 0)
-            droop[lane] = FilterEnvelope::droopConductance(time[lane]);
+        droop[lane] = lanes.fltState.data()[at + lane] == EnvelopeStage::Decay
+                          ? FilterEnvelope::droopConductance(droop[lane])
+                          : 0.0;
     if (result == Tick::Result::Uncertain) {
-        tick = start;
-        tick.template run<true>(rate, load<D>(release, at), droop, out);
-        tick.storeTo(lanes, at);
+        Tick again(lanes, at);
+        again.template run<true>(rate, load<D>(release, at), loadFrom<D>(droop), out);
+        again.keep(lanes, at);
         return;
     }
+    double outputs[kTick][kLanesOf<D>];
     for (int lane = 0; lane < kLanesOf<D>; ++lane) {
         const auto l = static_cast<std::size_t>(at + lane);
         FilterEnvelope envelope = lanes.load(l);
         FilterEnvelopeRates own = rate;
         own.release = release.data()[l];
-        double conductance = droop[lane];
-        for (int i = 0; i < kTick; ++i) {
-            envelope.tick(own, conductance);
-            out[i][lane] = envelope.fltOut;
+        for (auto& output : outputs) {
+            envelope.tick(own, droop[lane]);
+            output[lane] = envelope.fltOut;
         }
         lanes.store(l, envelope);
     }
+    for (int i = 0; i < kTick; ++i)
+        out[i] = loadFrom<D>(outputs[i]);
 }
 
-/// One control tick of the amplifier envelopes of a few voices from lane `at` on. `toPeak` is the
+/// One control tick of the amplifier envelopes from lane `at` on. `toPeak` is the
 /// memory of the attack, `sustain` and `sustainStep` the sustain level's walk. True if the level
 /// stood still.
 template <class D>
@@ -197,13 +222,18 @@ inline bool ampEnvelopeTick(AmpEnvelopeLanes& lanes, int at, const AmpEnvelopeRa
         store(toPeak, at, select(attacks.mask, moving, load<D>(toPeak, at)));
         return false;
     }
+    double levels[kTick][kLanesOf<D>];
+    for (int i = 0; i < kTick; ++i)
+        storeTo(levels[i], sustain[i]);
     for (int lane = 0; lane < kLanesOf<D>; ++lane) {
         const auto l = static_cast<std::size_t>(at + lane);
         AmpEnvelope envelope = lanes.load(l);
-        for (int i = 0; i < kTick; ++i)
-            out[i][lane] = envelope.tick(rate, toPeak.data()[l], sustain[i][lane]);
+        for (auto& now : levels)
+            now[lane] = envelope.tick(rate, toPeak.data()[l], now[lane]);
         lanes.store(l, envelope);
     }
+    for (int i = 0; i < kTick; ++i)
+        out[i] = loadFrom<D>(levels[i]);
     return false;
 }
 

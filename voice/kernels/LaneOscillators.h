@@ -76,7 +76,7 @@ template <class F> struct OscillatorTick {
             // 17 bits of fraction
             const I fraction = convert<I>((position - convert<F>(before)) * 131072.0f);
             int index[kLanesOf<F>];
-            storeLanes(index, (before + offset) & (ShapeTables::kSteps - 1));
+            storeTo(index, (before + offset) & (ShapeTables::kSteps - 1));
             const EntryPair<F> entry = entriesAt<F>(shape.data(), index);
             out[i] = entry.here +
                      (entry.next - entry.here) * (convert<F>(fraction) * (1.0f / 131072.0f));

@@ -62,18 +62,17 @@ private:
 /// Renders kLanes voices, from the lane `first` on, one control tick after the other. Each tick
 /// goes through in passes; what one pass leaves to the next lies in small buffers.
 template <int kLanes, Revision kRevision> class Renderer {
-    static constexpr int kFloats = kLanes < kNativeFloats ? kLanes : kNativeFloats;
-    static constexpr int kDoubles = kLanes < kNativeDoubles ? kLanes : kNativeDoubles;
-    using F = Vector<float, kFloats>;
-    using D = Vector<double, kDoubles>;
-    using FloatsOfD = Vector<float, kDoubles>;
-    using IntsOfD = Vector<int, kDoubles>;
+    using F = Vector<float, kLanes>;
+    using I = MaskOf<F>;
+    using U = Vector<std::uint32_t, kLanes>;
+    using D = Vector<double, kLanes>;
+    using FloatsOfD = Like<D, float>;
+    using IntsOfD = Like<D, int>;
 
 public:
     Renderer(const VoiceStretch& stretch, VoiceLanes& voiceLanes, const LanePlace& target) noexcept
         : s(stretch), values(*stretch.values), rates(*stretch.rates), lanes(voiceLanes),
-          first(target.first), place(target),
-          gain1(lanes.gain.data()[0], s.gain.data()[0], s.count),
+          at(target.first), place(target), gain1(lanes.gain.data()[0], s.gain.data()[0], s.count),
           gain2(lanes.gain.data()[1], s.gain.data()[1], s.count),
           gain3(lanes.gain.data()[2], s.gain.data()[2], s.count),
           volMod(lanes.volMod, s.volume, s.count), cutBase(lanes.cutBase, s.cutoff, s.count),
@@ -81,10 +80,7 @@ public:
           seed(s.noiseSeed)
     {
         inc[2] = s.fixedIncrement;
-        for (int lane = 0; lane < kVoices; ++lane) {
-            pitch.data()[lane] = std::numeric_limits<double>::quiet_NaN();
-            toPeak.data()[lane] = 1.0 - lanes.ampEnvelope.ampLevel.data()[lane];
-        }
+        store(toPeak, at, 1.0 - load<D>(lanes.ampEnvelope.ampLevel, at));
     }
 
     void render() noexcept
@@ -93,12 +89,9 @@ public:
             followPitch();
             followModulation();
             for (int k = 0; k < 3; ++k)
-                for (int g = 0; g < kLanes; g += kFloats)
-                    oscillator(k, g);
-            for (int g = 0; g < kLanes; g += kDoubles)
-                envelopes(g);
-            for (int g = 0; g < kLanes; g += kFloats)
-                mix(g, place.frames + tick * kTick * 4 * place.frameLanes);
+                oscillator(k);
+            envelopes();
+            mix(place.frames + tick * kTick * 4 * place.frameLanes + at);
         }
         finish();
     }
@@ -107,61 +100,54 @@ private:
     /// Glide, bend, drift and from these the increments.
     void followPitch() noexcept
     {
-        for (int g = 0; g < kLanes; g += kDoubles) {
-            const int at = first + g;
-            const D from = load<D>(lanes.glidePitch, at), note = load<D>(s.note, at);
-            const D down = from - values.glideRate;
-            const D glided =
-                select(down > note, down, smaller(from + 2.0 * values.glideRate, note));
-            store(lanes.glidePitch, at, glided);
-            keyCutoff(at, glided);
-            drift(at);
-            const D bent = load<D>(lanes.bendSmooth, at);
-            const D bend = bent + (load<D>(s.bend, at) - bent) * rates.bend;
-            store(lanes.bendSmooth, at, bend);
+        const D from = load<D>(lanes.glidePitch, at), note = load<D>(s.note, at);
+        const D down = from - values.glideRate;
+        const D glided = select(down > note, down, smaller(from + 2.0 * values.glideRate, note));
+        store(lanes.glidePitch, at, glided);
+        const double keytrack = static_cast<double>(values.keytrack) * kCutoffPerSemitone;
+        store(keyed, at, convert<FloatsOfD>((glided - kKeytrackCentre) * keytrack));
+        drift();
+        D bend = load<D>(lanes.bendSmooth, at);
+        bend += (load<D>(s.bend, at) - bend) * rates.bend;
+        store(lanes.bendSmooth, at, bend);
 
-            D now = glided + bend;
-            if (values.modOscOn)
-                now += convert<D>(load<FloatsOfD>(lanes.modSignal, at)) * kModSemitones *
-                       convert<D>(load<FloatsOfD>(lanes.modAmount, at)) *
-                       static_cast<double>(values.modPitchRange);
-            if (any(now != load<D>(pitch, at)))
-                for (int lane = 0; lane < kDoubles; ++lane)
-                    ratio.data()[at + lane] = std::pow(values.oscKeytrackSlope, now[lane] / 12.0);
-            store(pitch, at, now);
-
-            const D f = load<D>(ratio, at);
-            const D drift1 = load<D>(lanes.drift.drift1, at) * values.oscDrift;
-            const D drift2 = load<D>(lanes.drift.drift2, at) * values.oscDrift;
-            // Kept: oscillators 2 and 3 drift in opposite directions.
-            increment(0, at, f, 1.0 + drift1);
-            increment(1, at, f, 1.0 - drift2);
-            if (values.osc3KeyTrack)
-                increment(2, at, f, 1.0 + drift2);
+        D pitch = glided + bend;
+        if (values.modOscOn)
+            pitch += convert<D>(load<FloatsOfD>(lanes.modSignal, at)) * kModSemitones *
+                     convert<D>(load<FloatsOfD>(lanes.modAmount, at)) *
+                     static_cast<double>(values.modPitchRange);
+        if (any(pitch != lastPitch)) {
+            lastPitch = pitch;
+            double ratios[kLanes];
+            storeTo(ratios, pitch);
+            for (double& r : ratios)
+                r = std::pow(values.oscKeytrackSlope, r / 12.0);
+            ratio = loadFrom<D>(ratios);
         }
+        const D drift1 = load<D>(lanes.drift.drift1, at) * values.oscDrift;
+        const D drift2 = load<D>(lanes.drift.drift2, at) * values.oscDrift;
+        // Kept: oscillators 2 and 3 drift in opposite directions.
+        increment(0, 1.0 + drift1);
+        increment(1, 1.0 - drift2);
+        if (values.osc3KeyTrack)
+            increment(2, 1.0 + drift2);
     }
 
-    void increment(int k, int at, D f, D drifted) noexcept
+    void increment(int k, D drifted) noexcept
     {
-        const D x = load<D>(s.base.data()[k], at) * f * drifted;
+        const D x = load<D>(s.base.data()[k], at) * ratio * drifted;
         store(inc[k], at, convert<FloatsOfD>(smaller(x, D{} + kMaxIncrement)));
     }
 
-    void keyCutoff(int at, D glided) noexcept
-    {
-        const double keytrack = static_cast<double>(values.keytrack) * kCutoffPerSemitone;
-        store(keyed, at, convert<FloatsOfD>((glided - kKeytrackCentre) * keytrack));
-    }
-
     /// Walkers of which none arrives go on without being looked at one by one.
-    void drift(int at) noexcept
+    void drift() noexcept
     {
         DriftLanes& d = lanes.drift;
         const D step = D{} + rates.driftStep;
         const D p1 = load<D>(d.drift1, at), t1 = load<D>(d.driftTarget1, at);
         const D p2 = load<D>(d.drift2, at), t2 = load<D>(d.driftTarget2, at);
         if (any((magnitude(p1 - t1) <= step) | (magnitude(p2 - t2) <= step))) {
-            for (int lane = at; lane < at + kDoubles; ++lane) {
+            for (int lane = at; lane < at + kLanes; ++lane) {
                 const auto l = static_cast<std::size_t>(lane);
                 DriftState walkers = d.load(l);
                 walkers.tick(lanes.random.data()[lane], rates.driftStep);
@@ -178,33 +164,27 @@ private:
     {
         NoiseLanes& n = lanes.noise;
         Lanes<float> recorded;
-        for (int lane = first; lane < first + kLanes; ++lane) {
+        for (int lane = at; lane < at + kLanes; ++lane) {
             int& position = n.tonePos.data()[lane];
             recorded.data()[lane] = static_cast<float>(s.tone[position]);
             if (++position >= s.toneLength)
                 position = 0;
         }
-        for (int at = first; at < first + kLanes; at += kFloats) {
-            const F v = load<F>(recorded, at) * (1.0f / 32768.0f) * 0.31f;
-            F slow = load<F>(n.slowNoise, at);
-            slow += (v - slow) * rates.slowNoise;
-            store(n.slowNoise, at, slow);
-            store(n.pinkLow, at, v + slow);
-            const F amount = load<F>(lanes.modAmount, at);
-            store(lanes.modAmount, at, amount + (load<F>(s.depth, at) - amount) * rates.modAmount);
-        }
+        const F v = load<F>(recorded, at) * (1.0f / 32768.0f) * 0.31f;
+        F slow = load<F>(n.slowNoise, at);
+        slow += (v - slow) * rates.slowNoise;
+        store(n.slowNoise, at, slow);
+        store(n.pinkLow, at, v + slow);
+        const F amount = load<F>(lanes.modAmount, at);
+        store(lanes.modAmount, at, amount + (load<F>(s.depth, at) - amount) * rates.modAmount);
     }
 
-    void oscillator(int k, int g) noexcept
+    void oscillator(int k) noexcept
     {
-        const int at = first + g;
         OscillatorLanes& o = lanes.oscillators.data()[k];
         OscillatorTick<F> tick{load<F>(o.phase, at), load<F>(o.heldNext, at), load<F>(o.triLow, at),
-                               load<MaskOf<F>>(o.pulseHigh, at), load<F>(inc[k], at)};
-        F out[kTick];
-        wave(tick, k, out);
-        for (int i = 0; i < kTick; ++i)
-            storeLanes(waves[k][i] + g, out[i]);
+                               load<I>(o.pulseHigh, at), load<F>(inc[k], at)};
+        wave(tick, k, waves[k]);
         store(o.phase, at, tick.phase);
         store(o.heldNext, at, tick.heldNext);
         store(o.triLow, at, tick.triLow);
@@ -248,51 +228,41 @@ private:
             out[i] = 2.0f * out[i] - 1.0f;
     }
 
-    void envelopes(int g) noexcept
+    void envelopes() noexcept
     {
-        const int at = first + g;
         D out[kTick];
         const D time = load<D>(lanes.filterEnvelope.droopTime, at);
         store(lanes.filterEnvelope.droopTime, at, time + rates.droopStep);
-        filterEnvelopeTick(lanes.filterEnvelope, at, s.filterRates, s.filterRelease, time, out);
+        filterEnvelopeTick(lanes.filterEnvelope, at, s.filterRates, s.filterRelease, time, rough,
+                           out);
         auto amount = envSum.template at<FloatsOfD>(at);
         const auto amountStep = envSum.template stepAt<FloatsOfD>(at);
         for (int i = 0; i < kTick; ++i) {
             amount += amountStep;
             const D total = convert<D>(values.filterEnvAmount + amount);
             const D env = out[i] * kFilterEnvelopeScale<kRevision> * total;
-            storeLanes(envelope[i] + g, convert<FloatsOfD>(env));
+            storeTo(envelope[i], convert<FloatsOfD>(env));
         }
         envSum.moveTo(at, amount);
 
-        levelStands[g / kDoubles] =
-            ampEnvelopeTick(lanes.ampEnvelope, at, s.ampRates, toPeak, sustain.values(),
-                            sustain.template stepAt<D>(at), out);
-        for (int i = 0; i < kTick; ++i) {
+        levelStands = ampEnvelopeTick(lanes.ampEnvelope, at, s.ampRates, toPeak, sustain.values(),
+                                      sustain.template stepAt<D>(at), out);
+        for (int i = 0; i < (levelStands ? 1 : kTick); ++i) {
             // 11 bits of entry, 11 bits of fraction
             const D v = select(out[i] > 0.0, smaller(out[i], D{} + 1.0), D{});
-            storeLanes(curvePosition[i] + g, convert<IntsOfD>(v * 4194304.0));
+            storeTo(curvePosition[i], convert<IntsOfD>(v * 4194304.0));
         }
-        store(lastLevel, at, out[kTick - 1]);
+        store(lanes.ampOut, at, out[kTick - 1]);
     }
 
     F amplitudeAt(const int* position) const noexcept
     {
-        using I = MaskOf<F>;
-        const auto p = loadLanes<I>(position);
-        int entry[kFloats];
-        storeLanes(entry, p >> 11);
+        const auto p = loadFrom<I>(position);
+        int entry[kLanes];
+        storeTo(entry, p >> 11);
         const F fraction = convert<F>(p & 2047) * (1.0f / 2048.0f);
         const EntryPair<F> gain = entriesAt<F>(s.ampCurve, entry);
         return gain.here + (gain.next - gain.here) * fraction;
-    }
-
-    bool amplitudeStands(int g) const noexcept
-    {
-        bool stands = true;
-        for (int d = g / kDoubles; d < (g + kFloats) / kDoubles; ++d)
-            stands = stands && levelStands[d];
-        return stands;
     }
 
     /// Oscillator 3 as modulation source, before any mixer level: each wave has a polarity and an
@@ -311,10 +281,9 @@ private:
         return 0.14f * (1.0f - o3 + 0.0397f);
     }
 
-    void mix(int g, float* frame) noexcept
+    /// `stream` is where the tick's first sample goes.
+    void mix(float* stream) noexcept
     {
-        using U = Vector<std::uint32_t, kFloats>;
-        const int at = first + g;
         NoiseLanes& n = lanes.noise;
         F level1 = gain1.template at<F>(at), level2 = gain2.template at<F>(at);
         F level3 = gain3.template at<F>(at), volume = volMod.template at<F>(at);
@@ -325,29 +294,24 @@ private:
         auto noise = load<U>(seed, at);
         const F pinkLow = load<F>(n.pinkLow, at), key = load<F>(keyed, at);
         const F modAmount = load<F>(lanes.modAmount, at);
-        const auto running = load<MaskOf<F>>(s.running, at);
+        const auto running = load<I>(s.running, at);
         const F idleLevel = load<F>(s.idleLevel, at), idleCutoff = load<F>(s.idleCutoff, at);
         const F resonance = select(running, F{} + s.resonance, F{});
-        const bool amplitudeMoves = !amplitudeStands(g);
         F amplitude{};
-        if (!amplitudeMoves)
-            amplitude = select(running, amplitudeAt(curvePosition[0] + g), idleLevel);
 
-        float* stream = frame + at;
         const auto put = [this, &stream](F x) {
-            storeLanes(stream, x);
+            storeTo(stream, x);
             stream += place.frameLanes;
         };
         for (int i = 0; i < kTick; ++i) {
-            const F o1 = loadLanes<F>(waves[0][i] + g), o2 = loadLanes<F>(waves[1][i] + g);
-            const F o3 = loadLanes<F>(waves[2][i] + g);
+            const F o1 = waves[0][i], o2 = waves[1][i], o3 = waves[2][i];
             level1 += gain1.template stepAt<F>(at);
             level2 += gain2.template stepAt<F>(at);
             level3 += gain3.template stepAt<F>(at);
             F sum = o1 * level1 + o2 * level2 + o3 * level3;
 
             // White noise: the upper half of the generator's state as a signed fraction
-            const F white = convert<F>((MaskOf<F>)noise >> 16) * (1.0f / 65536.0f);
+            const F white = convert<F>(__builtin_bit_cast(I, noise) >> 16) * (1.0f / 65536.0f);
             noise = noise * 214013u + 2531011u;
             F modNoise;
             if (values.noiseIsPink) {
@@ -373,15 +337,15 @@ private:
 
             cutNoise += (0.01f * white - cutNoise) * rates.cutNoise;
             base += cutBase.template stepAt<F>(at);
-            F c = key + base + loadLanes<F>(envelope[i] + g);
+            F c = key + base + loadFrom<F>(envelope[i]);
             c += cutNoise * c;
             if (values.modFltOn)
                 c += modSignal * values.modCutoffRange * modAmount;
             // As a table index: never not a number
             cutoff = select(c > 0.0f, smaller(c, F{} + 1.0f), F{});
 
-            if (amplitudeMoves)
-                amplitude = select(running, amplitudeAt(curvePosition[i] + g), idleLevel);
+            if (i == 0 || !levelStands)
+                amplitude = select(running, amplitudeAt(curvePosition[i]), idleLevel);
             put(select(running, signal, idleLevel));
             put(select(running, cutoff, idleCutoff));
             put(amplitude);
@@ -404,7 +368,7 @@ private:
     /// What has faded away becomes exactly zero.
     void finish() noexcept
     {
-        for (int lane = first; lane < first + kLanes; ++lane) {
+        for (int lane = at; lane < at + kLanes; ++lane) {
             double& ampLevel = lanes.ampEnvelope.ampLevel.data()[lane];
             double& fltOut = lanes.filterEnvelope.fltOut.data()[lane];
             float& modAmount = lanes.modAmount.data()[lane];
@@ -414,7 +378,6 @@ private:
                 fltOut = 0.0;
             if (modAmount < 1e-4f && s.depth.data()[lane] < 1e-4f)
                 modAmount = 0.0f;
-            lanes.ampOut.data()[lane] = lastLevel.data()[lane];
         }
     }
 
@@ -422,23 +385,24 @@ private:
     const EngineValues& values;
     const VoiceRates& rates;
     VoiceLanes& lanes;
-    const int first;
+    const int at; ///< the first lane
     const LanePlace& place;
 
     Walk<float> gain1, gain2, gain3, volMod, cutBase, envSum;
     Walk<double> sustain;
     Lanes<std::uint32_t> seed;
-    Lanes<double> pitch{}, ratio{}; ///< of the last tick, and the frequency ratio that it means
-    Lanes<double> toPeak{};         ///< memory of the amplifier envelope's attack
-    Lanes<float> keyed{};           ///< cutoff by key
+    D lastPitch = D{} + std::numeric_limits<double>::quiet_NaN();
+    D ratio{};              ///< of frequency that the last pitch means
+    Lanes<double> toPeak{}; ///< memory of the amplifier envelope's attack
+    RoughDroop<D> rough;
+    Lanes<float> keyed{}; ///< cutoff by key
     Lanes<float> inc[3]{};
 
     // One tick
-    alignas(64) float waves[3][kTick][kLanes];
+    F waves[3][kTick];
     alignas(64) float envelope[kTick][kLanes];    ///< part of the cutoff
     alignas(64) int curvePosition[kTick][kLanes]; ///< of the envelope level in the AmpCurve
-    bool levelStands[kLanes / kDoubles];
-    Lanes<double> lastLevel{};
+    bool levelStands = false;                     ///< in all lanes
 };
 
 template <int kLanes>
