@@ -37,6 +37,9 @@ template <class T, class Ladder> struct Channel {
         visitAll(lanes.around.data(), fbState, inHp, outLp, amHp);
     }
 
+    /// Without feedback the samples hang together through the ladder alone, which a processor turns
+    /// into half the time.
+    template <bool kFeedback>
     T tick(const FilterStretch& s, const ResonancePath& path, const float* frame) noexcept
     {
         const auto stream = [frame](Stream which) {
@@ -45,7 +48,9 @@ template <class T, class Ladder> struct Channel {
         const T cutoff = stream(Stream::Cutoff), amplitude = stream(Stream::Amplitude);
 
         // Drive, feedback, input high-pass, bias
-        T x = stream(Stream::Signal) * s.drive + 0.25f * th(fbState);
+        T x = stream(Stream::Signal) * s.drive;
+        if constexpr (kFeedback)
+            x += 0.25f * th(fbState);
         inHp += (x - inHp) * s.coeffs.inHp;
         x -= inHp;
         x += s.asym * amplitude + 3.0f * s.asym;
@@ -73,21 +78,20 @@ template <class T, class Ladder> struct Channel {
 
         amHp += (z - amHp) * s.coeffs.amHp;
         const T r = z - amHp;
-        fbState = s.fbGain * r;
+        if constexpr (kFeedback)
+            fbState = s.fbGain * r;
         return r;
     }
 };
 
-template <class T, class Ladder>
-void render(const FilterStretch& s, FilterLanes& lanes, const float* frames, int count, float* left,
-            float* right) noexcept
+template <bool kFeedback, class T, class Ladder>
+void renderAll(Channel<T, Ladder>& channel, const FilterStretch& s, const float* frames, int count,
+               float* left, float* right) noexcept
 {
-    Channel<T, Ladder> channel;
-    channel.visit(lanes, [](float* word, T& state) { state = loadLanes<T>(word); });
-    const ResonancePath path(s.linearisedHp1, s.linearisedHp2);
+    const ResonancePath path{s.linearisedHp1, s.linearisedHp2};
     const auto panLeft = loadLanes<Float4>(s.pan.left), panRight = loadLanes<Float4>(s.pan.right);
     for (int i = 0; i < count; ++i) {
-        const T r = channel.tick(s, path, frames + 4 * kLanesOf<T> * i);
+        const T r = channel.template tick<kFeedback>(s, path, frames + 4 * kLanesOf<T> * i);
         if (s.mono) {
             const float both = 2.0f * r[0];
             left[i] = right[i] = both < 1e-6f && both > -1e-6f ? 0.0f : both;
@@ -96,6 +100,20 @@ void render(const FilterStretch& s, FilterLanes& lanes, const float* frames, int
             right[i] = laneSum(halvesAdded(r) * panRight);
         }
     }
+}
+
+template <class T, class Ladder>
+void render(const FilterStretch& s, FilterLanes& lanes, const float* frames, int count, float* left,
+            float* right) noexcept
+{
+    Channel<T, Ladder> channel;
+    channel.visit(lanes, [](float* word, T& state) { state = loadLanes<T>(word); });
+    if constexpr (Channel<T, Ladder>::kIterated)
+        channel.ladder.takeState();
+    if (s.fbGain == 0.0f && all(channel.fbState == T{}))
+        renderAll<false>(channel, s, frames, count, left, right);
+    else
+        renderAll<true>(channel, s, frames, count, left, right);
     // Only this state of the four lanes is flushed; the caller's flush-to-zero mode looks after
     // the rest.
     if constexpr (kLanesOf<T> == 4)
