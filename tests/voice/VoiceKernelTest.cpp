@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -148,7 +149,9 @@ struct Pair {
                 return testing::AssertionFailure()
                        << "sample " << i / (4 * lanes) << " stream " << i / lanes % 4 << " lane "
                        << i % lanes << ": " << g[i] << ", not " << w[i];
-        if (std::memcmp(&racks[0].lanes, &racks[1].lanes, sizeof(VoiceLanes)) != 0)
+        constexpr std::size_t kStateBytes = // without the padding at the end
+            offsetof(VoiceLanes, random) + sizeof(VoiceLanes::random);
+        if (std::memcmp(&racks[0].lanes, &racks[1].lanes, kStateBytes) != 0)
             return testing::AssertionFailure() << "states differ";
         for (int voice = 0; voice < kVoices; ++voice)
             if (racks[0][voice].ended != racks[1][voice].ended)
@@ -169,7 +172,7 @@ TEST_P(VoiceKernels, GiveTheBitsOfThePlainVoice)
         GTEST_SKIP() << "not on this machine";
     const FlushDenormals asThePluginRuns;
     constexpr double kRates[] = {44100.0, 48000.0, 96000.0, 192000.0};
-    for (unsigned scene = 0; scene < 150; ++scene) {
+    for (unsigned scene = 0; scene < 80; ++scene) {
         Dice dice(scene);
         const double fs = kRates[dice.below(4)];
         Pair pair(voiceKernel(GetParam()), fs);
