@@ -21,3 +21,29 @@ function(zephra_module name)
     target_compile_options(zephra_${name} PRIVATE -Wconversion)
   endif()
 endfunction()
+
+# What kernels are compiled for (common/Isa.h), with the compiler's options.
+set(ZEPHRA_INSTRUCTION_SETS baseline)
+set(ZEPHRA_FLAGS_baseline)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  list(APPEND ZEPHRA_INSTRUCTION_SETS avx2 avx512)
+  set(ZEPHRA_FLAGS_avx2 -mavx2)
+  set(ZEPHRA_FLAGS_avx512 -mavx512f -mavx512vl -mavx512dq -mprefer-vector-width=256)
+endif()
+
+# zephra_kernels(voice): the sources of its folder "kernels", once for each instruction set. Never
+# without optimisation: what the compiler does not inline of the standard library would be shared
+# with sources that run on every machine.
+function(zephra_kernels name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/kernels/*.cpp)
+  get_target_property(dependencies zephra_${name} LINK_LIBRARIES)
+  foreach(set IN LISTS ZEPHRA_INSTRUCTION_SETS)
+    set(kernels zephra_${name}_${set})
+    add_library(${kernels} OBJECT ${sources})
+    target_include_directories(${kernels} PRIVATE ${CMAKE_BINARY_DIR}/include/${name})
+    target_link_libraries(${kernels} PRIVATE ${dependencies})
+    target_compile_definitions(${kernels} PRIVATE ZEPHRA_ISA=${set})
+    target_compile_options(${kernels} PRIVATE -Wconversion -O3 ${ZEPHRA_FLAGS_${set}})
+    target_sources(zephra_${name} PRIVATE $<TARGET_OBJECTS:${kernels}>)
+  endforeach()
+endfunction()

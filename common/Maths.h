@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "common/Isa.h"
+
 #include <cmath>
 
 namespace zephra {
+inline namespace ZEPHRA_ISA {
 
 inline constexpr double kPi = 3.14159265358979323846;
 inline constexpr double kTwoPi = 2.0 * kPi;
@@ -44,4 +47,5 @@ inline double onePoleCoeff(double hz, double rate) noexcept
 /// The same form with the plain tangent as constant.
 inline double tanCoeff(double hz, double rate) noexcept { return std::tan(kPi * hz / rate); }
 
+} // namespace ZEPHRA_ISA
 } // namespace zephra

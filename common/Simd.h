@@ -1,34 +1,110 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-namespace zephra {
+#include "common/Isa.h"
 
-/// Four voices side by side, one a lane. The compilers' own vector type: arithmetic and
-/// comparison operators work lane by lane, a comparison gives an Int4 of 0 and -1.
+#include <type_traits>
+
+namespace zephra {
+inline namespace ZEPHRA_ISA {
+
+/// Voices side by side, one a lane. The compilers' own vector types: arithmetic and comparison
+/// operators work lane by lane, a comparison gives integers of 0 and -1. What the instruction set
+/// is too narrow for, the compiler splits.
 using Float4 = float __attribute__((vector_size(16)));
+using Float8 = float __attribute__((vector_size(32)));
+using Double4 = double __attribute__((vector_size(32)));
+using Double8 = double __attribute__((vector_size(64)));
 using Int4 = int __attribute__((vector_size(16)));
+using Int8 = int __attribute__((vector_size(32)));
+using Long4 = long long __attribute__((vector_size(32))); ///< masks of doubles
+using Long8 = long long __attribute__((vector_size(64)));
 
 // A kernel written as a template over its value type chooses and asks through these, so that it
 // compiles for one plain float as well: that form is the reference in the tests.
 
+template <class T> using MaskOf = decltype(T{} < T{});
+template <class T>
+inline constexpr int kLanesOf = [] {
+    if constexpr (std::is_arithmetic_v<T>)
+        return 1;
+    else
+        return static_cast<int>(sizeof(T) / sizeof(T{}[0]));
+}();
+
 /// The first choice where the mask holds, else the second.
-inline float select(bool mask, float yes, float no) noexcept { return mask ? yes : no; }
-inline Float4 select(Int4 mask, Float4 yes, Float4 no) noexcept
+template <class T> inline T select(MaskOf<T> mask, T yes, T no) noexcept { return mask ? yes : no; }
+
+/// Whether the mask holds in every lane. (Masks of plain numbers that were joined are int.)
+template <class M> inline bool all(M mask) noexcept
 {
-    return reinterpret_cast<Float4>((mask & reinterpret_cast<Int4>(yes)) |
-                                    (~mask & reinterpret_cast<Int4>(no)));
+    if constexpr (std::is_arithmetic_v<M>) {
+        return mask != 0;
+    } else {
+#if defined(__AVX__)
+        if constexpr (sizeof(M) == 32 && kLanesOf<M> == 8)
+            return __builtin_ia32_movmskps256(reinterpret_cast<Float8>(mask)) == 0xff;
+#endif
+#if defined(__SSE2__)
+        if constexpr (sizeof(M) == 16 && kLanesOf<M> == 4)
+            return __builtin_ia32_movmskps(reinterpret_cast<Float4>(mask)) == 0xf;
+#endif
+        auto least = mask[0];
+        for (int lane = 1; lane < kLanesOf<M>; ++lane)
+            least &= mask[lane];
+        return least != 0;
+    }
 }
 
-/// Whether the mask holds in every lane.
-inline bool all(bool mask) noexcept { return mask; }
-inline bool all(Int4 mask) noexcept { return (mask[0] & mask[1] & mask[2] & mask[3]) != 0; }
+/// Whether the mask holds in any lane.
+template <class M> inline bool any(M mask) noexcept
+{
+    if constexpr (std::is_arithmetic_v<M>)
+        return mask != 0;
+    else
+        return !all(~mask);
+}
 
-/// The first lane of a value or mask.
-inline bool firstLane(bool mask) noexcept { return mask; }
-inline bool firstLane(Int4 mask) noexcept { return mask[0] != 0; }
+/// Whether the mask holds in the first lane.
+template <class M> inline bool firstLane(M mask) noexcept
+{
+    if constexpr (std::is_arithmetic_v<M>)
+        return mask != 0;
+    else
+        return mask[0] != 0;
+}
+
+/// Lane by lane as another type, towards zero.
+template <class To, class From> inline To convert(From x) noexcept
+{
+    if constexpr (std::is_arithmetic_v<From>)
+        return static_cast<To>(x);
+    else
+        return __builtin_convertvector(x, To);
+}
+
+/// Lanes in memory, at any address.
+template <class T, class Element> inline T loadLanes(const Element* from) noexcept
+{
+    T x;
+    __builtin_memcpy(&x, from, sizeof x);
+    return x;
+}
+template <class T, class Element> inline void storeLanes(Element* to, T x) noexcept
+{
+    __builtin_memcpy(to, &x, sizeof x);
+}
+
+/// The upper four lanes added to the lower four.
+inline Float4 halvesAdded(Float4 x) noexcept { return x; }
+inline Float4 halvesAdded(Float8 x) noexcept
+{
+    return __builtin_shufflevector(x, x, 0, 1, 2, 3) + __builtin_shufflevector(x, x, 4, 5, 6, 7);
+}
 
 /// Sum over the lanes.
 inline float laneSum(float x) noexcept { return x; }
 inline float laneSum(Float4 x) noexcept { return (x[0] + x[2]) + (x[1] + x[3]); }
 
+} // namespace ZEPHRA_ISA
 } // namespace zephra

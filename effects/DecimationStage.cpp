@@ -3,6 +3,8 @@
 
 #include "common/Maths.h"
 
+#include <algorithm>
+
 namespace zephra {
 
 namespace {
@@ -29,38 +31,50 @@ double DecimationStage::tap(int n) noexcept
 DecimationStage::DecimationStage() noexcept
 {
     for (int n = 0; n < kTaps; ++n) {
-        const int lane = n % 2 == 0 ? 0 : 2;
-        Float4& slot = coef[static_cast<std::size_t>(n / 2)];
-        slot[lane] = slot[lane + 1] = static_cast<float>(tap(n));
+        const int lane = n % 2 == 0 ? 2 : 0;
+        Float4& pair = coef[static_cast<std::size_t>(kPairs - 1 - n / 2)];
+        pair[lane] = pair[lane + 1] = static_cast<float>(tap(n));
     }
 }
 
-void DecimationStage::reset() noexcept
+void DecimationStage::reset() noexcept { history = {}; }
+
+/// The outputs from `first` on, side by side: each is a sum whose order is given, so that one alone
+/// would wait for every addition.
+template <int kOutputs>
+void DecimationStage::filter(int first, float* left, float* right) const noexcept
 {
-    ring = {};
-    ringPos = 0;
+    // The newest sample that counts is the first of an output's group of eight.
+    const float* const oldest = &history[static_cast<std::size_t>(16 * first)];
+    Float4 acc[kOutputs]{};
+    for (int pair = 0; pair < kPairs; ++pair) {
+        const Float4 c = coef[static_cast<std::size_t>(pair)];
+        for (int i = 0; i < kOutputs; ++i)
+            acc[i] += loadLanes<Float4>(oldest + 16 * i + 4 * pair) * c;
+    }
+    for (int i = 0; i < kOutputs; ++i) {
+        left[first + i] = acc[i][0] + acc[i][2];
+        right[first + i] = acc[i][1] + acc[i][3];
+    }
 }
 
 void DecimationStage::process(const float* overLeft, const float* overRight, int count, float* left,
                               float* right) noexcept
 {
-    constexpr unsigned kMask = kEntries - 1;
-    for (int i = 0; i < count; ++i) {
-        const unsigned p = ringPos;
-        for (int pair = 0; pair < 4; ++pair) {
-            Float4& even = ring[ringPos & kMask];
-            even[0] = *overLeft++;
-            even[1] = *overRight++;
-            Float4& odd = ring[++ringPos & kMask];
-            odd[2] = *overLeft++;
-            odd[3] = *overRight++;
+    constexpr int kTogether = 8;
+    for (int done = 0; done < count; done += kMost) {
+        const int now = std::min(count - done, kMost);
+        float* newest = &history[2 * kKept];
+        for (int i = 0; i < 8 * now; ++i) {
+            *newest++ = *overLeft++;
+            *newest++ = *overRight++;
         }
-        // The newest sample that counts is the first of this group of eight.
-        Float4 acc{};
-        for (unsigned j = 0; j < kWalked; ++j)
-            acc += ring[(p - 60 + j) & kMask] * coef[60 - j];
-        left[i] = acc[0] + acc[2];
-        right[i] = acc[1] + acc[3];
+        int i = 0;
+        for (; i + kTogether <= now; i += kTogether)
+            filter<kTogether>(i, left + done, right + done);
+        for (; i < now; ++i)
+            filter<1>(i, left + done, right + done);
+        std::copy_n(history.begin() + 16 * now, 2 * kKept, history.begin());
     }
 }
 

@@ -23,14 +23,15 @@ public:
     static double tap(int n) noexcept;
 
 private:
-    static constexpr unsigned kEntries = 64;
-    static constexpr unsigned kWalked = 61; ///< groups of two taps, the last of them zero
+    static constexpr int kMost = 64;               ///< host-rate samples taken at once
+    static constexpr int kPairs = (kTaps + 1) / 2; ///< of taps; the oldest tap is zero
+    static constexpr int kKept = kTaps;            ///< voice-rate samples that outlive a call
 
-    /// Left and right of an even voice-rate sample in lanes 0 and 1, of the odd sample before it
-    /// in lanes 2 and 3: one four-lane multiply serves two taps of both channels.
-    std::array<Float4, kEntries> ring{};
-    std::array<Float4, kEntries> coef{}; ///< even taps in lanes 0 and 1, odd ones in 2 and 3
-    unsigned ringPos = 0;                ///< masked on use
+    template <int kOutputs> void filter(int first, float* left, float* right) const noexcept;
+
+    /// Left and right by turns: one four-lane multiply serves two taps of both channels.
+    alignas(16) std::array<float, 2 * (kKept + 8 * kMost)> history{};
+    std::array<Float4, kPairs> coef{}; ///< oldest pair first; odd taps in lanes 0 and 1
 };
 
 } // namespace zephra

@@ -17,6 +17,8 @@ struct AmpEnvelopeRates {
 /// The amplifier envelope: multiplicative stages, and a linear release beside the multiplicative
 /// one.
 struct AmpEnvelope {
+    static constexpr double kAttackEnd = 0.8;
+
     EnvelopeStage ampState = EnvelopeStage::Release;
     double ampLevel = 0.0;  ///< 0..1
     double ampLinear = 0.0; ///< follows ampLevel, falls in a straight line in the release
@@ -49,9 +51,6 @@ struct AmpEnvelope {
         ampLinear = ampLevel;
         return ampLevel;
     }
-
-private:
-    static constexpr double kAttackEnd = 0.8;
 };
 
 } // namespace zephra

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "common/Simd.h"
 #include "voice/CutoffTables.h"
 #include "voice/EngineValues.h"
-#include "voice/Ladder.h"
+#include "voice/kernels/FilterKernel.h"
 #include "voice/LaneBuffer.h"
-
-#include <array>
 
 namespace zephra {
 
@@ -16,7 +13,7 @@ namespace zephra {
 /// one. [audio] unless marked otherwise.
 class FilterBank {
 public:
-    FilterBank() = default;
+    explicit FilterBank(Isa isa = chosenIsa()) noexcept;
     FilterBank(const FilterBank&) = delete;
     FilterBank& operator=(const FilterBank&) = delete;
 
@@ -30,39 +27,14 @@ public:
                  float* right) noexcept;
 
 private:
-    /// State of four lanes.
-    struct Group {
-        IteratedLadder<Float4> iterated;
-        LinearisedLadder<Float4> linearised;
-        Float4 fbState{}; ///< output of the last sample times the feedback gain
-        Float4 inHp{};    ///< low-pass under the input high-pass
-        Float4 outLp{};   ///< low-pass under the DC removal before the amplifier
-        Float4 amHp{};    ///< low-pass under the DC removal after it
-    };
-    /// Constants of the one-poles at one rate: tan(pi * Hz / fs8), used directly.
-    struct Coefficients {
-        float inHp = 0.0f, outLp = 0.0f, amHp = 0.0f;
-    };
-    struct Stretch; ///< constants of one sub-block
-    struct Pan {
-        Float4 left{}, right{}; ///< gain per lane
-    };
+    static FilterStretch stretchOf(const EngineValues& values) noexcept;
 
-    template <bool kIterated>
-    Float4 tick(Group& group, const Stretch& s, Float4 signal, Float4 cutoff, Float4 amplitude,
-                Float4 resonance) noexcept;
-    template <bool kIterated>
-    void processFour(const Stretch& s, const LaneBuffer& buffer, int count, float* left,
-                     float* right) noexcept;
-    void processEight(const Stretch& s, const LaneBuffer& buffer, int count, float* left,
-                      float* right) noexcept;
-    static bool clearBroken(Group& group) noexcept;
-
-    std::array<Group, 2> groups; ///< lanes 0..3 and 4..7
+    decltype(&filterStretch<Isa::baseline>) kernel;
+    FilterLanes lanes;
     CutoffTables tables;
-    Coefficients lateCoeffs, earlyCoeffs;
+    FilterStretch::OnePoles lateCoeffs, earlyCoeffs;
     float lateResonanceHp = 0.0f; ///< constant of the 29.04 Hz high-pass
-    ResonancePath earlyResonancePath{0.0f, 0.0f};
+    float earlyResonanceHp1 = 0.0f, earlyResonanceHp2 = 0.0f; ///< of 9 and 15 Hz
 };
 
 } // namespace zephra

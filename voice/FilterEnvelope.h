@@ -31,8 +31,11 @@ struct FilterEnvelope {
     double fltStart = 0.0, fltScale = 1.0; ///< offset and scale of the attack
     double droopTime = 132.0;              ///< running time of the decay, in 1/192000 s; never 0
 
-    /// Conductance of the droop resistor, 1 / (1.62 t^1.4).
-    double droopConductance() const noexcept { return 1.0 / (1.62 * std::pow(droopTime, 1.4)); }
+    /// Conductance of the droop resistor at a running time: 1 / (1.62 t^1.4).
+    static double droopConductance(double time) noexcept
+    {
+        return 1.0 / (1.62 * std::pow(time, 1.4));
+    }
 
     /// One voice-rate sample; `droop` is the conductance of this tick.
     void tick(const FilterEnvelopeRates& rate, double& droop) noexcept
@@ -44,7 +47,7 @@ struct FilterEnvelope {
             if (fltLevel > 0.5) {
                 fltState = EnvelopeStage::Decay;
                 droopTime = rate.droopStart;
-                droop = droopConductance();
+                droop = droopConductance(droopTime);
                 fltLevel = fltOut; // the value already reached
             } else {
                 fltOut = fltLevel * fltScale + fltStart;

@@ -5,6 +5,7 @@
 #include "common/Simd.h"
 
 namespace zephra {
+inline namespace ZEPHRA_ISA {
 
 // Four-stage transistor ladder with a tanh in each stage and in its feedback, at the voice rate,
 // with a high-pass in the resonance path. Two solvers: one iterates to the solution of the
@@ -30,6 +31,10 @@ template <class T> struct IteratedLadder {
     LadderStages<T> y;        ///< of the last sample
     T d1{}, d2{}, d3{}, d4{}; ///< stage differences of the last sample
     T loopLp{};               ///< low-pass under the high-pass of the resonance path
+    LadderStages<T> t;        ///< th() of y: follows from it, taken over from the last evaluation
+
+    /// After y was set from outside.
+    void takeState() noexcept { t = {th(y.y1), th(y.y2), th(y.y3), th(y.y4)}; }
 
     static constexpr int kEvaluations = 6;
 
@@ -41,11 +46,11 @@ template <class T> struct IteratedLadder {
         const T tolerance = 1e-7f + 1e-5f * in.cutoff * in.cutoff;
         const float loopGain = 1.0f / (1.0f + w);
         T y1 = y.y1, y2 = y.y2, y3 = y.y3, y4 = y.y4;
+        T t1 = t.y1, t2 = t.y2, t3 = t.y3, t4 = t.y4;
         T tu{};
         for (int i = 0; i < kEvaluations; ++i) {
             const T h = (w * y4 + loopLp) * loopGain;
             tu = th(in.x - in.resonance * (y4 - h));
-            const T t1 = th(y1), t2 = th(y2), t3 = th(y3), t4 = th(y4);
             const T f1 = (y.y1 - y1) + in.g * (tu - t1 + d1);
             const T f2 = (y.y2 - y2) + in.g * (t1 - t2 + d2);
             const T f3 = (y.y3 - y3) + in.g * (t2 - t3 + d3);
@@ -60,6 +65,7 @@ template <class T> struct IteratedLadder {
                 d4 = t3 - t4;
                 loopLp = h + w * (y4 - h);
                 y = {y1, y2, y3, y4};
+                t = {t1, t2, t3, t4};
                 return y;
             }
 
@@ -82,8 +88,13 @@ template <class T> struct IteratedLadder {
             y2 -= e2;
             y3 -= e3;
             y4 -= e4;
+            t1 = th(y1);
+            t2 = th(y2);
+            t3 = th(y3);
+            t4 = th(y4);
         }
         y = {};
+        t = {};
         loopLp = d2 = d3 = d4 = T{};
         d1 = select(tu - tu == T{}, tu, T{}); // the last drive, where it is finite
         return y;
@@ -145,4 +156,5 @@ template <class T> struct LinearisedLadder {
     }
 };
 
+} // namespace ZEPHRA_ISA
 } // namespace zephra

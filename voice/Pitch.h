@@ -8,6 +8,9 @@
 
 namespace zephra {
 
+/// An oscillator increment never exceeds this, in cycles per voice-rate sample: 0.4 fs.
+inline constexpr double kMaxIncrement = 0.05;
+
 /// What is fixed for a stretch: increment of oscillator k = oscBase[k] * slope^(pitch / 12), with
 /// pitch a note number with a fraction.
 std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, double fs8) noexcept;

@@ -16,6 +16,7 @@ public:
     /// itself, which then plays at its recorded number of samples, 8 % slower.
     void setSampleRate(double fs);
 
+    const std::int16_t* data() const noexcept { return samples.data(); }
     int length() const noexcept { return static_cast<int>(samples.size()); }
     /// Index 0..length() - 1.
     std::int16_t operator[](int i) const noexcept { return samples[static_cast<std::size_t>(i)]; }

@@ -9,7 +9,7 @@ void Voice::attach(VoiceLanes& rackLanes, int ownLane, std::uint32_t seed) noexc
 {
     lanes = &rackLanes;
     lane = ownLane;
-    random.seed(seed);
+    lanes->random[laneIndex()].seed(seed);
 }
 
 void Voice::reset(int toneLength) noexcept
@@ -24,7 +24,8 @@ void Voice::reset(int toneLength) noexcept
 
     const std::size_t l = laneIndex();
     for (OscillatorLanes& oscillator : lanes->oscillators)
-        oscillator.store(l, {std::min(static_cast<float>(random.next()) / 32767.0f, 0.99f)});
+        oscillator.store(l,
+                         {std::min(static_cast<float>(lanes->random[l].next()) / 32767.0f, 0.99f)});
     NoiseState noise;
     noise.tonePos = lane * toneLength / kVoices;
     lanes->noise.store(l, noise);

@@ -40,7 +40,6 @@ public:
     float smoothFoot = 0.0f;
     float smoothTimbre = 0.0f;
 
-    Random15 random;             ///< start phases and drift
     VoiceLanes* lanes = nullptr; ///< owned by the rack, as this voice is
 
 private:

@@ -4,8 +4,6 @@
 #include "voice/AmpEnvelope.h"
 #include "voice/Drift.h"
 #include "voice/FilterEnvelope.h"
-#include "voice/NoiseSource.h"
-#include "voice/Oscillator.h"
 
 #include <array>
 
@@ -17,6 +15,14 @@ template <class T> using Lanes = std::array<T, kVoices>;
 
 // State that changes per sample or per tick, eight voices side by side, so that one kernel can
 // move all lanes at once. A stretch takes a lane's state to locals and puts it back at its end.
+
+/// State of one oscillator of one voice.
+struct OscillatorState {
+    float phase = 0.0f;    ///< 0 up to 1, cycles
+    float heldNext = 0.0f; ///< ramp or pulse value of the next sample, with its step correction
+    float triLow = 0.0f;   ///< 200 Hz low-pass under the Late triangle
+    int pulseHigh = 0;     ///< 0 before the pulse threshold in the cycle, 1 after it
+};
 
 struct OscillatorLanes {
     Lanes<float> phase{}, heldNext{}, triLow{};
@@ -33,6 +39,16 @@ struct OscillatorLanes {
         triLow[lane] = s.triLow;
         pulseHigh[lane] = s.pulseHigh;
     }
+};
+
+/// Noise of one voice: the slow noise that a tick draws from the recording, and its two
+/// colourings as sound and as modulation.
+struct NoiseState {
+    float pinkLp1 = 0.0f, pinkLp2 = 0.0f; ///< 100 Hz low-passes of pink noise as modulation
+    float whiteLp = 0.0f;                 ///< 80 Hz low-pass that white noise is freed of
+    float pinkLow = 0.0f;                 ///< the slow noise, held between ticks
+    float slowNoise = 0.0f;               ///< its 10 Hz part
+    int tonePos = 0;                      ///< read position in the recording
 };
 
 struct NoiseLanes {
@@ -115,7 +131,7 @@ struct AmpEnvelopeLanes {
     }
 };
 
-struct VoiceLanes {
+struct alignas(64) VoiceLanes {
     std::array<OscillatorLanes, 3> oscillators;
     NoiseLanes noise;
     DriftLanes drift;
@@ -136,6 +152,29 @@ struct VoiceLanes {
 
     Lanes<float> cutNoise{}; ///< 9 Hz wobble of the cutoff
     Lanes<float> cutoff{};   ///< the last cutoff value, 0..1
+    Lanes<double> ampOut{};  ///< the last level of the amplifier envelope, 0..1
+
+    Lanes<Random15> random{}; ///< start phases and drift
+
+    void copyLane(const VoiceLanes& from, std::size_t lane) noexcept
+    {
+        for (std::size_t k = 0; k < 3; ++k) {
+            oscillators[k].store(lane, from.oscillators[k].load(lane));
+            gain[k][lane] = from.gain[k][lane];
+        }
+        noise.store(lane, from.noise.load(lane));
+        drift.store(lane, from.drift.load(lane));
+        filterEnvelope.store(lane, from.filterEnvelope.load(lane));
+        ampEnvelope.store(lane, from.ampEnvelope.load(lane));
+        for (auto part :
+             {&VoiceLanes::modAmount, &VoiceLanes::modSignal, &VoiceLanes::cutBase,
+              &VoiceLanes::envSum, &VoiceLanes::volMod, &VoiceLanes::cutNoise, &VoiceLanes::cutoff})
+            (this->*part)[lane] = (from.*part)[lane];
+        for (auto part : {&VoiceLanes::glidePitch, &VoiceLanes::bendSmooth,
+                          &VoiceLanes::sustainRamp, &VoiceLanes::ampOut})
+            (this->*part)[lane] = (from.*part)[lane];
+        random[lane] = from.random[lane];
+    }
 };
 
 } // namespace zephra

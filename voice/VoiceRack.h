@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/kernels/VoiceKernel.h"
 #include "voice/LaneBuffer.h"
 #include "voice/ToneSample.h"
 #include "voice/Voice.h"
@@ -15,7 +16,8 @@ namespace zephra {
 class VoiceRack {
 public:
     /// `engineNumber` counts the engines of this process, so that no two draw the same numbers.
-    explicit VoiceRack(std::uint32_t engineNumber) noexcept;
+    explicit VoiceRack(std::uint32_t engineNumber,
+                       VoiceKernel kernel = voiceKernel(chosenIsa())) noexcept;
     VoiceRack(const VoiceRack&) = delete;
     VoiceRack& operator=(const VoiceRack&) = delete;
 
@@ -42,9 +44,7 @@ public:
     VoiceLanes lanes;
 
 private:
-    void fillIdle(Voice& voice, bool eightLanes, LaneBuffer& buffer, int firstSample,
-                  int count) noexcept;
-
+    VoiceKernel renderLanes;
     std::array<Voice, kVoices> voices;
     VoiceRates rates;
     ToneSample tone;

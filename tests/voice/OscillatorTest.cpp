@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "PlainOscillator.h"
 #include "support/Spectrum.h"
-#include "voice/Waves.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ std::vector<float> play(Wave wave, float inc, int n, std::size_t k = 0)
     OscillatorState state;
     std::vector<float> out;
     for (int i = 0; i < n; ++i)
-        out.push_back(oscillatorSample<kRevision>(
+        out.push_back(test::oscillatorSample<kRevision>(
             state, k, wave, inc, pulseThreshold<kRevision>(k, wave), 0.0036f, shapeTables()));
     return out;
 }

@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/ShapeTables.h"
+#include "voice/VoiceLanes.h"
+#include "voice/Waves.h"
+
 #include <array>
 #include <cstdint>
 
-namespace zephra {
+namespace zephra::test {
 
-/// State of one oscillator of one voice.
-struct OscillatorState {
-    float phase = 0.0f;    ///< 0 up to 1, cycles
-    float heldNext = 0.0f; ///< ramp or pulse value of the next sample, with its step correction
-    float triLow = 0.0f;   ///< 200 Hz low-pass under the Late triangle
-    int pulseHigh = 0;     ///< 0 before the pulse threshold in the cycle, 1 after it
-};
+// An oscillator one sample after the other: the yardstick of the kernels.
 
 /// A step of height 1 is spread over the two samples around it by an order-4 polynomial. With t the
 /// part of a sample that has passed since the step, `stepNow(t)` is what the sample before gets.
@@ -82,4 +80,44 @@ inline float smoothRamp(OscillatorState& s, float inc) noexcept
     return ramp;
 }
 
-} // namespace zephra
+/// The Early saw charges like a capacitor: the [2/2] Pade form of an exponential bends the ramp
+/// 0..1 to about -1.53..+1 after the output map.
+inline float earlySawBend(float a) noexcept
+{
+    return 0.735835f * (12.0f + 6.0f * a + a * a) / (12.0f - 6.0f * a + a * a) - 1.0f;
+}
+
+/// One voice-rate sample of oscillator k = 0..2; about -1..1, the Early saw -1.53..1.
+template <Revision kRevision>
+inline float oscillatorSample(OscillatorState& s, std::size_t k, Wave wave, float inc,
+                              float threshold, float triLowCoeff,
+                              const ShapeTables& shapes) noexcept
+{
+    if (wave <= Wave::Shark) {
+        if constexpr (kRevision == Revision::Late) {
+            const float shape = readShape(shapes.triangleShapeLate, s.phase, 0x80000000u);
+            const float ramp = smoothRamp(s, inc);
+            if (wave == Wave::Shark)
+                return -shape - 0.215f * ramp;
+            s.triLow += (ramp - s.triLow) * triLowCoeff;
+            return shape + 0.06f * s.triLow;
+        } else {
+            const bool sharkTable = wave == Wave::Shark && k < 2;
+            const auto& table = sharkTable ? shapes.sharkShapeEarly : shapes.triangleShapeEarly;
+            const float shape = readShape(table, s.phase, 0x7e000000u);
+            const float ramp = smoothRamp(s, inc);
+            return wave == Wave::Shark ? -shape - 0.23f * ramp : shape;
+        }
+    }
+    if (isPulseWave(wave))
+        return 2.0f * stepWave<true>(s, inc, threshold) - 1.0f;
+
+    float a = stepWave<false>(s, inc, threshold);
+    if constexpr (kRevision == Revision::Early) {
+        if (wave == Wave::Saw && k < 2)
+            a = earlySawBend(a);
+    }
+    return 2.0f * a - 1.0f;
+}
+
+} // namespace zephra::test
