@@ -91,6 +91,7 @@ TEST_F(Import, AnArchiveBecomesABankOfTheItemsWithSoundNames)
         {{"pack/Own.fxp", "own"}, "Own.fxp"},
         {{"Favourites/Seen.fxp", "seen"}, "Seen.fxp"},
         {{"Empty.fxp", "", true}, "Empty.fxp"},
+        {{"Folder.fxp", "", false, 0, 0, 0, 0x10}, ""},
         {{"\201ber/D\374nn.fxp", "code page"}, "\201ber/D\374nn.fxp"},
         {{"\201/Wrong.fxp", "no UTF-8", false, 0x800}, "\201/Wrong.fxp"},
         {{"Sub/config.ini", "AuthorCode=AA\n"}, ""},
