@@ -10,10 +10,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <unordered_set>
 #include <vector>
 
 namespace zephra {
@@ -107,7 +107,7 @@ private:
     using Fill = std::function<bool(int file)>;
 
     std::string nameInTheWay(int folder, const std::string& name, std::string_view own) const;
-    std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>* knownNamesOf(int folder) const;
+    std::multiset<std::string, NoCaseLess>* knownNamesOf(int folder) const;
     bool nowHolds(const Place& place, bool made) const;
     Handle openRoot() const;
     Handle openFolder(const PathText& folder) const;

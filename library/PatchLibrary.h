@@ -14,11 +14,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace zephra {
@@ -202,7 +202,7 @@ private:
     struct Copied {
         int patches = 0, faults = 0;
     };
-    using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
+    using PathIndex = std::map<std::string_view, std::uint32_t, NoCaseLess>;
 
     bool refuse(bool report, std::string_view text);
     Favourites& changeFavourites();

@@ -8,6 +8,7 @@
 #include "library/ZipSource.h"
 
 #include <algorithm>
+#include <map>
 #include <system_error>
 
 namespace zephra {
@@ -49,7 +50,7 @@ public:
     }
 
 private:
-    std::unordered_map<std::string, PathText, NoCaseHash, NoCaseEqual> paths;
+    std::map<std::string, PathText, NoCaseLess> paths;
 };
 
 } // namespace
