@@ -423,6 +423,12 @@ bool LibraryFiles::removeFolder(const PathText& path) const
     return emptied && ::unlinkat(place->folder.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
 }
 
+bool LibraryFiles::removeEmptyFolder(const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && ::unlinkat(place->folder.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
+}
+
 /// The bytes go to a file beside the place, which then takes its name. The leading dot keeps it
 /// out of every scan if the process dies meanwhile.
 bool LibraryFiles::writeAside(const Place& place, const Fill& fill, Manner manner) const

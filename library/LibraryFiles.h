@@ -86,6 +86,7 @@ public:
     bool makeNewFolder(const PathText& path) const; ///< none may exist
     /// With everything in it; links go, what they point to stays. On failure a part is gone.
     bool removeFolder(const PathText& path) const;
+    bool removeEmptyFolder(const PathText& path) const;
     /// A new, empty file.
     bool createFile(const PathText& path) const;
     /// A new file, which appears when it is complete. The source may lie anywhere.
