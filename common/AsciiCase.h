@@ -54,21 +54,14 @@ constexpr bool containsNoCase(std::string_view text, std::string_view lowerPart)
                                             lowerPart.end(), same) != text.end();
 }
 
-/// For unordered containers of texts without regard to case (FNV-1a).
-struct NoCaseHash {
-    std::size_t operator()(std::string_view text) const noexcept
-    {
-        std::size_t hash = 14695981039346656037u;
-        for (const char c : text)
-            hash = (hash ^ static_cast<unsigned char>(lowerAscii(c))) * 1099511628211u;
-        return hash;
-    }
-};
+/// For containers of texts without regard to case: ordered ones, since names that come from outside
+/// may be made to collide in any table of hashes.
+struct NoCaseLess {
+    using is_transparent = void;
 
-struct NoCaseEqual {
     bool operator()(std::string_view a, std::string_view b) const noexcept
     {
-        return equalNoCase(a, b);
+        return compareNoCase(a, b) < 0;
     }
 };
 

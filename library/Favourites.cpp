@@ -2,8 +2,8 @@
 #include "library/Favourites.h"
 
 #include <algorithm>
+#include <map>
 #include <system_error>
-#include <unordered_map>
 
 namespace zephra {
 
@@ -47,7 +47,7 @@ void Favourites::read(const LibraryScan& scan, const FindPatch& findPatch)
         return;
     }
 
-    std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual> folderIds;
+    std::map<std::string_view, std::uint32_t, NoCaseLess> folderIds;
     for (const PatchFolder& folder : scan.folders)
         folderIds.emplace(folder.path, folder.id);
 

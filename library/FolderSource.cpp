@@ -2,9 +2,7 @@
 #include "library/FolderSource.h"
 
 #include "library/BankConfig.h"
-#include "library/LibraryScan.h"
 
-#include <algorithm>
 #include <system_error>
 #include <utility>
 
@@ -18,43 +16,44 @@ constexpr std::size_t kMostLevels = 10; ///< of folders in each other, the first
 
 } // namespace
 
-FolderSource::FolderSource(const fs::path& folder, const fs::path& libraryRoot, LibraryHost& host)
-    : root(libraryRoot), files(host, 5), folders(host, 6)
+FolderSource::FolderSource(const fs::path& folder, IsWanted isWantedFile, LibraryHost& host)
+    : isWanted(std::move(isWantedFile)), files(host, 5), folders(host, 6)
 {
-    if (!isPassed(folder))
-        walk(folder);
+    walk(folder, 1);
 }
 
 /// False once a list is full.
-bool FolderSource::walk(const fs::path& folder) // NOLINT(misc-no-recursion): ten levels
+bool FolderSource::walk(const fs::path& folder, std::size_t level) // NOLINT(misc-no-recursion)
 {
+    if (level > kMostLevels || !isNewAt(level, folder))
+        return true;
     if (!folders.add(folder))
         return false;
-    above.push_back(folder);
     for (const LibraryFiles::Name& name : readForeignFolder(folder)) {
         const fs::path inner = folder / name.text;
-        if (!isListedName(name.text))
+        if (!isFitName(name.text))
             continue;
         if (name.isFolder) {
-            if (above.size() < kMostLevels && !isPassed(inner) && !walk(inner))
+            if (!walk(inner, level + 1))
                 return false;
-        } else if (name.text != BankConfig::kFileName || !std::exchange(configFound, true)) {
+        } else if (isWanted(name.text) &&
+                   (name.text != BankConfig::kFileName || !std::exchange(configFound, true))) {
             if (!files.add({inner.string()}))
                 return false;
         }
     }
-    above.pop_back();
     return true;
 }
 
-/// True for the library, and for a folder that the walk is in already.
-bool FolderSource::isPassed(const fs::path& folder) const
+/// False for a folder that was met at this level or above.
+bool FolderSource::isNewAt(std::size_t level, const fs::path& folder)
 {
-    const auto isSame = [&](const fs::path& other) {
-        std::error_code error;
-        return fs::equivalent(folder, other, error);
-    };
-    return isSame(root) || std::ranges::any_of(above, isSame);
+    std::error_code error; // leaves no path, which nothing can be read from
+    const auto [at, isNew] = levels.try_emplace(fs::canonical(folder, error), level);
+    if (!isNew && at->second <= level)
+        return false;
+    at->second = level;
+    return true;
 }
 
 bool FolderSource::copy(const ImportItem& item, const LibraryFiles& target, const PathText& to)

@@ -4,29 +4,35 @@
 #include "library/BoundedList.h"
 #include "library/ImportSource.h"
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
+#include <map>
+#include <string_view>
 #include <vector>
 
 namespace zephra {
 
-/// The files of a folder tree, in the order of a scan, with the first "config.ini" only. Links are
-/// followed, but never to a folder that holds the link, nor into the library.
+/// The files of a folder tree that are wanted, in the order of a scan, with the first "config.ini"
+/// only. Links are followed, but however many lead to a folder, it is read once, and again only
+/// where it lies higher, so that nothing is too deep down by one of its paths.
 class FolderSource : public ImportSource {
 public:
-    FolderSource(const std::filesystem::path& folder, const std::filesystem::path& libraryRoot,
-                 LibraryHost& host);
+    using IsWanted = std::function<bool(std::string_view fileName)>;
+
+    FolderSource(const std::filesystem::path& folder, IsWanted isWantedFile, LibraryHost& host);
 
     const std::vector<ImportItem>& items() const noexcept override { return files.all(); }
     bool copy(const ImportItem& item, const LibraryFiles& target, const PathText& to) override;
 
 private:
-    bool walk(const std::filesystem::path& folder);
-    bool isPassed(const std::filesystem::path& folder) const;
+    bool walk(const std::filesystem::path& folder, std::size_t level);
+    bool isNewAt(std::size_t level, const std::filesystem::path& folder);
 
-    std::filesystem::path root; ///< of the library
+    IsWanted isWanted;
     BoundedList<ImportItem> files;
     BoundedList<std::filesystem::path> folders;
-    std::vector<std::filesystem::path> above; ///< the folder that is being read, and those above
+    std::map<std::filesystem::path, std::size_t> levels; ///< of folders, without links
     bool configFound = false;
 };
 

@@ -2,13 +2,30 @@
 #pragma once
 
 #include "library/LibraryFiles.h"
+#include "library/LibraryScan.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace zephra {
+
+/// Names with a line feed, say, would break the lists that tell them.
+inline bool holdsControlBytes(std::string_view text)
+{
+    return std::ranges::any_of(text, [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 0x20 || byte == 0x7f;
+    });
+}
+
+/// False for names that files and folders cannot be imported under.
+inline bool isFitName(std::string_view name)
+{
+    return isListedName(name) && !holdsControlBytes(name) && name.find('\\') == name.npos;
+}
 
 /// A file that may be imported. Of its path, slashes between the elements, only the last two
 /// count: the folder, which becomes a category, and the name.
@@ -37,7 +54,7 @@ class ImportSource {
 public:
     virtual ~ImportSource() = default;
 
-    /// In the order in which they are imported. The library lists files and folders of all these
+    /// In the order in which they are imported. All files, and the folders that hold them, have fit
     /// names.
     virtual const std::vector<ImportItem>& items() const noexcept = 0;
     /// Copies one of them into a tree, in place of what was there, unflushed. False if it could not

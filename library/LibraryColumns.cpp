@@ -93,7 +93,7 @@ int LibraryColumns::bankRowNamed(std::string_view name) const
 
 int LibraryColumns::categoryRowNamed(std::string_view name) const
 {
-    const auto row = categoryRows.find(std::string(name));
+    const auto row = categoryRows.find(name);
     return row == categoryRows.end() ? -1 : row->second;
 }
 

@@ -5,9 +5,9 @@
 #include "library/LibraryScan.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace zephra {
@@ -61,7 +61,7 @@ private:
     void place(const PatchFolder& folder);
 
     std::vector<FolderPlace> places; ///< by folder id
-    std::unordered_map<std::string, int, NoCaseHash, NoCaseEqual> categoryRows;
+    std::map<std::string, int, NoCaseLess> categoryRows;
 };
 
 } // namespace zephra

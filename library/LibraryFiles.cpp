@@ -14,10 +14,10 @@
 #include <fcntl.h>
 #include <map>
 #include <memory>
+#include <set>
 #include <span>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <unordered_set>
 #include <utility>
 
 namespace zephra {
@@ -154,7 +154,7 @@ bool removeContents(int folder) // NOLINT(misc-no-recursion): as deep as the tre
 /// The names of folders as they were read first, and those that came since; some may have gone.
 struct LibraryFiles::KnownNames {
     using Folder = std::pair<dev_t, ino_t>;
-    using Names = std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>;
+    using Names = std::multiset<std::string, NoCaseLess>;
 
     std::map<Folder, Names> folders;
 };
@@ -351,8 +351,7 @@ std::string LibraryFiles::nameInTheWay(int folder, const std::string& name,
 }
 
 /// nullptr outside a batch.
-std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>*
-LibraryFiles::knownNamesOf(int folder) const
+std::multiset<std::string, NoCaseLess>* LibraryFiles::knownNamesOf(int folder) const
 {
     struct stat status {};
     if (!known || ::fstat(folder, &status) != 0)
@@ -422,6 +421,12 @@ bool LibraryFiles::removeFolder(const PathText& path) const
     const Handle inner(::openat(place->folder.get(), place->name.c_str(), kFolderFlags));
     const bool emptied = inner && removeContents(inner.get());
     return emptied && ::unlinkat(place->folder.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
+}
+
+bool LibraryFiles::removeEmptyFolder(const PathText& path) const
+{
+    const auto place = writablePlaceOf(path);
+    return place && ::unlinkat(place->folder.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
 }
 
 /// The bytes go to a file beside the place, which then takes its name. The leading dot keeps it

@@ -10,10 +10,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <unordered_set>
 #include <vector>
 
 namespace zephra {
@@ -86,6 +86,7 @@ public:
     bool makeNewFolder(const PathText& path) const; ///< none may exist
     /// With everything in it; links go, what they point to stays. On failure a part is gone.
     bool removeFolder(const PathText& path) const;
+    bool removeEmptyFolder(const PathText& path) const;
     /// A new, empty file.
     bool createFile(const PathText& path) const;
     /// A new file, which appears when it is complete. The source may lie anywhere.
@@ -107,7 +108,7 @@ private:
     using Fill = std::function<bool(int file)>;
 
     std::string nameInTheWay(int folder, const std::string& name, std::string_view own) const;
-    std::unordered_multiset<std::string, NoCaseHash, NoCaseEqual>* knownNamesOf(int folder) const;
+    std::multiset<std::string, NoCaseLess>* knownNamesOf(int folder) const;
     bool nowHolds(const Place& place, bool made) const;
     Handle openRoot() const;
     Handle openFolder(const PathText& folder) const;

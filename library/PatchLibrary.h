@@ -14,11 +14,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace zephra {
@@ -165,9 +165,10 @@ public:
     /// bank, or "User", and the category, if one is selected.
     bool importPatch(const std::filesystem::path& source, PathText& outPath);
     /// All patches of a folder become a new bank of its name, and the folders that directly hold
-    /// them its categories: ten levels at most, the folder included, down through links, but not
-    /// into this library. The first "config.ini" comes along. A later patch of the same category
-    /// and name replaces an earlier one. With a message if files could not be copied.
+    /// them its categories: ten levels at most, the folder included, down through links. Banks and
+    /// categories get a number if their names are taken or kept out of sight. The first
+    /// "config.ini" comes along. A later patch of the same category and name replaces an earlier
+    /// one. With a message if patches could not be copied.
     bool importFolder(const std::filesystem::path& source, PathText& outBankPath);
     /// Likewise the contents of a ZIP archive, with the last "config.ini", and without a message
     /// for items that cannot be unpacked as long as one can.
@@ -202,7 +203,7 @@ private:
     struct Copied {
         int patches = 0, faults = 0;
     };
-    using PathIndex = std::unordered_map<std::string_view, std::uint32_t, NoCaseHash, NoCaseEqual>;
+    using PathIndex = std::map<std::string_view, std::uint32_t, NoCaseLess>;
 
     bool refuse(bool report, std::string_view text);
     Favourites& changeFavourites();
@@ -221,7 +222,7 @@ private:
     template <class Move> Entries moveEach(const Entries& entries, Move move);
     Moved copyPatch(const std::filesystem::path& source, const PatchEntry& entry);
     bool importItems(ImportSource& source, std::string_view sourceName, const PathText& bank,
-                     bool reportFaults);
+                     bool reportFaults, PathText& outBankPath);
     Copied copyItems(ImportSource& source, std::string_view sourceName, const PathText& bank);
     void copyCompanions(ImportSource& source, const PathText& bank);
 

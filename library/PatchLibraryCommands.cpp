@@ -355,7 +355,8 @@ PatchLibrary::Moved PatchLibrary::duplicatePatch(const PatchEntry& entry, bool r
     return found ? *found : copy;
 }
 
-/// `entry` tells the name, and the place where nothing is selected.
+/// `entry` tells the name, and the place where nothing is selected. A copy that fails leaves no
+/// folder behind that was made for it.
 PatchLibrary::Moved PatchLibrary::copyPatch(const std::filesystem::path& source,
                                             const PatchEntry& entry)
 {
@@ -377,9 +378,12 @@ PatchLibrary::Moved PatchLibrary::copyPatch(const std::filesystem::path& source,
         copy.path = folder + withExtension(name.base + " " + std::to_string(number) + name.authors,
                                            kPatchExtension);
     }
-    if (!isListedName(copy.fileName()) || !files.copyFile(source, copy.path))
-        return std::nullopt;
-    return copy;
+    if (isListedName(copy.fileName()) && files.copyFile(source, copy.path))
+        return copy;
+    for (const PathText& made : {folder, root() + bank + "\\"})
+        if (!folderByPath(made))
+            files.removeEmptyFolder(made);
+    return std::nullopt;
 }
 
 } // namespace zephra

@@ -124,6 +124,7 @@ ZipReader::~ZipReader() = default;
 /// False if the directory ends before it should.
 bool ZipReader::list()
 {
+    constexpr uLong kFolder = 0x10; // as DOS marked them, and others still do
     unz_global_info64 info{};
     if (unzGetGlobalInfo64(archive->zip, &info) != UNZ_OK)
         return false;
@@ -136,7 +137,7 @@ bool ZipReader::list()
             unzGetCurrentFileInfo64(archive->zip, &item, name.data(), name.size(), nullptr, 0,
                                     nullptr, 0) != UNZ_OK)
             return false;
-        const bool isFit = item.size_filename <= name.size() &&
+        const bool isFit = item.size_filename <= name.size() && (item.external_fa & kFolder) == 0 &&
                            std::memchr(name.data(), '\0', item.size_filename) == nullptr;
         itemNames.emplace_back(name.data(), isFit ? item.size_filename : 0);
         places.push_back(unzGetOffset64(archive->zip));

@@ -27,7 +27,7 @@ public:
     /// False if this is no archive, or its directory is damaged.
     bool isOpen() const noexcept { return archive != nullptr; }
     /// Of the files and folders in it, in their order; the bytes that the archive has. Empty for a
-    /// name that is too long or holds a NUL.
+    /// name that is too long or holds a NUL, and for what only its attributes mark as a folder.
     const std::vector<std::string>& names() const noexcept { return itemNames; }
     /// Unpacks the item of that index. False if it is encrypted, damaged or too long.
     bool read(std::size_t index, std::string& bytes);

@@ -2,7 +2,6 @@
 #include "library/ZipSource.h"
 
 #include "common/AsciiCase.h"
-#include "library/LibraryScan.h"
 
 #include <algorithm>
 
@@ -17,14 +16,6 @@ void makeRelative(std::string& path)
         lowerAscii(path[0]) <= 'z')
         path.erase(0, 2);
     path.erase(0, std::min(path.find_first_not_of('/'), path.size()));
-}
-
-bool holdsControlBytes(std::string_view path)
-{
-    return std::ranges::any_of(path, [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7f;
-    });
 }
 
 /// False for paths with "." or ".." in them.
@@ -42,7 +33,7 @@ bool leadsDown(std::string_view path)
 bool isFit(const ImportItem& item)
 {
     return !holdsControlBytes(item.path) && leadsDown(item.path) && !item.path.starts_with('.') &&
-           isListedName(item.name()) && (item.folder().empty() || isListedName(item.folder()));
+           isFitName(item.name()) && (item.folder().empty() || isFitName(item.folder()));
 }
 
 } // namespace

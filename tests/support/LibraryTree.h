@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zephra::test {
@@ -16,8 +17,10 @@ namespace zephra::test {
 /// A library that shows its messages to a test.
 struct RecordingLibraryHost : LibraryHost {
     void showMessage(std::string_view, std::string_view text) override { texts.emplace_back(text); }
+    void showProgress(std::size_t done, std::size_t whole) override { progress = {done, whole}; }
 
     std::vector<std::string> texts;
+    std::pair<std::size_t, std::size_t> progress; ///< done, of how many
 };
 
 /// A soundbank root on disk. Names that end with "/" are folders; all files hold their own name.

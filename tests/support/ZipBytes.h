@@ -17,9 +17,10 @@ struct ZipFile {
     std::string name;
     std::string data;
     bool deflated = false;
-    std::uint16_t flags = 0;     ///< 1: encrypted, 0x800: the name is UTF-8
-    std::uint32_t wrongCrc = 0;  ///< bits of the checksum that are turned over
-    std::uint32_t wrongSize = 0; ///< bytes that the archive adds to the true size
+    std::uint16_t flags = 0;      ///< 1: encrypted, 0x800: the name is UTF-8
+    std::uint32_t wrongCrc = 0;   ///< bits of the checksum that are turned over
+    std::uint32_t wrongSize = 0;  ///< bytes that the archive adds to the true size
+    std::uint32_t attributes = 0; ///< 0x10: a folder
 };
 
 /// Any number of bytes, low byte first.
@@ -67,7 +68,8 @@ inline std::string zipBytes(const std::vector<ZipFile>& files)
                                                  {file.name.size(), 2},
                                                  {0, 2}});
         directory += "PK\1\2" + littleEndian({{20, 2}}) + common +
-                     littleEndian({{0, 2 + 2 + 2 + 4}, {bytes.size(), 4}}) + file.name;
+                     littleEndian({{0, 2 + 2 + 2}, {file.attributes, 4}, {bytes.size(), 4}}) +
+                     file.name;
         bytes += "PK\3\4" + common + file.name + packed;
     }
     const std::uint64_t start = bytes.size(), end = start + directory.size();
