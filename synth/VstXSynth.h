@@ -58,8 +58,7 @@ public:
     static constexpr const char* kProduct = "The Zephra";
     static constexpr const char* kVendor = "Quillon Audio";
     /// No delay: a host records what zephra-render writes, sample for sample. The middle of the
-    /// decimator's taps lies 7 samples behind the start of a note, which is less than hosts' own
-    /// timing is worth.
+    /// decimator's taps lies 7 samples behind the start of a note, too little to be heard.
     static constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
                                                  1,
                                                  kNumHostParameters,

@@ -49,6 +49,17 @@ TEST(OddCall, OfNoFramesKeepsItsEventsForTheNext)
     EXPECT_GT(std::ranges::max(sound), 0.001f);
 }
 
+TEST(OddCall, OfActivateEndsWhatSounded)
+{
+    const Home home;
+    Lv2Host host;
+    host.events.midi(0, {0x90, 60, 100});
+    const float playing = std::ranges::max(host.run(4096));
+    EXPECT_GT(playing, 0.05f);
+    host.descriptor->activate(host.handle);
+    EXPECT_LT(std::ranges::max(host.run(4096)), playing / 10) << "more than a click in the reverb";
+}
+
 TEST(OddCall, WithNothingConnected)
 {
     const Home home;
