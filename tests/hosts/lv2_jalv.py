@@ -78,35 +78,15 @@ class InJalv(unittest.TestCase):
         self.jalv.stdin.flush()
         self.studio.record(0.5)
 
-    def save(self):
+    def save(self, screen):
         """A folder with a state, from the window of jalv.gtk3: File, Save, without a mouse."""
-        def xdotool(*words):
-            return subprocess.run(["xdotool", *words], check=True, capture_output=True, text=True,
-                                  timeout=30).stdout.split()
-
-        def focus(window):
-            found = xdotool("search", "--sync", "--onlyvisible", "--name", window)
-            xdotool("windowfocus", "--sync", found[-1], "sleep", "1")
-
         folder = self.folder / "saved"
-        focus("The Zephra")
-        xdotool("key", "ctrl+s")
-        focus("Save State")
-        xdotool("type", str(folder))
-        xdotool("sleep", "1", "key", "Return")
+        screen.press("The Zephra", "key", "ctrl+s")
+        screen.press("Save State", "type", str(folder))
+        screen.xdotool("sleep", "1", "key", "Return")
         rig.wait_for((folder / "state.ttl").exists, "the state")
         self.studio.record(0.5)
         return folder
-
-    def open_screen(self):
-        reading, writing = os.pipe()
-        screen = subprocess.Popen(["Xvfb", "-displayfd", str(writing)], pass_fds=[writing],
-                                  stderr=subprocess.DEVNULL)
-        self.addCleanup(screen.wait)
-        self.addCleanup(screen.terminate)
-        os.close(writing)
-        with open(reading, encoding="ascii") as number:
-            os.environ["DISPLAY"] = ":" + number.readline().strip()
 
     def phrase(self):
         """Plays it and returns the recording from the first sound on."""
@@ -142,11 +122,7 @@ class InJalv(unittest.TestCase):
         self.assertEqual(worst, 0.0)
 
     def compare_spectrum(self, played, rendered):
-        """Octave by octave, as far as another start of the oscillators lets them be alike."""
-        both = list(zip(rig.octaves(played), rig.octaves(rendered)))
-        print(f"{self.id()}: octaves, played and rendered:",
-              *(f"{a:.1f}/{b:.1f}" for a, b in both), "dB")
-        self.assertLess(sum(abs(a - b) for a, b in both) / len(both), 2.0)
+        self.assertLess(rig.octaves_apart(self.id(), played, rendered), 2.0)
 
     def start_dry(self, *options):
         """The first patch without effects, which would run on before the first note. They fade for
@@ -170,12 +146,13 @@ class InJalv(unittest.TestCase):
         self.say(f"preset {URI}:preset:{OTHER.replace(' ', '_')}")
         self.compare_spectrum(self.phrase(), self.rendered(OTHER))
 
-    @unittest.skipUnless(all(map(shutil.which, ("jalv.gtk3", "Xvfb", "xdotool"))),
+    @unittest.skipUnless(all(map(shutil.which, ("jalv.gtk3", *rig.Screen.PROGRAMS))),
                          "needs jalv.gtk3, Xvfb and xdotool")
     def test_a_saved_state_sounds_the_same_in_a_fresh_process(self):
-        self.open_screen()
+        screen = rig.Screen()
+        self.addCleanup(screen.close)
         self.start("-c", "filter_cutoff=3000", program=("jalv.gtk3", "--jack-name"))
-        folder = self.save()
+        folder = self.save(screen)
         self.end()
         self.start("-l", folder)
         self.compare_spectrum(self.phrase(), self.rendered(FIRST, CUTOFF_3000))

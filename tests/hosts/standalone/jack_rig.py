@@ -82,10 +82,39 @@ def wait_for(condition, what, seconds=30.0):
         time.sleep(0.01)
 
 
-class Studio:
-    """Records what the program "Zephra" plays, and has a keyboard for it to connect to."""
+class Screen:
+    """A screen that nobody sees, for programs that show windows; they are driven by keys."""
 
-    def __init__(self, keyboard="Keyboard"):
+    PROGRAMS = ("Xvfb", "xdotool")
+
+    def __init__(self):
+        reading, writing = os.pipe()
+        self.process = subprocess.Popen(["Xvfb", "-displayfd", str(writing)], pass_fds=[writing],
+                                        stderr=subprocess.DEVNULL)
+        os.close(writing)
+        with open(reading, encoding="ascii") as number:
+            os.environ["DISPLAY"] = ":" + number.readline().strip()
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+
+    @staticmethod
+    def xdotool(*words):
+        return subprocess.run(["xdotool", *words], check=True, capture_output=True, text=True,
+                              timeout=90).stdout.split()
+
+    def press(self, window, *keys):
+        """Once there is a window of this name."""
+        found = self.xdotool("search", "--sync", "--onlyvisible", "--name", window)
+        self.xdotool("windowfocus", "--sync", found[-1], "sleep", "1", *keys)
+
+
+class Studio:
+    """Records what a program plays, and has a keyboard for it to connect to."""
+
+    def __init__(self, keyboard="Keyboard", program="Zephra:"):
+        self.program = program
         self.client = jack.Client("Studio")
         self.inputs = [self.client.inports.register(name) for name in ("left", "right")]
         self.keys = self.client.midi_outports.register(keyboard) if keyboard else None
@@ -109,7 +138,7 @@ class Studio:
                 pass
 
     def outputs(self):
-        return self.client.get_ports("Zephra:", is_audio=True, is_output=True)
+        return self.client.get_ports(self.program, is_audio=True, is_output=True)
 
     def connect(self):
         wait_for(lambda: len(self.outputs()) == 2, "the outputs of the program")
@@ -181,6 +210,14 @@ def octaves(samples):
         levels.append(10 * math.log10(1e-9 + sum((a - b) ** 2 for a, b in pairs) / len(sound)))
         sound = [(a + b) / 2 for a, b in pairs]
     return levels
+
+
+def octaves_apart(what, played, rendered):
+    """The mean difference of the octaves, dB: as far as another start of free oscillators lets
+    them be alike, that is below 1."""
+    both = list(zip(octaves(played), octaves(rendered)))
+    print(f"{what}: octaves, played and rendered:", *(f"{a:.1f}/{b:.1f}" for a, b in both), "dB")
+    return sum(abs(a - b) for a, b in both) / len(both)
 
 
 def wav_samples(data):
