@@ -26,7 +26,8 @@ OTHER = "Essentials/Bass/Bee Line QE"
 NOTES = [(37, 20000, 40, 100), (9000, 30000, 47, 64), (30001, 52001, 52, 127)]  # on, off, key, velocity
 WHEEL = [(15000, 100), (40000, 31)]  # sample, value
 LENGTH = 80000
-LEAD_IN = 375 * rig.BLOCK  # before the render: jalv has also been idle for a while
+LEAD_IN = 375 * rig.BLOCK  # jalv has also been idle, and the instrument asleep, for a while
+CUTOFF_3000 = f"--auto=filter_cutoff={math.log(3000 / 25) / math.log(2.02) / 10:.9f}@1"  # in Hz
 
 
 def seconds(sample):
@@ -50,15 +51,18 @@ class InJalv(unittest.TestCase):
 
     def tearDown(self):
         if self.jalv:
-            self.studio.close()
-            self.jalv.terminate()
-            self.jalv.communicate()
+            self.end()
 
-    def start(self, *options):
+    def end(self):
+        self.studio.close()
+        self.jalv.kill()  # jalv.gtk3 takes no other signal
+        self.jalv.communicate()
+
+    def start(self, *options, program=("jalv", "-n")):
         """jalv with the plug-in, connected to a keyboard and a recorder."""
         self.studio = rig.Studio()
         for _ in range(5):  # on a busy machine the server may not answer it in time
-            self.jalv = subprocess.Popen(["jalv", "-x", "-n", "Zephra", *map(str, options), URI],
+            self.jalv = subprocess.Popen([*program, "Zephra", "-x", *map(str, options), URI],
                                          stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
                                          stderr=subprocess.DEVNULL, text=True)
             rig.wait_for(lambda: self.jalv.poll() is not None or len(self.studio.outputs()) == 2,
@@ -67,20 +71,42 @@ class InJalv(unittest.TestCase):
                 break
         self.studio.connect()
         self.studio.client.connect(self.studio.keys, "Zephra:events_in")
+        self.studio.record(1)  # until the instrument is asleep
 
     def say(self, command):
         self.jalv.stdin.write(command + "\n")
         self.jalv.stdin.flush()
         self.studio.record(0.5)
 
-    def saved(self, place):
-        """A folder with a state as jalv saves it."""
+    def save(self):
+        """A folder with a state, from the window of jalv.gtk3: File, Save, without a mouse."""
+        def xdotool(*words):
+            return subprocess.run(["xdotool", *words], check=True, capture_output=True, text=True,
+                                  timeout=30).stdout.split()
+
+        def focus(window):
+            found = xdotool("search", "--sync", "--onlyvisible", "--name", window)
+            xdotool("windowfocus", "--sync", found[-1], "sleep", "1")
+
         folder = self.folder / "saved"
-        folder.mkdir()
-        name = place.replace(" ", "_")
-        preset = (BUNDLE / "presets" / (name + ".ttl")).read_text()
-        (folder / "state.ttl").write_text(preset.replace(f"<{URI}:preset:{name}>", "<>"))
+        focus("The Zephra")
+        xdotool("key", "ctrl+s")
+        focus("Save State")
+        xdotool("type", str(folder))
+        xdotool("sleep", "1", "key", "Return")
+        rig.wait_for((folder / "state.ttl").exists, "the state")
+        self.studio.record(0.5)
         return folder
+
+    def open_screen(self):
+        reading, writing = os.pipe()
+        screen = subprocess.Popen(["Xvfb", "-displayfd", str(writing)], pass_fds=[writing],
+                                  stderr=subprocess.DEVNULL)
+        self.addCleanup(screen.wait)
+        self.addCleanup(screen.terminate)
+        os.close(writing)
+        with open(reading, encoding="ascii") as number:
+            os.environ["DISPLAY"] = ":" + number.readline().strip()
 
     def phrase(self):
         """Plays it and returns the recording from the first sound on."""
@@ -106,44 +132,53 @@ class InJalv(unittest.TestCase):
                         seconds(LEAD_IN + LENGTH), "--quiet", "--out", out], check=True)
         return rig.from_first_sound(rig.wav_samples(out.read_bytes()))
 
-    def compare(self, played, rendered, tolerance):
+    def compare(self, played, rendered):
         count = min(len(played), len(rendered))
         self.assertGreater(count, 100000)
         self.assertGreater(rig.peak(rendered), 0.02)
         worst = max(abs(a - b) for a, b in zip(played, rendered))
         print(f"{self.id()}: {count // 2} frames, peak {rig.peak(rendered):.4f}, "
               f"largest difference {worst:.3g}")
-        self.assertLessEqual(worst, tolerance)
+        self.assertEqual(worst, 0.0)
 
-    def compare_level(self, played, rendered):
-        """As far as another start of the oscillators lets them be alike."""
-        def decibels(sound):
-            return 10 * math.log10(sum(x * x for x in sound[:100000]) / 100000)
-        print(f"{self.id()}: {decibels(played):.2f} dB, rendered {decibels(rendered):.2f} dB")
-        self.assertAlmostEqual(decibels(played), decibels(rendered), delta=1.5)
+    def compare_spectrum(self, played, rendered):
+        """Octave by octave, as far as another start of the oscillators lets them be alike."""
+        both = list(zip(rig.octaves(played), rig.octaves(rendered)))
+        print(f"{self.id()}: octaves, played and rendered:",
+              *(f"{a:.1f}/{b:.1f}" for a, b in both), "dB")
+        self.assertLess(sum(abs(a - b) for a, b in both) / len(both), 2.0)
 
     def start_dry(self, *options):
-        """The first patch without effects, which would run on before the first note."""
+        """The first patch without effects, which would run on before the first note. They fade for
+        two thirds of a second."""
         self.start(*options)
         self.say("set fx_active 0")
+        self.studio.record(1)
 
     def test_plays_sample_for_sample(self):
         self.start_dry()
-        played, rendered = self.phrase(), self.rendered(FIRST, "--set=fx_active=0")
-        self.compare(played, rendered, 1e-4)
-        settled = 2 * 10000  # samples; up to there the level is apart by one part in ten thousand
-        self.compare(played[settled:], rendered[settled:], 0.0)
+        self.compare(self.phrase(), self.rendered(FIRST, "--set=fx_active=0"))
 
     def test_a_moved_port_is_heard(self):
         self.start_dry()
         self.say("set filter_cutoff 3000")
-        cutoff = math.log(3000 / 25) / math.log(2.02) / 10
-        self.compare(self.phrase(), self.rendered(FIRST, "--set=fx_active=0",
-                                                  f"--set=filter_cutoff={cutoff:.9f}"), 1e-3)
+        self.compare(self.phrase(), self.rendered(FIRST, "--set=fx_active=0", CUTOFF_3000))
 
-    def test_loads_a_saved_state(self):
-        self.start("-l", self.saved(OTHER))
-        self.compare_level(self.phrase(), self.rendered(OTHER))
+    def test_loads_a_preset(self):
+        self.start()
+        self.say("presets")  # reads them: without it, jalv only knows their names
+        self.say(f"preset {URI}:preset:{OTHER.replace(' ', '_')}")
+        self.compare_spectrum(self.phrase(), self.rendered(OTHER))
+
+    @unittest.skipUnless(all(map(shutil.which, ("jalv.gtk3", "Xvfb", "xdotool"))),
+                         "needs jalv.gtk3, Xvfb and xdotool")
+    def test_a_saved_state_sounds_the_same_in_a_fresh_process(self):
+        self.open_screen()
+        self.start("-c", "filter_cutoff=3000", program=("jalv.gtk3", "--jack-name"))
+        folder = self.save()
+        self.end()
+        self.start("-l", folder)
+        self.compare_spectrum(self.phrase(), self.rendered(FIRST, CUTOFF_3000))
 
     def test_program_changes_are_served_by_the_worker(self):
         self.start()
@@ -154,7 +189,7 @@ class InJalv(unittest.TestCase):
                                 capture_output=True, text=True).stdout.splitlines()
         bank = [line.split("\t") for line in listed if line.startswith("Essentials\t")]
         place = str(Path(bank[2][-1]).relative_to(self.library).with_suffix(""))
-        self.compare_level(self.phrase(), self.rendered(place))
+        self.compare_spectrum(self.phrase(), self.rendered(place))
 
 
 if __name__ == "__main__":
@@ -162,4 +197,4 @@ if __name__ == "__main__":
     if not shutil.which("jalv"):
         print("not here: jalv")
         sys.exit(rig.SKIPPED)
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:], verbosity=2)

@@ -5,7 +5,8 @@ assert(session, "no session")
 local track = session:route_by_name("Zephra")
 local insert = track:nth_plugin(0)
 assert(not insert:isnil(), "the plug-in could not be loaded")
-for index = 0, insert:to_insert():plugin(0):parameter_count() - 1 do
+local first = tonumber(os.getenv("FIRST_CONTROL"))
+for index = first, first + 74 do
     print("value", index, string.format("%.9g", ARDOUR.LuaAPI.get_processor_param(insert, index)))
 end
 track:remove_processor(insert, nil, true)

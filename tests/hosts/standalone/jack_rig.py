@@ -90,7 +90,7 @@ class Studio:
         self.inputs = [self.client.inports.register(name) for name in ("left", "right")]
         self.keys = self.client.midi_outports.register(keyboard) if keyboard else None
         self.blocks = []
-        self.to_play = queue.SimpleQueue()  # (sample, bytes), one a block
+        self.to_play = queue.SimpleQueue()  # a list of (sample, bytes) for a block
         self.client.set_process_callback(self._process)
         self.client.activate()
 
@@ -103,7 +103,8 @@ class Studio:
         if self.keys:
             self.keys.clear_buffer()
             try:
-                self.keys.write_midi_event(*self.to_play.get_nowait())
+                for sample, message in self.to_play.get_nowait():
+                    self.keys.write_midi_event(sample, message)
             except queue.Empty:
                 pass
 
@@ -125,9 +126,9 @@ class Studio:
     def keyboard_is_heard(self):
         return bool(self.client.get_all_connections(self.keys))
 
-    def play(self, *message, sample=0):
+    def play(self, *messages, sample=0):
         """At this sample of a block."""
-        self.to_play.put((sample, bytes(message)))
+        self.to_play.put([(sample, bytes(message)) for message in messages])
 
     def record(self, seconds):
         end = len(self.blocks) + seconds * RATE / BLOCK
@@ -170,6 +171,16 @@ def strength(samples, hertz):
     turn = 2.0 * math.pi * hertz / RATE
     left = samples[::2]
     return abs(sum(value * cmath.exp(-1j * turn * i) for i, value in enumerate(left))) / len(left)
+
+
+def octaves(samples):
+    """Levels from the highest octave down, dB, of the left side of interleaved samples."""
+    levels, sound = [], samples[:131072:2]
+    while len(sound) > 512:
+        pairs = list(zip(sound[::2], sound[1::2]))
+        levels.append(10 * math.log10(1e-9 + sum((a - b) ** 2 for a, b in pairs) / len(sound)))
+        sound = [(a + b) / 2 for a, b in pairs]
+    return levels
 
 
 def wav_samples(data):

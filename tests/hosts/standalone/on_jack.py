@@ -88,9 +88,9 @@ class OnJack(unittest.TestCase):
         studio.record(0.1)
         silent = len(studio.blocks)
         self.assertLess(rig.peak(studio.sound()), rig.AUDIBLE, "silence before the first note")
-        studio.play(0x90, 57, 100, sample=170)
+        studio.play((0x90, 57, 100), sample=170)
         studio.record(0.6)
-        studio.play(0x80, 57, 0)
+        studio.play((0x80, 57, 0))
         sound = studio.sound()[2 * silent * rig.BLOCK:]
         first = next(i for i, value in enumerate(sound) if abs(value) > rig.AUDIBLE) // 2
         self.assertLess(first / rig.RATE, 0.1, "from key to sound")
@@ -136,9 +136,9 @@ class OnJack(unittest.TestCase):
         rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
         for size in (1024, 64):
             studio.client.blocksize = size
-            studio.play(0x90, 57, 100)
+            studio.play((0x90, 57, 100))
             rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
-            studio.play(0x80, 57, 0)
+            studio.play((0x80, 57, 0))
             rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) < 0.001, "silence")
 
     def test_the_server_may_go_and_come_back(self):
@@ -150,11 +150,11 @@ class OnJack(unittest.TestCase):
         self.server.stop()
         time.sleep(2.5)
         self.assertIsNone(program.poll(), "it waits")
-        self.server.start()
+        self.server.start(patient=True)
         studio = self.studio()
         studio.connect()
         rig.wait_for(studio.keyboard_is_heard, "the program to connect to the keyboard")
-        studio.play(0x90, 57, 100)
+        studio.play((0x90, 57, 100))
         rig.wait_for(lambda: rig.peak(studio.sound()[-2 * rig.BLOCK:]) > 0.01, "sound")
         program.send_signal(signal.SIGINT)
         said = program.communicate(timeout=30)[0]
