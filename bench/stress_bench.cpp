@@ -61,7 +61,7 @@ std::vector<double> play(const Script& script)
     const auto chord = [&] { send(8, [](int i) { return MidiEvent(0, 0x90, 36 + 5 * i, 100); }); };
     const auto turnAllControls = [&] { // but polyphony, which silences the voices
         for (int i = 0; i < kNumHostParameters; ++i)
-            if (kHostParameters[static_cast<std::size_t>(i)] != polyphony)
+            if (kHostParameters[static_cast<std::size_t>(i)].id != polyphony)
                 plugin.setParameter(i, static_cast<float>(below(32768)) / 32767.0f);
     };
     chord();
