@@ -159,7 +159,6 @@ const bool registered = [] {
         benchmark::RegisterBenchmark((std::string("stages/") + scene.name).c_str(), stages, scene)
             ->UseManualTime()
             ->Iterations(1);
-    benchmark::AddCustomContext("isa", nameOf(chosenIsa()));
     return true;
 }();
 

@@ -1,29 +1,25 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Cost of the running plug-in per host sample (the column Time), how many times faster than real
-// time that is, and a hash of what the scenario sounds like from its first sample on: a faster
-// instrument that gives another hash is another instrument. Numbers to look at, never asserted.
+// time that is, core cycles per voice-rate sample, and a hash of what the scenario sounds like from
+// its first sample on: a faster instrument that gives another hash is another instrument. Numbers
+// to look at, never asserted.
 #include "controls/ControlIds.h"
+#include "Measure.h"
 #include "synth/VstXSynth.h"
+#include "voice/VoiceRates.h"
 
 #include <benchmark/benchmark.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <ctime>
-#include <limits>
 #include <string>
 #include <vector>
 
+namespace zephra::bench {
 namespace {
-
-using namespace zephra;
 
 enum Mode { Unison, Poly4, Mono, Poly8 };
 enum Revision { Late, Early };
@@ -39,17 +35,28 @@ struct Scenario {
     Mode mode = Poly8;
     Revision revision = Late;
     int keys = 8; ///< held
-    std::array<Setting, 5> settings{};
+    std::array<Setting, 8> settings{};
     double rate = 48000.0; ///< Hz
     int block = 64;        ///< samples of a host block, a power of two up to 4096
 };
 
-constexpr std::array<Setting, 5> kEffects = {{
+constexpr std::array<Setting, 8> kEffects = {{
     {fx_active, 1.0f},
     {fx_rev_dry_wet, 0.5f},
     {fx_del_dry_wet, 0.5f},
 }};
-constexpr std::array<Setting, 5> kThreeOscillators = {{
+constexpr std::array<Setting, 8> kThreeSaws = {{
+    {mixer_osc_2, 1.0f},
+    {mixer_osc_3, 1.0f},
+    {osc_3_range, 2.0f},
+    {osc_3_ktrk, 1.0f},
+}};
+constexpr std::array<Setting, 8> kThreeSawsAndEffects = [] {
+    auto settings = kThreeSaws;
+    std::copy_n(kEffects.begin(), 3, settings.begin() + 4);
+    return settings;
+}();
+constexpr std::array<Setting, 8> kThreeOscillators = {{
     {mixer_osc_2, 1.0f},
     {mixer_osc_3, 1.0f},
     {osc_3_range, 2.0f},
@@ -60,11 +67,19 @@ constexpr std::array<Setting, 5> kThreeOscillators = {{
 // clang-format off
 constexpr Scenario kScenarios[] = {
     // name                         mode    revision keys settings                      rate    block
+    {"three saws/poly-8",           Poly8,  Late,    8, kThreeSaws,                     48000.0, 256},
+    {"three saws/poly-8 early",     Poly8,  Early,   8, kThreeSaws,                     48000.0, 256},
+    {"three saws/poly-8 effects",   Poly8,  Late,    8, kThreeSawsAndEffects,           48000.0, 256},
+    {"three saws/poly-4",           Poly4,  Late,    4, kThreeSaws,                     48000.0, 256},
+    {"three saws/poly-4 early",     Poly4,  Early,   4, kThreeSaws,                     48000.0, 256},
+    {"three saws/mono",             Mono,   Late,    1, kThreeSaws,                     48000.0, 256},
     {"silence",                     Poly8,  Late,    0},
     {"silence with effects",        Poly8,  Late,    0, kEffects},
     {"voices/1",                    Poly8,  Late,    1},
     {"voices/4",                    Poly8,  Late,    4},
     {"voices/8",                    Poly8,  Late,    8},
+    {"voices/2",                    Poly8,  Late,    2},
+    {"voices/6",                    Poly8,  Late,    6},
     {"voices/1 early",              Poly8,  Early,   1},
     {"voices/4 early",              Poly8,  Early,   4},
     {"voices/8 early",              Poly8,  Early,   8},
@@ -105,26 +120,15 @@ constexpr Scenario kScenarios[] = {
 };
 // clang-format on
 
-constexpr std::uint64_t kFnvStart = 14695981039346656037ull, kFnvPrime = 1099511628211ull;
-
-/// What other programs do meanwhile is not counted.
-double threadSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
 struct Result {
-    double secondsPerSample = 0.0; ///< best of kPasses
-    std::uint64_t hash = 0;        ///< FNV-1a over the first pass
+    double secondsPerSample = 0.0;
+    std::array<char, 17> hash{}; ///< over the first second or so
 };
 
 /// Plays the scenario for a while, again and again; the keys stay down.
 Result measure(const Scenario& scenario)
 {
-    constexpr int kPassFrames = 16384;
-    constexpr int kPasses = 12;
+    constexpr int kHashedFrames = 16384, kChunkFrames = 4096, kChunks = 60;
 
     VstXSynth plugin;
     plugin.setSampleRate(scenario.rate);
@@ -147,19 +151,21 @@ Result measure(const Scenario& scenario)
 
     std::vector<float> left(static_cast<std::size_t>(scenario.block)), right = left;
     float* outputs[] = {left.data(), right.data()};
-    Result result{std::numeric_limits<double>::infinity(), kFnvStart};
-    for (int pass = 0; pass <= kPasses; ++pass) {
-        const double start = threadSeconds();
-        for (int frame = 0; frame < kPassFrames; frame += scenario.block) {
-            plugin.processReplacing(nullptr, outputs, scenario.block);
-            for (std::size_t i = 0; pass == 0 && i < left.size(); ++i)
-                for (const float x : {left[i], right[i]})
-                    result.hash = (result.hash ^ std::bit_cast<std::uint32_t>(x)) * kFnvPrime;
-        }
-        const double seconds = threadSeconds() - start;
-        if (pass > 0)
-            result.secondsPerSample = std::min(result.secondsPerSample, seconds / kPassFrames);
+    const auto render = [&] { plugin.processReplacing(nullptr, outputs, scenario.block); };
+    SoundHash hash;
+    for (int frame = 0; frame < kHashedFrames; frame += scenario.block) {
+        render();
+        hash.add(left, right);
     }
+    std::vector<double> chunks;
+    for (int chunk = 0; chunk < kChunks; ++chunk) {
+        const double start = threadSeconds();
+        for (int frame = 0; frame < kChunkFrames; frame += scenario.block)
+            render();
+        chunks.push_back((threadSeconds() - start) / kChunkFrames);
+    }
+    Result result{lowerQuartile(chunks), {}};
+    hash.text().copy(result.hash.data(), result.hash.size() - 1);
     return result;
 }
 
@@ -192,9 +198,8 @@ void synth(benchmark::State& state, const Scenario& scenario)
         state.SetIterationTime(result.secondsPerSample);
     }
     state.counters["x_real_time"] = 1.0 / (result.secondsPerSample * scenario.rate);
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(result.hash));
-    state.SetLabel(text);
+    state.counters["cycles"] = result.secondsPerSample / kOversampling * coreHz();
+    state.SetLabel(result.hash.data());
 }
 
 const bool registered = [] {
@@ -203,7 +208,10 @@ const bool registered = [] {
                                      scenario)
             ->UseManualTime()
             ->Iterations(1);
+    benchmark::AddCustomContext("isa", nameOf(chosenIsa()));
+    benchmark::AddCustomContext("compiler", __VERSION__);
     return true;
 }();
 
 } // namespace
+} // namespace zephra::bench
