@@ -14,6 +14,7 @@ inline namespace ZEPHRA_ISA {
 template <class V> struct Two {
     V low, high;
 };
+template <class V> Two(V, V) -> Two<V>;
 
 template <class T> inline constexpr bool kIsTwo = false;
 template <class V> inline constexpr bool kIsTwo<Two<V>> = true;
