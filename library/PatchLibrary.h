@@ -76,10 +76,10 @@ public:
     /// At most 63 bytes each; unknown codes are left out.
     std::vector<std::string> authorNamesOf(const PatchEntry& entry) const;
 
-    // --- Commands. In PatchLibraryCommands.cpp ---
-    // With `report` a refusal is shown; with `rescan` the library is reloaded at the end. Without,
-    // the index stays as it was, for a batch that reloads once. Favourites follow every move. An
-    // argument may come from the lists of this library.
+    // --- Commands. In PatchLibraryCommands.cpp, batches and favourites in PatchLibraryBatches.cpp
+    // --- With `report` a refusal is shown; with `rescan` the library is reloaded at the end.
+    // Without, the index stays as it was, for a batch that reloads once. Favourites follow every
+    // move. An argument may come from the lists of this library.
     //
     // Nothing gets a name that the library keeps out of sight, such as "Trash", and no bank that of
     // a category.

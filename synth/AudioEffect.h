@@ -24,6 +24,7 @@ struct EffectIdentity {
     int numInputs = 0;
     int numOutputs = 0;
     std::uint32_t flags = 0;
+    int initialDelay = 0; ///< samples by which hosts play the sound earlier to be in time
 };
 
 /// Four characters as one word, the first in the highest byte.

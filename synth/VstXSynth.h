@@ -57,6 +57,9 @@ public:
     // --- What every one of them is, for hosts that look without opening one. [any] ---
     static constexpr const char* kProduct = "The Zephra";
     static constexpr const char* kVendor = "Quillon Audio";
+    /// No delay: a host records what zephra-render writes, sample for sample. The middle of the
+    /// decimator's taps lies 7 samples behind the start of a note, which is less than hosts' own
+    /// timing is worth.
     static constexpr EffectIdentity kIdentity = {fourCharacters("ZPHR"),
                                                  1,
                                                  kNumHostParameters,
@@ -64,7 +67,8 @@ public:
                                                  2,
                                                  EffectIdentity::kIsInstrument |
                                                      EffectIdentity::kCanReplacing |
-                                                     EffectIdentity::kProgramsAreChunks};
+                                                     EffectIdentity::kProgramsAreChunks,
+                                                 0};
     static int ability(const char* name) noexcept; ///< as canDo
     static std::string parameterName(int index);   ///< "-/-" if there is none
     static const char* versionString() noexcept;

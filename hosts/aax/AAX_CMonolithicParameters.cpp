@@ -111,7 +111,7 @@ AAX_Result AAX_CMonolithicParameters::GetNumChunkChanges(std::int32_t* changes) 
 {
     if (!changes)
         return AAX_ERROR_NULL_OBJECT;
-    *changes = std::max(changeCount, 0);
+    *changes = std::max(changeCount.load(), 0);
     return AAX_SUCCESS;
 }
 

@@ -32,6 +32,7 @@ public:
     /// The private data takes a pointer to this object, any other field zeros.
     AAX_Result ResetFieldData(int field, void* data, std::size_t size) const override;
     AAX_Result TimerWakeup() override { return AAX_SUCCESS; }
+    AAX_Result GenerateCoefficients() override { return AAX_SUCCESS; } ///< none: values act at once
 
     int parameterCount() const override { return static_cast<int>(parameterManager.size()); }
     AAX_IParameter* parameter(int index) const override;
@@ -49,7 +50,7 @@ protected:
     AAX_IParameter* parameterNamed(std::string_view id) const;
 
     Controller* controller = nullptr; ///< from Initialize on
-    int changeCount = 0;
+    std::atomic<int> changeCount{0};  ///< [!audio]
 
 private:
     static void process(RenderInfo* const* instances, int count) noexcept;

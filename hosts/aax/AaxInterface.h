@@ -128,7 +128,8 @@ public:
     virtual AAX_Result Uninitialize() = 0;                     ///< the last
     /// Fills a data field of a port before the first block: [size] bytes at `data`.
     virtual AAX_Result ResetFieldData(int field, void* data, std::size_t size) const = 0;
-    virtual AAX_Result TimerWakeup() = 0; ///< regularly, when there is time for files
+    virtual AAX_Result TimerWakeup() = 0; ///< [!audio] regularly, when there is time for files
+    virtual AAX_Result GenerateCoefficients() = 0; ///< after parameters have changed
 
     virtual int parameterCount() const = 0;
     virtual AAX_IParameter* parameter(int index) const = 0; ///< nullptr out of range

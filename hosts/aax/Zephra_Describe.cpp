@@ -13,6 +13,8 @@ constexpr const char* kManufacturerName = "Quillon Audio Software";
 constexpr const char* kNames[] = {"The Zephra", "Zephra", "ZP"}; // the longest first
 constexpr std::uint32_t kPackageVersion = 1;
 
+static_assert(VstXSynth::kIdentity.initialDelay == 0); // a host that is told nothing assumes that
+
 // The host knows what they switch by their numbers.
 constexpr struct {
     int property;
@@ -79,7 +81,10 @@ AAX_Result GetEffectDescriptions(Collection& collection)
     err |= descriptor->AddDataModelCreator(Zephra_Parameters::Create);
     AAX_ASSERT(err == AAX_SUCCESS);
 
-    if (const AAX_Result added = collection.AddEffect(kEffectIdentifier, descriptor))
+    const AAX_Result added = collection.AddEffect(kEffectIdentifier, descriptor);
+    err |= added;
+    AAX_ASSERT(err == AAX_SUCCESS);
+    if (added != AAX_SUCCESS)
         return added;
 
     err |= collection.SetManufacturerName(kManufacturerName);

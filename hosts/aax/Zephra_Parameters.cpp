@@ -66,7 +66,8 @@ AAX_Result Zephra_Parameters::Uninitialize()
 
 AAX_Result Zephra_Parameters::TimerWakeup()
 {
-    if (synth)
+    // A chunk that comes or goes just now is not kept waiting: there is a next time.
+    if (const std::unique_lock use(patchUse, std::try_to_lock); use && synth)
         synth->serviceRequests();
     return AAX_CMonolithicParameters::TimerWakeup();
 }
@@ -165,9 +166,12 @@ void Zephra_Parameters::readTransport(AAX_ITransport* transport) noexcept
         TransportBlock::kPpqPosValid | TransportBlock::kTempoValid | TransportBlock::kClockValid;
 }
 
-/// Allocates, but only when the host changes something.
+/// Allocates, but only when the host changes something. An empty block is no change: its events
+/// wait for the next one.
 void Zephra_Parameters::adoptFormat(int sampleFrames, int channels)
 {
+    if (sampleFrames == 0)
+        return;
     if (sampleFrames != lastBlockSize) {
         synth->setBlockSize(sampleFrames);
         lastBlockSize = sampleFrames;
@@ -199,7 +203,7 @@ void Zephra_Parameters::sendMidi(AAX_IMIDINode* node) noexcept
 /// A mono host gets the middle of the stereo sound.
 void Zephra_Parameters::renderSynth(float* const* outputs, int sampleFrames, int channels) noexcept
 {
-    if (!outputs)
+    if (!outputs || sampleFrames == 0)
         return;
     if (channels == 2) {
         float* stereo[] = {outputs[0], outputs[1]};
@@ -231,6 +235,7 @@ AAX_Result Zephra_Parameters::GetChunkSize(TypeId id, std::uint32_t* size)
 {
     if (id != kChunkId || !synth)
         return AAX_ERROR_CHUNK;
+    const std::lock_guard use(patchUse);
     chunkSize = synth->getChunk(&chunkData, false);
     if (size)
         *size = static_cast<std::uint32_t>(chunkSize);
@@ -264,6 +269,7 @@ AAX_Result Zephra_Parameters::SetChunk(TypeId id, const Chunk* chunk, std::size_
         chunk->manufacturer != kManufacturer || chunk->product != kProduct || chunk->size < 0 ||
         static_cast<std::size_t>(chunk->size) > blockSize - sizeof(Chunk))
         return AAX_ERROR_CHUNK;
+    const std::lock_guard use(patchUse);
     synth->setChunk(chunk + 1, chunk->size, false);
     return AAX_SUCCESS;
 }

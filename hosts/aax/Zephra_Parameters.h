@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -98,6 +99,7 @@ private:
     HostEventBlock hostEvents;              ///< [audio]
     std::vector<float> monoLeft, monoRight; ///< [audio] [lastBlockSize], only for the mono type
 
+    std::mutex patchUse;       ///< [!audio] the timer, or one who reads or replaces the patch
     void* chunkData = nullptr; ///< prepared by GetChunkSize, owned by the synthesizer
     int chunkSize = 0;
     bool ignoreNextSetChunk = true;

@@ -105,7 +105,9 @@ private:
     bool store(PatchRecord& child, const std::filesystem::path& file);
     std::string shownPath(std::string_view path) const;
     std::string shownPath(const PatchEntry& entry) const;
-    template <class Entries> Report paths(const Entries& entries) const;
+    Report paths(const PatchLibrary::Entries& entries) const;
+
+    static constexpr const char* kNoFolder = "there is no folder of that name";
 
     int faults = 0;
     std::optional<terminal::ProgressBar> progress;

@@ -15,36 +15,36 @@ namespace zephra::lv2 {
 /// Distance from one item to the next: its size in steps of eight bytes.
 constexpr std::size_t padded(std::size_t size) noexcept { return (size + 7) & ~std::size_t{7}; }
 
-/// Calls each(LV2_Atom_Event) for the events of a sequence whose body is complete.
-template <class Each> void forEachEvent(const LV2_Atom_Sequence& sequence, Each each)
+/// Calls each(item) for the items of a container whose value, the atom `value` and the bytes
+/// behind it, is complete. `Head` is what stands ahead of the first.
+template <class Head, class Item, class Container, class Each>
+void forEachItem(const Container& container, LV2_Atom Item::*value, Each each)
 {
-    const std::size_t size = sequence.atom.size; // of all behind the atom's own head
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&sequence.body);
-    std::size_t at = sizeof(LV2_Atom_Sequence_Body);
-    while (at + sizeof(LV2_Atom_Event) <= size) {
-        const auto& event = *reinterpret_cast<const LV2_Atom_Event*>(bytes + at);
-        const std::size_t length = sizeof(LV2_Atom_Event) + event.body.size;
+    const std::size_t size = container.atom.size; // of all behind the container's own atom
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&container.body);
+    std::size_t at = sizeof(Head);
+    while (at + sizeof(Item) <= size) {
+        const auto& item = *reinterpret_cast<const Item*>(bytes + at);
+        const std::size_t length = sizeof(Item) + (item.*value).size;
         if (length > size - at)
             return;
-        each(event);
+        each(item);
         at += padded(length);
     }
 }
 
-/// Calls each(key, value) for the properties of an object whose value is complete.
+/// Calls each(LV2_Atom_Event).
+template <class Each> void forEachEvent(const LV2_Atom_Sequence& sequence, Each each)
+{
+    forEachItem<LV2_Atom_Sequence_Body>(sequence, &LV2_Atom_Event::body, each);
+}
+
+/// Calls each(key, value).
 template <class Each> void forEachProperty(const LV2_Atom_Object& object, Each each)
 {
-    const std::size_t size = object.atom.size;
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&object.body);
-    std::size_t at = sizeof(LV2_Atom_Object_Body);
-    while (at + sizeof(LV2_Atom_Property_Body) <= size) {
-        const auto& property = *reinterpret_cast<const LV2_Atom_Property_Body*>(bytes + at);
-        const std::size_t length = sizeof(LV2_Atom_Property_Body) + property.value.size;
-        if (length > size - at)
-            return;
-        each(property.key, property.value);
-        at += padded(length);
-    }
+    forEachItem<LV2_Atom_Object_Body>(
+        object, &LV2_Atom_Property_Body::value,
+        [&](const LV2_Atom_Property_Body& item) { each(item.key, item.value); });
 }
 
 /// The value behind an atom's head; zero if the atom is too small for it.

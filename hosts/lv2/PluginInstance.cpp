@@ -13,6 +13,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace zephra::lv2 {
 
@@ -78,7 +79,6 @@ PluginInstance::PluginInstance(double sampleRate, const HostFeatures& features)
     adoptBlockSize();
     if (features.options)
         setOptions(features.options);
-    stateChanged = false; // the host has only just made it
 }
 
 VstXSynthOptions PluginInstance::surroundings()
@@ -155,17 +155,19 @@ void PluginInstance::adoptBlockSize()
 {
     const std::int32_t told = options.maxBlock > 0 ? options.maxBlock : options.nominalBlock;
     const int size = told > 0 ? told : AudioEffect::kStartBlockSize;
-    if (size != synth.blockSize() || unheard.empty())
+    if (size != synth.blockSize())
         synth.setBlockSize(size);
-    unheard.resize(static_cast<std::size_t>(synth.blockSize()));
 }
 
 // --- Sound ----------------------------------------------------------------------------------
 
 void PluginInstance::run(std::uint32_t frames) noexcept
 {
-    hasRun = true;
-    takeControls();
+    if (!portsInUse.test_and_set()) { // else they stand as they did for one more block
+        takeControls();
+        hasRun = true;
+        portsInUse.clear();
+    }
     const auto most = static_cast<std::uint32_t>(synth.blockSize());
     std::uint32_t from = 0;
     do { // events of an empty block wait for the next one
@@ -180,14 +182,14 @@ void PluginInstance::run(std::uint32_t frames) noexcept
     } while (from < frames);
 
     if (auto* const latency = static_cast<float*>(ports[LatencyOut]))
-        *latency = 0.0f; // notes sound when they are played
+        *latency = static_cast<float>(VstXSynth::kIdentity.initialDelay);
     giveNotice();
 }
 
 float* PluginInstance::audioOut(Port port, std::uint32_t from) noexcept
 {
     auto* const buffer = static_cast<float*>(ports[port]);
-    return buffer ? buffer + from : unheard.data();
+    return buffer ? buffer + from : nullptr;
 }
 
 void PluginInstance::takeControls() noexcept
@@ -359,23 +361,27 @@ LV2_State_Status PluginInstance::restore(LV2_State_Retrieve_Function retrieve,
     const Found patch = find(urids.patch);
     if (patch.bytes.empty())
         return patch.status;
-    synth.setChunk(patch.bytes.data(), static_cast<int>(patch.bytes.size()), true);
-    stateChanged = false; // the host knows
+    // Ports first: those that come with the state may already be there for the next block.
     if (const Found values = find(urids.ports); values.bytes.size() == kPortsBytes)
         expectPorts(values.bytes);
+    synth.setChunk(patch.bytes.data(), static_cast<int>(patch.bytes.size()), true);
+    stateChanged = false; // the host knows
     return LV2_STATE_SUCCESS;
 }
 
-/// The values that the ports had with the state just restored, and that the host will show there
-/// if it does not already.
+/// The values that the ports had with the state to be restored, and that the host will show there
+/// if it does not already. All or none of them meet the first block.
 void PluginInstance::expectPorts(std::span<const std::uint8_t> bytes) noexcept
 {
+    while (portsInUse.test_and_set())
+        std::this_thread::yield(); // for as long as 75 ports take
     for (std::size_t i = 0; i < seen.size(); ++i) {
         const float value = littleEndianFloat(bytes, i * sizeof(float));
         restored[i] = value;
         if (!hasRun && std::isfinite(value))
             seen[i] = value; // nothing else has ever stood there
     }
+    portsInUse.clear();
 }
 
 } // namespace zephra::lv2

@@ -21,7 +21,6 @@
 #include <cstdint>
 #include <mutex>
 #include <span>
-#include <vector>
 
 namespace zephra::lv2 {
 
@@ -96,11 +95,11 @@ private:
     // Of the control ports, by host index.
     std::array<Shared<float>, kNumHostParameters> seen;     ///< last values
     std::array<Shared<float>, kNumHostParameters> restored; ///< that may come next without a move
-    double tempo = 120.0;       ///< [audio] beats per minute of this slice
-    double nextTempo = 120.0;   ///< [audio] from the next slice on
-    std::vector<float> unheard; ///< [block size] in place of an unconnected output
+    double tempo = 120.0;     ///< [audio] beats per minute of this slice
+    double nextTempo = 120.0; ///< [audio] from the next slice on
 
-    Shared<bool> hasRun{false};
+    Shared<bool> hasRun{false};            ///< some block has looked at the ports
+    std::atomic_flag portsInUse;           ///< by a block or by a state; a block never waits for it
     std::atomic<bool> stateChanged{false}; ///< the host is to be told
     std::atomic<bool> workScheduled{false};
     std::mutex patchUse; ///< [!audio] one of save, restore and work

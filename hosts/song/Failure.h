@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <exception>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 
@@ -39,6 +41,25 @@ inline std::string oneLine(std::string text)
     std::ranges::replace_if(
         text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
     return text;
+}
+
+/// Does the work of a program: its exit status, after a line on standard error if it failed.
+template <class Work> int exitStatusOf(const char* program, Work work)
+{
+    std::string fault;
+    int status = 0;
+    try {
+        work();
+    } catch (const Failure& failure) {
+        fault = failure.what();
+        status = failure.status;
+    } catch (const std::exception& error) { // out of memory, for one
+        fault = error.what();
+        status = kFileStatus;
+    }
+    if (status != 0)
+        std::cerr << program << ": " << oneLine(fault) << '\n';
+    return status;
 }
 
 } // namespace zephra

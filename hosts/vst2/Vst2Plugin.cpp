@@ -64,6 +64,7 @@ Vst2Plugin::Vst2Plugin(audioMasterCallback hostCallback) : host(hostCallback, fa
     face.numInputs = kIdentity.numInputs;
     face.numOutputs = kIdentity.numOutputs;
     face.flags = static_cast<t_fstPtrInt>(kIdentity.flags) | effFlagsCanDoubleReplacing;
+    face.initialDelay = kIdentity.initialDelay;
     face.object = this;
     face.uniqueID = kIdentity.uniqueId;
     face.version = ZEPHRA_VERSION_NUMBER;
@@ -128,15 +129,15 @@ void Vst2Plugin::tick()
 
 void Vst2Plugin::processReplacing(float** outputs, int frames)
 {
-    instrument().processReplacing(nullptr, outputs, frames);
+    if (frames > 0)
+        instrument().processReplacing(nullptr, outputs, frames);
 }
 
 template <class Sample, class Put> void Vst2Plugin::processBy(Put put, Sample** outputs, int frames)
 {
     VstXSynth& synth = instrument();
     float* rendered[] = {piece[0].data(), piece[1].data()};
-    int done = 0;
-    do {
+    for (int done = 0; done < frames;) {
         const int count = std::min(frames - done, static_cast<int>(piece[0].size()));
         synth.processReplacing(nullptr, rendered, count);
         for (int channel = 0; outputs && channel < 2; ++channel) {
@@ -144,7 +145,7 @@ template <class Sample, class Put> void Vst2Plugin::processBy(Put put, Sample** 
                 put(outputs[channel][done + i], rendered[channel][i]);
         }
         done += count;
-    } while (done < frames);
+    }
 }
 
 void Vst2Plugin::processAdding(float** outputs, int frames)

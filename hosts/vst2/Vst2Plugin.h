@@ -35,7 +35,7 @@ public:
     t_fstPtrInt dispatch(int opcode, int index, t_fstPtrInt value, void* data, float amount);
     VstXSynth& instrument();
 
-    // [audio]
+    // [audio] The events of an empty block belong to the next one.
     void processReplacing(float** outputs, int frames);
     /// What older hosts call: adds to what is in the outputs.
     void processAdding(float** outputs, int frames);

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -26,6 +27,7 @@ namespace zephra::lv2 {
 
 /// What a host offers; the plainest offers nothing but the map.
 struct Offers {
+    std::string bundle = ZEPHRA_LV2_BUNDLE;
     double rate = 48000.0;
     std::int32_t maxBlock = 0;     ///< frames, 0: not offered
     std::int32_t nominalBlock = 0; ///< likewise
@@ -45,7 +47,7 @@ class Lv2Host {
 public:
     explicit Lv2Host(const Offers& offers = {}) : offered(offers), events(urids)
     {
-        library = ::dlopen(ZEPHRA_LV2_BUNDLE "/zephra.so", RTLD_NOW | RTLD_LOCAL);
+        library = ::dlopen((offered.bundle + "/zephra.so").c_str(), RTLD_NOW | RTLD_LOCAL);
         if (!library)
             throw std::runtime_error(::dlerror());
         const auto entry =
@@ -71,7 +73,7 @@ public:
             features.push_back(&workerFeature);
         features.push_back(nullptr);
 
-        handle = descriptor->instantiate(descriptor, offered.rate, ZEPHRA_LV2_BUNDLE "/",
+        handle = descriptor->instantiate(descriptor, offered.rate, (offered.bundle + "/").c_str(),
                                          features.data());
         if (!handle)
             throw std::runtime_error("no instance");
@@ -101,16 +103,18 @@ public:
         connect(EventsIn, sequence.get());
         connect(LeftOut, sound.data());
         connect(RightOut, sound.data() + frames);
-        auto* const out = reinterpret_cast<LV2_Atom*>(notices.data());
-        *out = {static_cast<std::uint32_t>(sizeof notices - sizeof(LV2_Atom)),
-                urids(LV2_ATOM__Chunk)};
-        descriptor->run(handle, frames);
-        if (out->size > sizeof(LV2_Atom_Sequence_Body))
-            ++noticesSeen;
+        runOnly(frames);
         return sound;
     }
     void connect(std::uint32_t port, void* data) { descriptor->connect_port(handle, port, data); }
-    void runOnly(std::uint32_t frames) { descriptor->run(handle, frames); }
+    void runOnly(std::uint32_t frames)
+    {
+        auto* const out = reinterpret_cast<LV2_Atom*>(notices.data());
+        *out = {noticeRoom, chunkType};
+        descriptor->run(handle, frames);
+        if (out->size > sizeof(LV2_Atom_Sequence_Body))
+            ++noticesSeen;
+    }
 
     /// What the plug-in has scheduled; returns the number of jobs.
     int runWorker()
@@ -142,18 +146,22 @@ public:
                 &context, 0, nullptr);
         return context.state;
     }
-    LV2_State_Status restore(const State& state)
+    /// `meanwhile` runs with each property that the plug-in reads.
+    LV2_State_Status restore(const State& state, const std::function<void()>& meanwhile = {})
     {
         struct Context {
             const State& state;
             UridMap& urids;
-        } context{state, urids};
+            const std::function<void()>& meanwhile;
+        } context{state, urids, meanwhile};
         return extension<LV2_State_Interface>(LV2_STATE__interface)
             .restore(
                 handle,
                 [](LV2_State_Handle data, std::uint32_t key, std::size_t* size, std::uint32_t* type,
                    std::uint32_t* flags) -> const void* {
                     auto& from = *static_cast<Context*>(data);
+                    if (from.meanwhile)
+                        from.meanwhile();
                     const auto found = from.state.find(uriOf(from.urids, key));
                     if (found == from.state.end())
                         return nullptr;
@@ -179,6 +187,7 @@ public:
     std::array<float, kNumHostParameters> controls = defaultPorts();
     float latency = -1.0f;
     int noticesSeen = 0;
+    std::uint32_t noticeRoom = 1024; ///< bytes behind the atom's head
     const LV2_Descriptor* descriptor = nullptr;
     LV2_Handle handle = nullptr;
 
@@ -215,6 +224,7 @@ private:
     void* library = nullptr;
     std::vector<LV2_Options_Option> options;
     LV2_Worker_Schedule schedule{this, scheduleWork};
+    const LV2_URID chunkType = urids(LV2_ATOM__Chunk);
     std::array<std::uint64_t, 512> notices{};
     int jobsWaiting = 0;
 };

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstddef>
+#include <exception>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,16 +26,21 @@ template <class Make> std::vector<float> inFreshProcess(Make make)
     Shared& shared = *static_cast<Shared*>(memory);
     const pid_t child = ::fork();
     if (child == 0) {
-        const std::vector<float> values = make();
-        shared.count = values.size();
-        std::copy(values.begin(), values.end(), shared.values);
-        ::_exit(0);
+        try {
+            const std::vector<float> values = make();
+            shared.count = values.size();
+            std::copy(values.begin(), values.end(), shared.values);
+            ::_exit(0);
+        } catch (const std::exception&) {
+            ::_exit(1);
+        }
     }
     int status = -1;
     ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
     const std::vector<float> values(shared.values, shared.values + shared.count);
     ::munmap(memory, sizeof(Shared));
+    if (status != 0)
+        throw std::runtime_error("a process of its own has failed");
     return values;
 }
 

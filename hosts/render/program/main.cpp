@@ -15,7 +15,6 @@
 #include "terminal/ProgressBar.h"
 
 #include <csignal>
-#include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -86,41 +85,32 @@ void render(const RenderOptions& options)
     report(options, summary);
 }
 
-int run(int argc, char** argv)
+void run(const RenderOptions& options)
 {
-    // Writing to a closed pipe or past a size limit is then an error like any other.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-    int status = 0;
-    std::string fault;
-    try {
-        if (const auto options = readOptions(argc, argv)) {
-            if (options->listControls)
-                listControls(std::cout);
-            else if (!options->listPatches.empty())
-                listPatches(options->listPatches, std::cout);
-            else if (!options->dump.empty())
-                dump(options->dump, csvText);
-            else if (!options->dumpXml.empty())
-                dump(options->dumpXml, xmlText);
-            else
-                render(*options);
-            if (!std::cout.flush())
-                throw fileFailure("standard output", "it cannot be written");
-        }
-    } catch (const Failure& failure) {
-        fault = failure.what();
-        status = failure.status;
-    } catch (const std::exception& error) { // out of memory, for one
-        fault = error.what();
-        status = kFileStatus;
-    }
-    if (status != 0)
-        std::cerr << "zephra-render: " << oneLine(fault) << '\n';
-    return status;
+    if (options.listControls)
+        listControls(std::cout);
+    else if (!options.listPatches.empty())
+        listPatches(options.listPatches, std::cout);
+    else if (!options.dump.empty())
+        dump(options.dump, csvText);
+    else if (!options.dumpXml.empty())
+        dump(options.dumpXml, xmlText);
+    else
+        render(options);
+    if (!std::cout.flush())
+        throw fileFailure("standard output", "it cannot be written");
 }
 
 } // namespace
 } // namespace zephra::render
 
-int main(int argc, char** argv) { return zephra::render::run(argc, argv); }
+int main(int argc, char** argv)
+{
+    // Writing to a closed pipe or past a size limit is then an error like any other.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    return zephra::exitStatusOf("zephra-render", [&] {
+        if (const auto options = zephra::render::readOptions(argc, argv))
+            zephra::render::run(*options);
+    });
+}

@@ -2,36 +2,24 @@
 #pragma once
 
 #include "aax/AaxInterface.h"
+#include "hosts/support/Library.h"
 #include "plugin/EntryPoints.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <filesystem>
-#include <iostream>
-#include <map>
 #include <memory>
-#include <stdexcept>
+#include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace zephra::aax {
 
 // A host of the smallest kind: it takes a description down, holds instances and plays them.
-
-/// A row of the table that the tests print: a step, and what the host saw of it.
-template <class... What> void seen(std::string step, const What&... what)
-{
-    step.resize(20, ' ');
-    std::cout << step;
-    (std::cout << ... << what) << '\n';
-}
 
 inline std::string fourText(TypeId id)
 {
@@ -42,97 +30,57 @@ inline std::string fourText(TypeId id)
 
 // --- Description --------------------------------------------------------------------------------
 
-/// Which operation of the description shall fail, if any.
-struct Fault {
-    AAX_Result of(const std::string& name) const { return name == operation ? error : AAX_SUCCESS; }
+/// Takes a description down as a list of calls. One of them may be told to fail.
+struct TakenDescription : Collection, AAX_IEffectDescriptor, AAX_IPropertyMap {
+    static constexpr AAX_Result kFault = -20099;
 
-    std::string operation;
-    AAX_Result error = AAX_SUCCESS;
-};
-
-using Properties = std::map<int, std::int32_t>;
-
-struct TakenProperties : AAX_IPropertyMap {
-    explicit TakenProperties(const Fault& planned) : fault(planned) {}
+    AAX_IEffectDescriptor* NewDescriptor() override { return call(__func__) ? nullptr : this; }
+    AAX_Result AddName(const char* name) override { return call(__func__, name); }
+    AAX_Result AddCategory(std::uint32_t category) override { return call(__func__, category); }
+    AAX_IPropertyMap* NewPropertyMap() override { return call(__func__) ? nullptr : this; }
     AAX_Result AddProperty(int property, std::int32_t value) override
     {
-        values[property] = value;
-        return fault.of(__func__);
+        return call(__func__, property, value);
     }
+    AAX_Result AddProcess(const ProcessType& type, AAX_IPropertyMap*) override
+    {
+        types.push_back(type);
+        return call(__func__, fourText(type.setup.pluginId));
+    }
+    AAX_Result SetProperties(AAX_IPropertyMap*) override { return call(__func__); }
+    AAX_Result AddDataModelCreator(CreateProc maker) override
+    {
+        create = maker;
+        return call(__func__);
+    }
+    AAX_Result AddEffect(const char* identifier, AAX_IEffectDescriptor*) override
+    {
+        return call(__func__, identifier);
+    }
+    AAX_Result SetManufacturerName(const char* name) override { return call(__func__, name); }
+    AAX_Result AddPackageName(const char* name) override { return call(__func__, name); }
+    AAX_Result SetPackageVersion(std::uint32_t version) override { return call(__func__, version); }
 
-    const Fault& fault;
-    Properties values;
-};
-
-/// A library's description, as far as it has come.
-struct TakenCollection : Collection, AAX_IEffectDescriptor {
-    AAX_IEffectDescriptor* NewDescriptor() override { return fault.of(__func__) ? nullptr : this; }
-    AAX_Result AddEffect(const char* name, AAX_IEffectDescriptor*) override
-    {
-        identifier = name;
-        return fault.of(__func__);
-    }
-    AAX_Result SetManufacturerName(const char* name) override
-    {
-        manufacturer = name;
-        return fault.of(__func__);
-    }
-    AAX_Result AddPackageName(const char* name) override
-    {
-        packageNames.emplace_back(name);
-        return fault.of(__func__);
-    }
-    AAX_Result SetPackageVersion(std::uint32_t ofPackage) override
-    {
-        version = ofPackage;
-        return fault.of(__func__);
-    }
-
-    AAX_Result AddName(const char* name) override
-    {
-        names.emplace_back(name);
-        return fault.of(__func__);
-    }
-    AAX_Result AddCategory(std::uint32_t ofEffect) override
-    {
-        category = ofEffect;
-        return fault.of(__func__);
-    }
-    AAX_IPropertyMap* NewPropertyMap() override
-    {
-        maps.push_back(std::make_unique<TakenProperties>(fault));
-        return fault.of(__func__) ? nullptr : maps.back().get();
-    }
-    AAX_Result AddProcess(const ProcessType& type, AAX_IPropertyMap* map) override
-    {
-        types.emplace_back(type, static_cast<TakenProperties*>(map)->values);
-        return fault.of(__func__);
-    }
-    AAX_Result SetProperties(AAX_IPropertyMap* map) override
-    {
-        properties = static_cast<TakenProperties*>(map)->values;
-        return fault.of(__func__);
-    }
-    AAX_Result AddDataModelCreator(CreateProc createProc) override
-    {
-        create = createProc;
-        return fault.of(__func__);
-    }
-
-    Fault fault;
-    std::string identifier, manufacturer;
-    std::vector<std::string> names, packageNames;
-    std::uint32_t version = 0, category = 0;
-    std::vector<std::pair<ProcessType, Properties>> types;
-    Properties properties;
+    std::string failing; ///< operation
+    std::vector<std::string> calls;
+    std::vector<ProcessType> types;
     CreateProc create = nullptr;
-    std::vector<std::unique_ptr<TakenProperties>> maps;
+
+private:
+    template <class... What> AAX_Result call(const char* operation, const What&... what)
+    {
+        std::ostringstream text;
+        text << operation;
+        ((text << ' ' << what), ...);
+        calls.push_back(text.str());
+        return operation == failing ? kFault : AAX_SUCCESS;
+    }
 };
 
 struct RecordingServices : HostServices {
-    void assertionFailed(const char* source, int, const char* expression) override
+    void assertionFailed(const char* source, int line, const char* expression) override
     {
-        failures.push_back(std::string(source) + ": " + expression);
+        failures.push_back(std::string(source) + (line > 0 ? ": " : " nowhere: ") + expression);
     }
 
     std::vector<std::string> failures;
@@ -140,54 +88,34 @@ struct RecordingServices : HostServices {
 
 // --- Sound --------------------------------------------------------------------------------------
 
-struct FakeTransport : AAX_ITransport {
-    bool isPlaying() noexcept override { return playing; }
-    double tempo() noexcept override { return beatsPerMinute; }
-    std::int64_t tickPosition() noexcept override { return ticks; }
-    std::int32_t ticksPerQuarter() noexcept override { return 960000; }
-
-    bool playing = false;
-    double beatsPerMinute = 120.0;
-    std::int64_t ticks = 0;
-};
-
-struct FakeNode : AAX_IMIDINode {
+struct Node : AAX_IMIDINode, AAX_ITransport {
     MidiStream packets() noexcept override
     {
         ++reads;
         return {waiting.data(), static_cast<std::uint32_t>(waiting.size())};
     }
-    AAX_ITransport* transport() noexcept override { return &clock; }
+    AAX_ITransport* transport() noexcept override { return this; }
+    bool isPlaying() noexcept override { return playing; }
+    double tempo() noexcept override { return beatsPerMinute; }
+    std::int64_t tickPosition() noexcept override { return ticks; }
+    std::int32_t ticksPerQuarter() noexcept override { return 960000; }
 
     std::vector<MidiPacket> waiting;
-    FakeTransport clock;
     int reads = 0;
-};
-
-struct FakeController : Controller {
-    double sampleRate() noexcept override { return rate; }
-    StemFormat inputStemFormat() noexcept override { return stems; }
-
-    double rate = 48000.0;
-    StemFormat stems = AAX_eStemFormat_Stereo;
+    bool playing = false;
+    double beatsPerMinute = 120.0;
+    std::int64_t ticks = 0;
 };
 
 /// What a host holds for an instance on a track.
-struct Track {
+struct Track : Controller {
     static constexpr std::size_t kMostFrames = 1024;
     static constexpr float kOld = 0.25f; ///< what lies in the outputs before a block
 
-    explicit Track(StemFormat stems)
-    {
-        controller.stems = stems;
-        info.audioInputs = inputPointers;
-        info.audioOutputs = outputPointers;
-        info.bufferLength = &frames;
-        info.inputMidi = &midi;
-        info.globalMidi = &global;
-        info.transport = &transport;
-    }
+    explicit Track(StemFormat trackStems) : stems(trackStems) {}
     Track(const Track&) = delete;
+    double sampleRate() noexcept override { return rate; }
+    StemFormat inputStemFormat() noexcept override { return stems; }
 
     void midiEvent(int sample, int status, int first, int second)
     {
@@ -207,14 +135,18 @@ struct Track {
         return {outputs[channel].begin(), outputs[channel].begin() + frames};
     }
 
-    FakeController controller;
-    FakeNode midi, global, transport;
+    double rate = 48000.0;
+    const StemFormat stems;
+    Node midi, global, transport;
     std::int32_t frames = 0;
     std::vector<float> silence = std::vector<float>(kMostFrames);
     std::vector<float> inputs[2] = {silence, silence}, outputs[2] = {silence, silence};
     const float* inputPointers[2] = {inputs[0].data(), inputs[1].data()};
     float* outputPointers[2] = {outputs[0].data(), outputs[1].data()};
-    RenderInfo info{};
+    AAX_CMonolithicParameters* privateData = nullptr;
+    RenderInfo info = {inputPointers, outputPointers, &frames,    nullptr,
+                       &midi,         &global,        &transport, {},
+                       nullptr,       nullptr,        nullptr};
 };
 
 // --- The library --------------------------------------------------------------------------------
@@ -234,26 +166,16 @@ protected:
     test::TempFolder home;
 };
 
-/// The library as it was built.
-class LoadedLibrary {
-public:
-    LoadedLibrary() : handle(::dlopen(ZEPHRA_AAX_LIBRARY, RTLD_NOW | RTLD_LOCAL))
+/// The library as it was built, between start and shutdown.
+struct LoadedLibrary : test::Library {
+    LoadedLibrary() : Library(ZEPHRA_AAX_LIBRARY)
     {
-        if (!handle)
-            throw std::runtime_error(::dlerror());
-        procedure<decltype(ACFStartup)>("ACFStartup")(&services);
+        find<decltype(ACFStartup)>("ACFStartup")(&services);
     }
     ~LoadedLibrary()
     {
-        EXPECT_EQ(procedure<decltype(ACFShutdown)>("ACFShutdown")(), AAX_SUCCESS);
-        EXPECT_EQ(procedure<decltype(ACFCanUnloadNow)>("ACFCanUnloadNow")(), AAX_SUCCESS);
-        ::dlclose(handle);
-    }
-    LoadedLibrary(const LoadedLibrary&) = delete;
-
-    template <class Procedure> Procedure* procedure(const char* name) const
-    {
-        return reinterpret_cast<Procedure*>(::dlsym(handle, name));
+        EXPECT_EQ(find<decltype(ACFShutdown)>("ACFShutdown")(), AAX_SUCCESS);
+        EXPECT_EQ(find<decltype(ACFCanUnloadNow)>("ACFCanUnloadNow")(), AAX_SUCCESS);
     }
 
     /// As a host does when it scans.
@@ -261,29 +183,26 @@ public:
     {
         TypeId classId = 0;
         DescribeProc describeEffects = nullptr;
-        procedure<decltype(ACFRegisterComponent)>("ACFRegisterComponent")(0, &classId);
-        procedure<decltype(ACFGetClassFactory)>("ACFGetClassFactory")(classId, &describeEffects);
+        find<decltype(ACFRegisterComponent)>("ACFRegisterComponent")(0, &classId);
+        find<decltype(ACFGetClassFactory)>("ACFGetClassFactory")(classId, &describeEffects);
         return describeEffects(collection);
     }
 
     RecordingServices services;
-
-private:
-    void* handle;
 };
 
 /// An instance of the loaded library on a track of its own.
 struct Instance : Track {
     static constexpr TypeId kId = 'Z' << 24 | 'P' << 16 | 'C' << 8 | 'H'; ///< of its chunks
 
-    explicit Instance(const LoadedLibrary& library, StemFormat stems = AAX_eStemFormat_Stereo)
-        : Track(stems)
+    explicit Instance(const LoadedLibrary& library, StemFormat trackStems = AAX_eStemFormat_Stereo)
+        : Track(trackStems)
     {
-        TakenCollection collection;
-        library.describe(collection);
-        process = collection.types.front().first.process;
-        model.reset(collection.create());
-        EXPECT_EQ(model->Initialize(controller), AAX_SUCCESS);
+        TakenDescription effect;
+        library.describe(effect);
+        process = effect.types.front().process;
+        model.reset(effect.create());
+        EXPECT_EQ(model->Initialize(*this), AAX_SUCCESS);
         EXPECT_EQ(model->ResetFieldData(22, &privateData, sizeof privateData), AAX_SUCCESS);
         info.privateData = &privateData;
     }
@@ -326,7 +245,6 @@ struct Instance : Track {
 
     ProcessProc process = nullptr;
     std::unique_ptr<AAX_IEffectParameters> model;
-    AAX_CMonolithicParameters* privateData = nullptr;
 };
 
 } // namespace zephra::aax

@@ -12,6 +12,7 @@
 
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <span>
 #include <thread>
 
@@ -30,6 +31,73 @@ float valueIn(const std::vector<std::uint8_t>& block, int id)
     readChunk(std::span(block).subspan(sizeof(Chunk)), parameters);
     return parameters.getValue(id);
 }
+
+// --- Parameters ---------------------------------------------------------------------------------
+
+TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
+{
+    const LoadedLibrary library;
+    const Instance track(library);
+    ASSERT_EQ(track.model->parameterCount(), 1 + kNumHostParameters);
+    EXPECT_EQ(track.model->parameter(-1), nullptr);
+    EXPECT_EQ(track.model->parameter(76), nullptr);
+
+    const AAX_IParameter& bypass = *track.model->parameter(0);
+    EXPECT_STREQ(bypass.identifier(), "MasterBypassID");
+    EXPECT_STREQ(bypass.name(), "Master Bypass");
+    EXPECT_EQ(bypass.text(0.0) + " " + bypass.text(1.0), "bypass on");
+    EXPECT_EQ(bypass.numberOfSteps(), 2);
+    EXPECT_EQ(bypass.defaultNormalizedValue(), 0.0);
+    EXPECT_FALSE(bypass.GetValueAsBool());
+    EXPECT_TRUE(bypass.isAutomatable());
+
+    for (int i = 0; i < kNumHostParameters; ++i) {
+        const ControlInfo& control = *findControl(kHostParameters[static_cast<std::size_t>(i)].id);
+        const AAX_IParameter& parameter = *track.model->parameter(i + 1);
+        EXPECT_EQ(parameter.identifier(), "pn_" + std::to_string(i));
+        EXPECT_STREQ(parameter.name(), control.hostName);
+        EXPECT_EQ(parameter.defaultNormalizedValue(), control.defaultValue / control.scale);
+        EXPECT_EQ(parameter.normalizedValue(), control.defaultValue / control.scale);
+        EXPECT_TRUE(parameter.isAutomatable());
+    }
+    EXPECT_EQ(track.model->parameter(35)->text(0.5), "841 Hz");
+    EXPECT_EQ(track.value(57), 0.5) << "step 7 of 14";
+}
+
+TEST_F(AaxTest, TheFirstInstanceOfAUserFindsTheFactoryPatches)
+{
+    std::filesystem::remove(soundbanks());
+    const LoadedLibrary library;
+    const Instance track(library);
+    EXPECT_TRUE(std::filesystem::exists(soundbanks() / "Showcase" / "Bass Carpet QX.fxp"));
+    EXPECT_NE(track.value(34), 0.5) << "the first patch plays";
+}
+
+TEST_F(AaxTest, AValueFromTheHostReachesTheInstrument)
+{
+    const LoadedLibrary library;
+    Instance track(library);
+    EXPECT_EQ(track.set("pn_34", 0.25), AAX_SUCCESS);
+    EXPECT_EQ(track.set("pn_57", 1.0), AAX_SUCCESS);
+    EXPECT_EQ(track.set("MasterBypassID", 1.0), AAX_SUCCESS);
+    EXPECT_EQ(track.changes(), 3);
+    const auto block = track.chunk();
+    EXPECT_EQ(valueIn(block, filter_cutoff), 0.25f);
+    EXPECT_EQ(valueIn(block, fx_del_time), 14.0f);
+
+    for (const char* id : {"pn_75", "pn_", "pn_034", ""})
+        EXPECT_EQ(track.set(id, 0.5), -20002) << id;
+    EXPECT_EQ(track.model->UpdateParameterNormalizedValue(nullptr, 0.5, 0), -20002);
+    EXPECT_EQ(track.set("pn_34", std::nan("")), -20002);
+    EXPECT_EQ(track.changes(), 3);
+    EXPECT_EQ(track.chunk(), block);
+
+    track.set("pn_34", 7.0);
+    EXPECT_EQ(track.value(34), 1.0);
+    EXPECT_EQ(valueIn(track.chunk(), filter_cutoff), 1.0f);
+}
+
+// --- Sound --------------------------------------------------------------------------------------
 
 // The same two notes, with a delay that follows the tempo, 40 blocks of 512: [sample][channel].
 constexpr int kFrames = 512;
@@ -61,7 +129,7 @@ std::vector<float> notesOfLibrary(StemFormat stems, double tempo)
 {
     const LoadedLibrary library;
     Instance track(library, stems);
-    track.transport.clock.beatsPerMinute = tempo;
+    track.transport.beatsPerMinute = tempo;
     track.set("pn_56", 1.0);
     track.set("pn_57", 1.0);
     track.midiEvent(0, 0x90, 45, 100);
@@ -75,99 +143,23 @@ std::vector<float> notesOfLibrary(StemFormat stems, double tempo)
     return frames;
 }
 
-TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
-{
-    const LoadedLibrary library;
-    const Instance track(library);
-    ASSERT_EQ(track.model->parameterCount(), 1 + kNumHostParameters);
-    EXPECT_EQ(track.model->parameter(-1), nullptr);
-    EXPECT_EQ(track.model->parameter(76), nullptr);
-
-    const AAX_IParameter& bypass = *track.model->parameter(0);
-    EXPECT_STREQ(bypass.identifier(), "MasterBypassID");
-    EXPECT_STREQ(bypass.name(), "Master Bypass");
-    EXPECT_EQ(bypass.text(0.0) + " " + bypass.text(1.0), "bypass on");
-    EXPECT_EQ(bypass.numberOfSteps(), 2);
-    EXPECT_EQ(bypass.defaultNormalizedValue(), 0.0);
-    EXPECT_FALSE(bypass.GetValueAsBool());
-    EXPECT_TRUE(bypass.isAutomatable());
-    seen("EffectInit 1", bypass.identifier(), ", ", bypass.text(0.0), "/", bypass.text(1.0));
-
-    for (int i = 0; i < kNumHostParameters; ++i) {
-        const ControlInfo& control = *findControl(kHostParameters[static_cast<std::size_t>(i)].id);
-        const AAX_IParameter& parameter = *track.model->parameter(i + 1);
-        EXPECT_EQ(parameter.identifier(), "pn_" + std::to_string(i));
-        EXPECT_STREQ(parameter.name(), control.hostName);
-        EXPECT_EQ(parameter.defaultNormalizedValue(), control.defaultValue / control.scale);
-        EXPECT_EQ(parameter.normalizedValue(), control.defaultValue / control.scale);
-        EXPECT_TRUE(parameter.isAutomatable());
-    }
-    const AAX_IParameter& cutoff = *track.model->parameter(35);
-    EXPECT_EQ(cutoff.text(0.5), "841 Hz");
-    EXPECT_EQ(track.value(57), 0.5) << "step 7 of 14";
-    seen("EffectInit 2", "pn_0 to pn_74; pn_34 ", cutoff.name(), " at 0.5 reads ", cutoff.text(0.5),
-         "; 7 of 14 steps is ", track.value(57));
-}
-
-TEST_F(AaxTest, TheFirstInstanceOfAUserFindsTheFactoryPatches)
-{
-    std::filesystem::remove(soundbanks());
-    const LoadedLibrary library;
-    const Instance track(library);
-    EXPECT_TRUE(std::filesystem::exists(soundbanks() / "Showcase" / "Bass Carpet QX.fxp"));
-    EXPECT_NE(track.value(34), 0.5) << "the first patch plays";
-}
-
-TEST_F(AaxTest, AValueFromTheHostReachesTheInstrument)
-{
-    const LoadedLibrary library;
-    Instance track(library);
-    EXPECT_EQ(track.set("pn_34", 0.25), AAX_SUCCESS);
-    EXPECT_EQ(track.set("pn_57", 1.0), AAX_SUCCESS);
-    EXPECT_EQ(track.set("MasterBypassID", 1.0), AAX_SUCCESS);
-    EXPECT_EQ(track.changes(), 3);
-    const auto block = track.chunk();
-    EXPECT_EQ(valueIn(block, filter_cutoff), 0.25f);
-    EXPECT_EQ(valueIn(block, fx_del_time), 14.0f);
-    seen("update", "pn_34 = 0.25: cutoff ", valueIn(block, filter_cutoff), "; pn_57 = 1: step ",
-         valueIn(block, fx_del_time), "; ", track.changes(), " changes");
-
-    for (const char* id : {"pn_75", "pn_", "pn_034", ""})
-        EXPECT_EQ(track.set(id, 0.5), -20002) << id;
-    EXPECT_EQ(track.model->UpdateParameterNormalizedValue(nullptr, 0.5, 0), -20002);
-    EXPECT_EQ(track.set("pn_34", std::nan("")), -20002);
-    EXPECT_EQ(track.changes(), 3);
-    EXPECT_EQ(track.chunk(), block);
-    seen("update", "unknown id, not a number: -20002");
-
-    track.set("pn_34", 7.0);
-    EXPECT_EQ(track.value(34), 1.0);
-    EXPECT_EQ(valueIn(track.chunk(), filter_cutoff), 1.0f);
-}
-
 TEST_F(AaxTest, ATrackPlaysWhatTheInstrumentPlaysToTheBit)
 {
+    const auto played = [](StemFormat stems, double tempo) {
+        return test::inFreshProcess([=] { return notesOfLibrary(stems, tempo); });
+    };
     const auto own = test::inFreshProcess([] { return notesOfVstXSynth(93.0); });
-    const auto stereo =
-        test::inFreshProcess([] { return notesOfLibrary(AAX_eStemFormat_Stereo, 93.0); });
     ASSERT_GT(peak(own), 0.05f);
-    EXPECT_EQ(stereo, own);
-    seen("render 8, 9 stereo", stereo.size() / 2, " frames, all as the instrument's; peak ",
-         peak(stereo));
+    EXPECT_EQ(played(AAX_eStemFormat_Stereo, 93.0), own);
+    EXPECT_NE(played(AAX_eStemFormat_Stereo, 187.0), own) << "the delay follows the tempo";
 
-    const auto mono =
-        test::inFreshProcess([] { return notesOfLibrary(AAX_eStemFormat_Mono, 93.0); });
+    const auto mono = played(AAX_eStemFormat_Mono, 93.0);
     float widest = 0.0f;
     for (std::size_t i = 0; i < own.size(); i += 2) {
         ASSERT_EQ(mono[i], (own[i] + own[i + 1]) * 0.5f) << "at " << i;
         widest = std::max(widest, std::abs(own[i] - own[i + 1]));
     }
     EXPECT_GT(widest, 0.01f) << "the sides must differ for this to mean anything";
-    seen("render 9 mono", mono.size() / 2, " frames, all (left + right) / 2");
-
-    EXPECT_NE(test::inFreshProcess([] { return notesOfLibrary(AAX_eStemFormat_Stereo, 187.0); }),
-              own);
-    seen("render 4", "at another tempo the delay sounds otherwise");
 }
 
 TEST_F(AaxTest, SoundOnTheInputIsAddedAndAloneWhenBypassed)
@@ -178,7 +170,6 @@ TEST_F(AaxTest, SoundOnTheInputIsAddedAndAloneWhenBypassed)
         const int last = stems == AAX_eStemFormat_Mono ? 0 : 1;
         std::ranges::fill(track.inputs[0], 0.125f);
         std::ranges::fill(track.inputs[1], 0.125f);
-
         track.render(256);
         EXPECT_THAT(track.sound(last), Each(testing::FloatNear(0.125f, kSilence)));
 
@@ -193,8 +184,6 @@ TEST_F(AaxTest, SoundOnTheInputIsAddedAndAloneWhenBypassed)
         track.set("MasterBypassID", 0.0);
         track.render(256);
         EXPECT_GT(peak(track.sound(last)), 0.15f);
-        seen("render 5, 10", last + 1, " ch: bypassed the input 0.125, then with the held note ",
-             peak(track.sound(last)));
     }
 }
 
@@ -202,48 +191,74 @@ TEST_F(AaxTest, MidiActsOnItsSampleAndAnOverlongBlockIsDroppedWhole)
 {
     const LoadedLibrary library;
     constexpr struct {
-        int packets, noteAt;
+        int packets, noteAt, frames; ///< of the block with the packets; an empty one puts them off
         bool heard;
-    } kRows[] = {{1, 0, true}, {1, 200, true}, {4095, 0, true}, {4096, 0, false}};
+        StemFormat stems;
+    } kRows[] = {{1, 0, 512, true, AAX_eStemFormat_Stereo},
+                 {1, 200, 512, true, AAX_eStemFormat_Stereo},
+                 {1, 0, 0, true, AAX_eStemFormat_Stereo},
+                 {1, 0, 0, true, AAX_eStemFormat_Mono},
+                 {4095, 0, 512, true, AAX_eStemFormat_Stereo},
+                 {4096, 0, 512, false, AAX_eStemFormat_Stereo}};
     for (const auto& row : kRows) {
-        Instance track(library);
+        Instance track(library, row.stems);
         track.render(512);
         for (int i = 1; i < row.packets; ++i)
             track.midiEvent(0, 0xb0, 2, 64); // breath
         track.midiEvent(row.noteAt, 0x90, 60, 127);
         track.global.waiting.push_back({0, {0x90, 72, 127, 0}});
-        track.render(512);
+        track.render(row.frames);
+        if (row.frames == 0)
+            track.render(512);
         const auto sound = track.sound(0);
-        const auto start =
-            std::ranges::find_if(sound, [](float x) { return std::abs(x) > kSilence; }) -
-            sound.begin();
+        const auto isHeard = [](float x) { return std::abs(x) > kSilence; };
+        const auto start = std::ranges::find_if(sound, isHeard) - sound.begin();
         EXPECT_GE(start, row.heard ? row.noteAt : 512);
         EXPECT_LT(start, row.heard ? row.noteAt + 32 : 513);
         EXPECT_EQ(track.global.reads, 0);
-        seen("render 8", row.packets, " packets, note at ", row.noteAt, ": ",
-             row.heard ? "heard from " : "silent to ", start, "; global node read ",
-             track.global.reads, " times");
     }
 }
 
-TEST_F(AaxTest, TheFirstChunkIsDroppedAndLaterOnesLoad)
+// --- State --------------------------------------------------------------------------------------
+
+TEST_F(AaxTest, TheFirstChunkIsDroppedAndOfTheLaterOnesThoseThatAreForeignOrDoNotFit)
 {
     const LoadedLibrary library;
     Instance writer(library), reader(library);
     writer.set("pn_34", 0.25);
-    const auto block = writer.chunk();
+    const auto good = writer.chunk();
     reader.set("pn_35", 0.5);
-    const auto untouched = reader.chunk();
-
-    EXPECT_EQ(reader.load(block), AAX_SUCCESS);
+    const auto before = reader.chunk();
+    EXPECT_EQ(reader.load(good), AAX_SUCCESS);
     EXPECT_EQ(reader.changes(), 0);
-    EXPECT_EQ(reader.chunk(), untouched);
-    seen("SetChunk", "the first: success, nothing loaded, change count ", reader.changes());
+    EXPECT_EQ(reader.chunk(), before);
 
-    EXPECT_EQ(reader.load(block), AAX_SUCCESS);
-    EXPECT_EQ(reader.chunk(), block);
+    constexpr struct {
+        const char* what;
+        void (*spoil)(std::vector<std::uint8_t>&);
+    } kRows[] = {
+        {"manufacturer", [](auto& block) { Instance::head(block)->manufacturer = 1; }},
+        {"product", [](auto& block) { Instance::head(block)->product = 1; }},
+        {"size beyond the block", [](auto& block) { ++Instance::head(block)->size; }},
+        {"negative size", [](auto& block) { Instance::head(block)->size = -1; }},
+        {"largest size", [](auto& block) { Instance::head(block)->size = 0x7fffffff; }},
+        {"half a head", [](auto& block) { block.resize(sizeof(Chunk) / 2); }},
+    };
+    for (const auto& row : kRows) {
+        auto block = good;
+        row.spoil(block);
+        EXPECT_EQ(reader.load(block), -20007) << row.what;
+        EXPECT_EQ(reader.chunk(), before) << row.what;
+    }
+    auto block = good;
+    Chunk* const head = Instance::head(block);
+    EXPECT_EQ(reader.model->SetChunk(Instance::kId + 1, head, block.size()), -20007);
+    EXPECT_EQ(reader.model->SetChunk(Instance::kId, nullptr, block.size()), -20007);
+    EXPECT_EQ(reader.chunk(), before);
+
+    EXPECT_EQ(reader.load(good), AAX_SUCCESS);
+    EXPECT_EQ(reader.chunk(), good);
     EXPECT_EQ(reader.value(34), 0.25) << "the host sees the new values";
-    seen("SetChunk", "the second: ", block.size(), " bytes as written; pn_34 = ", reader.value(34));
 }
 
 TEST_F(AaxTest, TheChunkHasAHeadThatTellsWhoseItIs)
@@ -264,66 +279,29 @@ TEST_F(AaxTest, TheChunkHasAHeadThatTellsWhoseItIs)
                   fourText(head.id),
               "QuilZPHRZPHRZPCH");
     EXPECT_EQ(std::string(head.name, sizeof head.name), "The Zephra" + std::string(22, '\0'));
-    seen("GetChunk", head.size, " bytes after a head of ", sizeof head, ", ", head.name);
 
     // Without GetChunkSize, into exactly as much memory as it takes, and made anew each time.
-    std::vector<std::uint8_t> again(block.size());
+    const auto get = [&](TypeId id, std::size_t size) {
+        return track.model->GetChunk(id, &head, size);
+    };
     for (const double cutoff : {0.25, 0.75}) {
         track.set("pn_34", cutoff);
-        EXPECT_EQ(track.model->GetChunk(Instance::kId, Instance::head(again), again.size()), 0);
-        EXPECT_EQ(valueIn(again, filter_cutoff), cutoff);
+        EXPECT_EQ(get(Instance::kId, block.size()), AAX_SUCCESS);
+        EXPECT_EQ(valueIn(block, filter_cutoff), cutoff);
     }
-    std::ranges::fill(again, 0xaa);
-    EXPECT_EQ(track.model->GetChunk(Instance::kId, Instance::head(again), again.size() - 1),
-              -20007);
-    EXPECT_EQ(track.model->GetChunk(head.id + 1, Instance::head(again), again.size()), -20007);
-    EXPECT_THAT(again, Each(0xaa));
+    std::ranges::fill(block, 0xaa);
+    EXPECT_EQ(get(Instance::kId, block.size() - 1), -20007);
+    EXPECT_EQ(get(Instance::kId + 1, block.size()), -20007);
     std::uint32_t size = 0;
-    EXPECT_EQ(track.model->GetChunkSize(head.id + 1, &size), -20007);
-    seen("GetChunk", "twice without GetChunkSize: two states; another id, short block: -20007");
+    EXPECT_EQ(track.model->GetChunkSize(Instance::kId + 1, &size), -20007);
+    EXPECT_THAT(block, Each(0xaa));
 
     for (const TypeId id : {Instance::kId, Instance::kId + 1}) {
         bool equal = false;
         head.id = id;
         EXPECT_EQ(track.model->CompareActiveChunk(&head, &equal) == 0, id == Instance::kId);
         EXPECT_TRUE(equal);
-        seen("CompareActiveChunk", fourText(id), ": equal, returns ",
-             track.model->CompareActiveChunk(&head, &equal));
     }
-}
-
-TEST_F(AaxTest, AChunkThatIsForeignOrDoesNotFitIsRefused)
-{
-    const LoadedLibrary library;
-    Instance writer(library), reader(library);
-    writer.set("pn_34", 0.25);
-    const auto good = writer.chunk();
-    reader.load(good); // the first is dropped
-    const auto before = reader.chunk();
-
-    constexpr struct {
-        const char* what;
-        void (*spoil)(std::vector<std::uint8_t>&);
-    } kRows[] = {
-        {"manufacturer", [](auto& block) { Instance::head(block)->manufacturer = 1; }},
-        {"product", [](auto& block) { Instance::head(block)->product = 1; }},
-        {"size beyond the block", [](auto& block) { ++Instance::head(block)->size; }},
-        {"negative size", [](auto& block) { Instance::head(block)->size = -1; }},
-        {"largest size", [](auto& block) { Instance::head(block)->size = 0x7fffffff; }},
-        {"half a head", [](auto& block) { block.resize(sizeof(Chunk) / 2); }},
-    };
-    for (const auto& row : kRows) {
-        auto block = good;
-        row.spoil(block);
-        EXPECT_EQ(reader.load(block), -20007) << row.what;
-        EXPECT_EQ(reader.chunk(), before) << row.what;
-        seen("SetChunk, wrong", row.what, ": -20007, the patch stays");
-    }
-    auto block = good;
-    EXPECT_EQ(reader.model->SetChunk(Instance::kId + 1, Instance::head(block), block.size()),
-              -20007);
-    EXPECT_EQ(reader.model->SetChunk(Instance::kId, nullptr, block.size()), -20007);
-    EXPECT_EQ(reader.chunk(), before);
 }
 
 TEST_F(AaxTest, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
@@ -341,8 +319,9 @@ TEST_F(AaxTest, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
     EXPECT_EQ(track.value(34), 0.25) << "no files on the audio thread";
     EXPECT_EQ(track.model->TimerWakeup(), AAX_SUCCESS);
     EXPECT_EQ(track.value(34), 0.75);
-    seen("TimerWakeup", "program 1 loads, pn_34 0.25 -> ", track.value(34));
 }
+
+// --- Hosts at their worst -----------------------------------------------------------------------
 
 TEST_F(AaxTest, TheInstanceIsFoundByItsPrivateDataAlone)
 {
@@ -360,11 +339,9 @@ TEST_F(AaxTest, TheInstanceIsFoundByItsPrivateDataAlone)
         EXPECT_THAT(std::span(bytes).first(row.size), Each(0));
         EXPECT_THAT(std::span(bytes).subspan(row.size), Each(0xaa));
     }
-
     track.privateData = nullptr;
     track.render(512);
     EXPECT_THAT(track.sound(0), Each(Track::kOld));
-    seen("ResetFieldData", "port 22: the object; all others zeros, which render nothing");
 }
 
 TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
@@ -373,9 +350,8 @@ TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
     Instance track(library);
     for (const int frames : {0, -1, 1, 64, 65, 1024, 3})
         track.render(frames);
-    track.midiEvent(2, 0x90, 60, 127);
-    track.midiEvent(-1, 0x90, 64, 127);
-    track.midiEvent(0x7fffffff, 0x90, 67, 127);
+    for (const int sample : {2, -1, 0x7fffffff})
+        track.midiEvent(sample, 0x90, 60, 127);
     track.midiEvent(0, 0xff, 0xff, 0xff);
     track.render(1024);
     EXPECT_GT(peak(track.sound(0)), 0.01f);
@@ -393,24 +369,23 @@ TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
     track.render(512);
     track.info = whole;
     track.outputPointers[1] = track.outputs[1].data();
-
     for (const double rate : {0.0, 192000.0, std::nan(""), 48000.0}) {
-        track.controller.rate = rate;
+        track.rate = rate;
         track.render(512);
     }
+    EXPECT_EQ(track.model->GenerateCoefficients(), AAX_SUCCESS);
 
     EXPECT_EQ(track.model->Uninitialize(), AAX_SUCCESS);
     EXPECT_EQ(track.set("pn_34", 0.5), -20002);
     track.render(512);
     EXPECT_THAT(track.sound(0), Each(Track::kOld));
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(track.model->Initialize(track.controller), AAX_SUCCESS);
+        EXPECT_EQ(track.model->Initialize(track), AAX_SUCCESS);
         EXPECT_EQ(track.model->parameterCount(), 76);
     }
     track.midiEvent(0, 0x90, 60, 127);
     track.render(512);
     EXPECT_GT(peak(track.sound(0)), kSilence);
-    seen("odd orders", "blocks of -1 to 1024, missing buffers, stop and start again: no harm");
 }
 
 TEST_F(AaxTest, StateIsExchangedAndParametersMoveWhileTheSoundGoesOn)
@@ -430,11 +405,12 @@ TEST_F(AaxTest, StateIsExchangedAndParametersMoveWhileTheSoundGoesOn)
         }
     });
     for (int i = 0; i < 100; ++i) {
+        std::thread timer([&] { track.model->TimerWakeup(); });
         EXPECT_EQ(track.load(song), AAX_SUCCESS);
         EXPECT_EQ(track.set("pn_" + std::to_string(i % 75), i / 100.0), AAX_SUCCESS);
         EXPECT_EQ(track.set("MasterBypassID", i % 2), AAX_SUCCESS);
         track.chunk();
-        track.model->TimerWakeup();
+        timer.join();
     }
     EXPECT_EQ(track.load(song), AAX_SUCCESS);
     done = true;

@@ -3,8 +3,12 @@
 
 #include <dlfcn.h>
 
+#include <cstdio>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace zephra::test {
 
@@ -29,5 +33,29 @@ public:
 private:
     void* const handle;
 };
+
+/// The words that a command prints.
+inline std::vector<std::string> wordsOf(const std::string& command)
+{
+    std::FILE* const pipe = ::popen(command.c_str(), "r");
+    std::string text;
+    for (int c; pipe && (c = std::fgetc(pipe)) != EOF;)
+        text += static_cast<char>(c);
+    if (!pipe || ::pclose(pipe) != 0)
+        throw std::runtime_error("it fails: " + command);
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+/// What others find in a library, sorted by name.
+inline std::vector<std::string> definedSymbols(const std::string& path)
+{
+    return wordsOf("nm -D --defined-only -f posix '" + path + "' | cut -d ' ' -f 1");
+}
+/// What it loads.
+inline std::vector<std::string> neededLibraries(const std::string& path)
+{
+    return wordsOf("objdump -p '" + path + "' | sed -n 's/^ *NEEDED *//p'");
+}
 
 } // namespace zephra::test

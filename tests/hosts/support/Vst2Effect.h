@@ -5,6 +5,7 @@
 #include "vst2/Vst2Abi.h"
 
 #include <atomic>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -44,7 +45,7 @@ public:
 
     t_fstEffect* operator->() const noexcept { return effect; }
 
-    std::atomic<double> tempo{0.0}; ///< beats per minute, 0: the host does not know
+    std::atomic<double> tempo{0.0}; ///< beats per minute; below 0 the host says that it is wrong
     std::atomic<int> displayUpdates{0};
     std::thread::id displayThread; ///< that told of the last one
     std::atomic<bool> wantsIdle{false};
@@ -61,8 +62,8 @@ private:
             std::strcpy(static_cast<char*>(data), host->vendorName);
             return 1;
         case audioMasterGetTime:
-            host->now.tempo = host->tempo;
-            host->now.flags = host->now.tempo > 0.0 ? kVstTempoValid : 0;
+            host->now.tempo = std::abs(host->tempo);
+            host->now.flags = host->tempo > 0.0 ? kVstTempoValid : 0;
             return reinterpret_cast<t_fstPtrInt>(&host->now);
         case vst2::kHostUpdateDisplay:
             ++host->displayUpdates;

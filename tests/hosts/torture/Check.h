@@ -8,6 +8,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace zephra::torture {
 
@@ -52,6 +53,22 @@ struct Bench {
     float anyValue();
     /// Notes, controllers, bends, pressure and program changes, in order, on samples of a block.
     std::vector<Event> anyEvents(int howMany, int frames);
+};
+
+/// Does something over and over on another thread while it lives.
+class Beside {
+public:
+    template <class Step>
+    explicit Beside(Step step)
+        : thread([step](const std::stop_token& stop) mutable {
+              for (; !stop.stop_requested(); std::this_thread::yield())
+                  step();
+          })
+    {
+    }
+
+private:
+    std::jthread thread;
 };
 
 struct Check {

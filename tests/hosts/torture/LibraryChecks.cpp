@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hosts/support/Library.h"
 #include "realtime/RealtimeWatch.h"
-#include "torture/ElfFile.h"
 #include "torture/Player.h"
 
 #include <sys/inotify.h>
@@ -11,7 +10,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <sstream>
 
 namespace zephra::torture {
 
@@ -22,14 +20,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 void exportsItsEntryPoints(Bench& bench)
 {
-    auto wanted = bench.format.entryPoints();
-    auto found = ElfFile(bench.format.library()).definedSymbols();
-    std::ranges::sort(wanted);
-    std::ranges::sort(found);
-    std::ostringstream names;
-    for (const std::string& name : found)
-        names << ' ' << name;
-    require(found == wanted, "it exports" + names.str());
+    const auto found = test::definedSymbols(bench.format.library());
+    require(found == bench.format.entryPoints(), "it exports other symbols");
     bench.others = static_cast<long>(found.size());
     bench.unit = "symbols";
 }
@@ -38,7 +30,7 @@ void needsTheRunTimeOnly(Bench& bench)
 {
     constexpr const char* kAllowed[] = {"libstdc++.so", "libm.so", "libgcc_s.so", "libc.so",
                                         "ld-linux",     "libasan", "libubsan",    "libtsan"};
-    for (const std::string& name : ElfFile(bench.format.library()).neededLibraries()) {
+    for (const std::string& name : test::neededLibraries(bench.format.library())) {
         require(std::ranges::any_of(kAllowed,
                                     [&](const char* start) { return name.starts_with(start); }),
                 "it needs " + name);

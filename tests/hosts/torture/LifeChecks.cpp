@@ -2,31 +2,27 @@
 #include "torture/Player.h"
 
 #include <fstream>
+#include <future>
 #include <malloc.h>
-#include <thread>
 #include <unistd.h>
 
 namespace zephra::torture {
 
 namespace {
 
-/// Bytes of this process in memory.
-long residentBytes()
-{
-    long all = 0, resident = 0;
-    std::ifstream("/proc/self/statm") >> all >> resident;
-    return resident * ::sysconf(_SC_PAGESIZE);
-}
-
-long threadCount()
+/// A number of this process by its name in the kernel's list.
+long statusOf(const std::string& name)
 {
     std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("Threads:"))
-            return std::stol(line.substr(8));
+    for (std::string word; status >> word;) {
+        if (long value = -1; word == name && status >> value)
+            return value;
     }
     return -1;
 }
+
+long residentBytes() { return statusOf("VmRSS:") * 1024; }
+long threadCount() { return statusOf("Threads:"); }
 
 void openAndClose(Bench& bench)
 {
@@ -97,29 +93,22 @@ void independent(Bench& bench)
 
 void onManyThreads(Bench& bench)
 {
-    std::vector<std::thread> threads;
-    std::vector<Bench> benches(4, bench);
-    std::vector<std::string> wrong(4);
-    for (std::size_t i = 0; i < 4; ++i) {
-        threads.emplace_back([&benches, &wrong, i] {
-            try {
-                for (int n = 0; n < benches[i].rounds(5, 100); ++n) {
-                    Player player(benches[i]);
-                    for (int block = 0; block < 5; ++block)
-                        player.play(256, benches[i].anyEvents(6, 256));
-                    player.plugin().restore(player.plugin().state());
-                    ++benches[i].others;
-                }
-            } catch (const std::exception& e) {
-                wrong[i] = e.what();
-            }
-        });
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-        threads[i].join();
-        require(wrong[i].empty(), wrong[i]);
-        bench.blocks += benches[i].blocks;
-        bench.others += benches[i].others;
+    const auto live = [](Bench own) {
+        for (; own.others < own.rounds(5, 100); ++own.others) {
+            Player player(own);
+            for (int block = 0; block < 5; ++block)
+                player.play(256, own.anyEvents(6, 256));
+            player.plugin().restore(player.plugin().state());
+        }
+        return own;
+    };
+    std::vector<std::future<Bench>> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.push_back(std::async(std::launch::async, live, bench));
+    for (auto& thread : threads) {
+        const Bench own = thread.get();
+        bench.blocks += own.blocks;
+        bench.others += own.others;
     }
     bench.unit = "instances";
 }

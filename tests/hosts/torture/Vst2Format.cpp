@@ -2,7 +2,6 @@
 #include "hosts/support/Vst2Effect.h"
 #include "torture/PluginFormat.h"
 
-#include <mutex>
 #include <optional>
 
 namespace zephra::torture {
@@ -14,10 +13,7 @@ using test::Vst2Effect;
 
 class Vst2Instance : public Instance {
 public:
-    explicit Vst2Instance(std::shared_ptr<Library> loaded)
-        : library(std::move(loaded)), effect(*library)
-    {
-    }
+    explicit Vst2Instance(const std::filesystem::path& path) : library(path), effect(library) {}
 
     void prepare(double rate, int longestBlock) override
     {
@@ -63,7 +59,7 @@ public:
     }
 
 private:
-    const std::shared_ptr<Library> library; ///< goes after the effect
+    const Library library; ///< goes after the effect
     Vst2Effect effect;
     std::optional<test::Vst2Events> list;
     bool isQueued = false;
@@ -108,19 +104,13 @@ public:
 
     std::unique_ptr<Instance> open() override
     {
-        const std::lock_guard lock(mutex);
-        std::shared_ptr<Library> shared = loadedLibrary.lock();
-        if (!shared)
-            loadedLibrary = shared = std::make_shared<Library>(path);
-        auto instance = std::make_unique<Vst2Instance>(std::move(shared));
+        auto instance = std::make_unique<Vst2Instance>(path);
         instance->prepare(48000.0, 512);
         return instance;
     }
 
 private:
     const std::filesystem::path path;
-    std::mutex mutex;
-    std::weak_ptr<Library> loadedLibrary;
 };
 
 } // namespace

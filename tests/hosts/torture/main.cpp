@@ -38,46 +38,35 @@ struct Options {
     bool longForm = false, list = false;
 };
 
-Outcome runHere(const Check& check, Bench& bench, std::string& text)
-{
-    try {
-        check.run(bench);
-        return Outcome::Passed;
-    } catch (const Skip& reason) {
-        text = reason.what();
-        return Outcome::Skipped;
-    } catch (const std::exception& failure) {
-        text = failure.what();
-        return Outcome::Failed;
-    }
-}
-
 /// In a child, which is stopped if it hangs.
 void run(const Check& check, Format& format, bool longForm, Report& report)
 {
     report = {};
+    const auto say = [&report](Outcome outcome, const std::string& text) {
+        report.outcome = outcome;
+        text.copy(report.text, sizeof report.text - 1);
+    };
     const pid_t child = ::fork();
     if (child == 0) {
         ::alarm(longForm || kSanitized ? 1200 : 120);
         Bench bench{format, longForm};
-        std::string text;
-        report.outcome = runHere(check, bench, text);
+        try {
+            check.run(bench);
+            report.outcome = Outcome::Passed;
+        } catch (const Skip& reason) {
+            say(Outcome::Skipped, reason.what());
+        } catch (const std::exception& failure) {
+            say(Outcome::Failed, failure.what());
+        }
         report.blocks = bench.blocks;
         report.others = bench.others;
         std::snprintf(report.unit, sizeof report.unit, "%s", bench.unit);
-        std::snprintf(report.text, sizeof report.text, "%s", text.c_str());
         std::exit(0); // sanitizers look for leaks then
     }
     int status = 0;
     ::waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) {
-        report.outcome = Outcome::Crashed;
-        std::snprintf(report.text, sizeof report.text, "ended by signal %d, %s", WTERMSIG(status),
-                      ::strsignal(WTERMSIG(status)));
-    } else if (WEXITSTATUS(status) != 0) {
-        report.outcome = Outcome::Crashed;
-        std::snprintf(report.text, sizeof report.text, "ended with status %d", WEXITSTATUS(status));
-    }
+    if (status != 0)
+        say(Outcome::Crashed, WIFSIGNALED(status) ? ::strsignal(WTERMSIG(status)) : "at its end");
 }
 
 std::string counts(const Report& report)

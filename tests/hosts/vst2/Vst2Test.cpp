@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <thread>
 
 namespace zephra {
@@ -200,6 +201,57 @@ TEST_F(Vst2Test, TheThreeWaysToRenderGiveOneSoundInBlocksOfAnyLength)
         ASSERT_EQ(onTop[i], 0.25f + replaced[i]) << i;
 }
 
+TEST_F(Vst2Test, RateAndBlockMayBeToldAtAnyTime)
+{
+    enum Told { Never, Early, Late };
+    std::array<long, 3> start{}, crossings{}; // of zero, as many as the rate is low
+    for (const Told told : {Never, Early, Late}) {
+        Vst2Effect effect(library);
+        for (const Told now : {Early, Late}) {
+            if (told == now) {
+                effect.call(effSetSampleRate, 0, 0, nullptr, 96000.0f);
+                effect.call(effSetBlockSize, 0, 4096);
+            }
+            effect.call(effMainsChanged, 0, 1); // makes the instrument
+        }
+        send(effect, {{3000, {0x90, 60, 100}}});
+        auto sound = play(effect, 4096);
+        const auto isHeard = [](float x) { return std::abs(x) > 1e-6f; };
+        start[told] = std::ranges::find_if(sound, isHeard) - sound.begin();
+        sound = play(effect, 40000);
+        for (std::size_t i = 1; i < sound.size(); ++i)
+            crossings[told] += std::signbit(sound[i]) != std::signbit(sound[i - 1]);
+    }
+    EXPECT_LT(start[Never], 1100) << "the end of a block of 1024";
+    for (const Told told : {Early, Late}) {
+        EXPECT_GE(start[told], 3000);
+        EXPECT_LT(crossings[told], 0.7 * crossings[Never]);
+    }
+}
+
+TEST_F(Vst2Test, AnEmptyBlockLeavesItsEventsToTheNext)
+{
+    Vst2Effect effect(library);
+    effect.call(effMainsChanged, 0, 1);
+    for (const int way : {0, 1, 2}) {
+        const auto empty = [&] {
+            if (way == 0)
+                play(effect, 0);
+            else if (way == 1)
+                render<float>(effect, effect->process, 0);
+            else
+                render<double>(effect, effect->processDoubleReplacing, 0);
+        };
+        send(effect, {{0, {0x90, 60, 100}}});
+        empty();
+        EXPECT_GT(test::peak(play(effect, 2000)), 1e-3f) << way;
+        send(effect, {{0, {0x80, 60, 0}}});
+        empty();
+        play(effect, 100000);
+        EXPECT_LT(test::peak(play(effect, 2000)), 1e-6f) << "a note hangs";
+    }
+}
+
 TEST_F(Vst2Test, TheDelayFollowsTheTempoOfTheHost)
 {
     constexpr int kEffectsActive = 56, kDelayMix = 60;
@@ -216,6 +268,7 @@ TEST_F(Vst2Test, TheDelayFollowsTheTempoOfTheHost)
     };
     const auto unknown = echoes(0.0);
     EXPECT_EQ(echoes(120.0), unknown);
+    EXPECT_EQ(echoes(-100.0), unknown);
     EXPECT_NE(echoes(100.0), unknown);
 }
 
@@ -243,22 +296,6 @@ TEST_F(Vst2Test, MidiProgramsAreLoadedAsideAndToldWhereTheHostCalls)
         EXPECT_EQ(effect.call(idle), 1);
         EXPECT_EQ(effect.text(effGetProgramName), first ? "Three" : "One");
     }
-}
-
-TEST_F(Vst2Test, ALibraryOfTheUserIsMadeByAnInstrumentAndNotByAScan)
-{
-    std::filesystem::remove(root());
-    {
-        Vst2Effect effect(library);
-        effect.text(effGetEffectName);
-        effect.call(effMainsChanged, 0, 0);
-    }
-    EXPECT_FALSE(std::filesystem::exists(root()));
-    {
-        Vst2Effect effect(library);
-        effect.call(effMainsChanged, 0, 1);
-    }
-    EXPECT_TRUE(std::filesystem::is_directory(root() / "User"));
 }
 
 TEST_F(Vst2Test, EventsOfOtherKindsAndNoneAreLeftOut)

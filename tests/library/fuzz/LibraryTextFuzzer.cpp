@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Damaged "config.ini" and "Favourites.db" in a library of one bank, which must come out of it as
 // it was: nothing is written but the list of favourites, and that stays inside the library.
+#include "FuzzPlace.h"
 #include "library/BankConfig.h"
-#include "library/PatchLibrary.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -15,18 +15,9 @@ namespace {
 using namespace zephra;
 namespace fs = std::filesystem;
 
-struct SilentHost : LibraryHost {
-    void showMessage(std::string_view, std::string_view) override {}
-};
-
 fs::path makeTree()
 {
-    const fs::path memory = "/dev/shm"; // thousands of files a second
-    std::string pattern =
-        ((fs::is_directory(memory) ? memory : fs::temp_directory_path()) / "zephra-fuzz-XXXXXX")
-            .string();
-    const fs::path root = ::mkdtemp(pattern.data());
-    fs::create_directories(root / "Bank/Lead");
+    const fs::path root = test::makeFuzzPlace("Bank/Lead");
     std::ofstream(root / "Bank/Lead/Solo AB.fxp");
     return root;
 }
@@ -36,7 +27,7 @@ fs::path makeTree()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static const fs::path root = makeTree();
-    static SilentHost host;
+    static test::SilentHost host;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     for (const char* name : {"Bank/config.ini", "Favourites.db"})
         std::ofstream(root / name, std::ios::binary) << text;

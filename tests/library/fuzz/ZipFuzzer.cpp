@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Damaged ZIP archives, imported into a library whose other files must stay as they are: nothing
 // comes but one bank, with patches at most one folder deep, and nothing beside the library.
-#include "library/PatchLibrary.h"
+#include "FuzzPlace.h"
 #include "library/ZipReader.h"
 
 #include <algorithm>
@@ -16,22 +16,6 @@ namespace {
 
 using namespace zephra;
 namespace fs = std::filesystem;
-
-struct SilentHost : LibraryHost {
-    void showMessage(std::string_view, std::string_view) override {}
-};
-
-/// A folder with a library and, beside it, room for one archive.
-fs::path makePlace()
-{
-    const fs::path memory = "/dev/shm"; // thousands of files a second
-    std::string pattern =
-        ((fs::is_directory(memory) ? memory : fs::temp_directory_path()) / "zephra-fuzz-XXXXXX")
-            .string();
-    const fs::path place = ::mkdtemp(pattern.data());
-    fs::create_directories(place / "Soundbanks/Bank");
-    return place;
-}
 
 bool isImported(const fs::path& file, const fs::path& bank)
 {
@@ -48,8 +32,10 @@ bool isImported(const fs::path& file, const fs::path& bank)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const fs::path place = makePlace(), root = place / "Soundbanks", bank = root / "Pack";
-    static SilentHost host;
+    // The library, and beside it room for one archive.
+    static const fs::path place = test::makeFuzzPlace("Soundbanks/Bank"),
+                          root = place / "Soundbanks", bank = root / "Pack";
+    static test::SilentHost host;
     static PatchLibrary library(root, host);
     std::ofstream(place / "Pack.zip", std::ios::binary)
         .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
