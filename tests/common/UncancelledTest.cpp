@@ -17,9 +17,11 @@ struct Progress {
 void finish(Progress& progress) noexcept
 {
     progress.started = true;
-    while (!progress.cancelled) {}
+    while (!progress.cancelled) {
+    }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
-    while (std::chrono::steady_clock::now() < end) {}
+    while (std::chrono::steady_clock::now() < end) {
+    }
     progress.done = true;
 }
 
@@ -37,7 +39,8 @@ TEST(Uncancelled, WorkIsDoneBeforeTheThreadEnds)
     Progress progress;
     pthread_t thread = {};
     ASSERT_EQ(::pthread_create(&thread, nullptr, audioThread, &progress), 0);
-    while (!progress.started) {}
+    while (!progress.started) {
+    }
     EXPECT_EQ(::pthread_cancel(thread), 0);
     progress.cancelled = true;
     ASSERT_EQ(::pthread_join(thread, nullptr), 0);
