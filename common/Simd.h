@@ -13,6 +13,7 @@ inline namespace ZEPHRA_ISA {
 /// is too narrow for, the compiler splits.
 using Float4 = float __attribute__((vector_size(16)));
 using Float8 = float __attribute__((vector_size(32)));
+using Double2 = double __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
 using Double8 = double __attribute__((vector_size(64)));
 using Int4 = int __attribute__((vector_size(16)));
@@ -44,10 +45,14 @@ template <class M> inline bool all(M mask) noexcept
 #if defined(__AVX__)
         if constexpr (sizeof(M) == 32 && kLanesOf<M> == 8)
             return __builtin_ia32_movmskps256(reinterpret_cast<Float8>(mask)) == 0xff;
+        if constexpr (sizeof(M) == 32 && kLanesOf<M> == 4)
+            return __builtin_ia32_movmskpd256(reinterpret_cast<Double4>(mask)) == 0xf;
 #endif
 #if defined(__SSE2__)
         if constexpr (sizeof(M) == 16 && kLanesOf<M> == 4)
             return __builtin_ia32_movmskps(reinterpret_cast<Float4>(mask)) == 0xf;
+        if constexpr (sizeof(M) == 16 && kLanesOf<M> == 2)
+            return __builtin_ia32_movmskpd(reinterpret_cast<Double2>(mask)) == 0x3;
 #endif
         auto least = mask[0];
         for (int lane = 1; lane < kLanesOf<M>; ++lane)

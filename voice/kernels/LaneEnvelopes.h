@@ -99,7 +99,7 @@ template <class D> struct FilterEnvelopeTick {
                 fltOut = select(attacks.mask, fltLevel * fltScale + fltStart, fltOut);
             }
             if (decays.any) {
-                D level;
+                D level{};
                 if constexpr (kExact) {
                     level = fltLevel +
                             ((rate.sustain - fltLevel) / rate.decayOhms - droop * fltLevel) / steps;

@@ -161,7 +161,6 @@ template <class F> inline EntryPair<F> entriesAt(const float* table, const int* 
             __builtin_memcpy(&both, table + index[lane], sizeof both);
             return both;
         };
-        using Double2 = Vector<double, 2>;
         const auto a = reinterpret_cast<Float4>(Double2{pair(0), pair(1)});
         const auto b = reinterpret_cast<Float4>(Double2{pair(2), pair(3)});
         return {__builtin_shufflevector(a, b, 0, 2, 4, 6),
