@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -49,6 +52,27 @@ inline double coreHz()
         chunks.push_back((threadSeconds() - start) / (16.0 * kSteps));
     }
     return 1.0 / lowerQuartile(chunks);
+}
+
+/// What `measure` gives, in a child process. Random numbers follow from how many engines the
+/// process has built, and the hash of a scenario shall not follow from which others were run.
+template <class Measure> auto inChild(Measure measure)
+{
+    decltype(measure()) result{};
+    int ends[2];
+    if (pipe(ends) != 0)
+        return result;
+    const pid_t child = fork();
+    if (child == 0) {
+        result = measure();
+        _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
+    }
+    close(ends[1]);
+    if (read(ends[0], &result, sizeof result) != sizeof result)
+        result = {};
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return result;
 }
 
 /// FNV-1a over what was rendered.

@@ -10,9 +10,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstddef>
 #include <string>
@@ -169,32 +166,11 @@ Result measure(const Scenario& scenario)
     return result;
 }
 
-/// In a child process. Random numbers follow from how many engines the process has built, and the
-/// hash of a scenario shall not follow from which others were run.
-Result measureApart(const Scenario& scenario)
-{
-    Result result;
-    int ends[2];
-    if (pipe(ends) != 0)
-        return result;
-    const pid_t child = fork();
-    if (child == 0) {
-        result = measure(scenario);
-        _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
-    }
-    close(ends[1]);
-    if (read(ends[0], &result, sizeof result) != sizeof result)
-        result = {};
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return result;
-}
-
 void synth(benchmark::State& state, const Scenario& scenario)
 {
     Result result;
     for (auto _ : state) {
-        result = measureApart(scenario);
+        result = inChild([&] { return measure(scenario); });
         state.SetIterationTime(result.secondsPerSample);
     }
     state.counters["x_real_time"] = 1.0 / (result.secondsPerSample * scenario.rate);
