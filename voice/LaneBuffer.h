@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <initializer_list>
 
 namespace zephra {
 
@@ -17,29 +16,6 @@ enum class Stream : int { Signal = 0, Cutoff = 1, Amplitude = 2, Resonance = 3 }
 struct LaneBuffer {
     alignas(128) std::array<float, kMaxStretch * 16> four{};  ///< [voice sample][stream][lane]
     alignas(128) std::array<float, kMaxStretch * 32> eight{}; ///< [voice sample][stream][lane]
-};
-
-/// One lane of a LaneBuffer, from a given voice-rate sample on.
-class LaneWriter {
-public:
-    LaneWriter(LaneBuffer& buffer, bool eightLanes, int firstSample, int lane) noexcept
-        : streams(eightLanes ? buffer.eight.data() : buffer.four.data()), lanes(eightLanes ? 8 : 4),
-          at(4 * lanes * firstSample + lane)
-    {
-    }
-
-    void write(float signal, float cutoff, float amplitude, float resonance) noexcept
-    {
-        for (const float value : {signal, cutoff, amplitude, resonance}) {
-            streams[at] = value;
-            at += lanes;
-        }
-    }
-
-private:
-    float* streams;
-    int lanes;
-    int at; ///< index of the next value
 };
 
 } // namespace zephra

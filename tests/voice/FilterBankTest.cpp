@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "voice/FilterBank.h"
+#include "LaneWriter.h"
 #include "support/Spectrum.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +38,7 @@ struct Bank {
         const int laneCount = values.polyMode == PolyMode::Poly8 ? 8 : 4;
         for (int done = 0; done < samples; done += kMaxStretch) {
             for (int lane = 0; lane < laneCount; ++lane) {
-                LaneWriter out(*buffer, laneCount == 8, 0, lane);
+                LaneWriter out(*buffer, laneCount == 8, lane);
                 for (int i = 0; i < kMaxStretch; ++i) {
                     const Frame f = frameOf(done + i, lane);
                     out.write(f.signal, f.cutoff, f.amplitude, f.resonance);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "common/FlushDenormals.h"
+#include "LaneWriter.h"
 #include "PlainFilter.h"
 #include "voice/FilterBank.h"
 
@@ -37,7 +38,7 @@ public:
     {
         const int lanes = eight ? 8 : 4;
         for (int lane = 0; lane < lanes; ++lane) {
-            LaneWriter out(buffer, eight, 0, lane);
+            LaneWriter out(buffer, eight, lane);
             const float loud = random() % 8 == 0 ? 0.0f : (*this)(0.0f, 3.0f);
             const float cutoff = (*this)(0.0f, 1.0f),
                         step = ((*this)(0.0f, 1.0f) - cutoff) / 600.0f;
