@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "CommandsRig.h"
 #include "library/LibraryMessages.h"
+#include "LibraryRig.h"
 
-#include <gmock/gmock.h>
-
-#include <string>
-#include <vector>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace zephra {
 namespace {
@@ -13,230 +11,174 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
+using namespace std::string_literals;
 
-TEST_F(Commands, PatchesMoveBetweenBanksAndCategories)
-{
-    const auto toBank = [this](const char* from, const char* bank) {
+/// What zephra-library does not reach, or not in one process.
+struct Commands : LibraryRig {
+    bool toBank(const char* from, const char* bank)
+    {
         return library->movePatchToBank(bank, entry(from), true, true).has_value();
-    };
-    const auto toCategory = [this](const char* from, const char* category) {
-        return library->movePatchToCategory(category, entry(from), true, true).has_value();
-    };
-    const struct {
-        const char* what;
-        Act act;
-        Names changes;
-    } rows[] = {
-        {"to the category's folder as the bank spells it",
-         [&] { return toBank("A/Lead/x.fxp", "B"); },
-         {"-A/Lead/x.fxp", "+B/lead/x.fxp"}},
-        {"to a category that the bank lacks",
-         [&] { return toBank("A/Poly/y.FXP", "B"); },
-         {"-A/Poly/y.FXP", "+B/Poly/y.fxp"}},
-        {"without a category", [&] { return toBank("A/z.fxp", "B"); }, {"-A/z.fxp", "+B/z.fxp"}},
-        {"within the bank",
-         [&] { return toCategory("A/z.fxp", "SFX"); },
-         {"-A/z.fxp", "+A/SFX/z.fxp"}},
-        {"to the bank's own level",
-         [&] { return toCategory("A/Lead/x.fxp", ""); },
-         {"-A/Lead/x.fxp", "+A/x.fxp"}},
-        {"out of Genetics",
-         [&] { return toCategory("Genetics/g.fxp", "Bass"); },
-         {"-Genetics/g.fxp", "+User/Bass/g.fxp"}},
-        {"a loose one",
-         [&] { return toCategory("loose.fxp", "Bass"); },
-         {"-loose.fxp", "+Bass/loose.fxp"}},
-        {"to a bank that has no folder yet",
-         [&] { return toBank("A/Lead/x.fxp", "User"); },
-         {"-A/Lead/x.fxp", "+User/Lead/x.fxp"}},
-        {"to where it is", [&] { return toBank("A/Lead/x.fxp", "A"); }, {}},
-    };
-    for (const auto& row : rows) {
-        open({"A/Lead/x.fxp", "A/Poly/y.FXP", "A/z.fxp", "B/lead/w.fxp", "Genetics/g.fxp",
-              "loose.fxp", "Lead/root.fxp"});
-        EXPECT_THAT(changes(row.act, true), UnorderedElementsAreArray(row.changes)) << row.what;
-        EXPECT_THAT(host.texts, IsEmpty()) << row.what;
     }
-}
-
-TEST_F(Commands, BlockedMovesChangeNothingAndSayWhy)
-{
-    open({"A/x.fxp", "B/X.fxp", "A/y.fxp", "A/y.bin", "Trash/"});
-    tree->put("blocked", "a file in place of a bank");
-    const struct {
-        const char* what;
-        Act act;
-        Names texts;
-    } rows[] = {
-        {"the name is taken but for case",
-         [&] { return library->movePatchToBank("B", entry("A/x.fxp"), true, true).has_value(); },
-         {kMoveBlocked}},
-        {"no such bank",
-         [&] { return library->movePatchToBank("None", entry("A/x.fxp"), true, true).has_value(); },
-         {kMoveBlocked}},
-        {"a file instead of a bank",
-         [&] {
-             return library->movePatchToBank("blocked", entry("A/x.fxp"), true, true).has_value();
-         },
-         {kMoveBlocked}},
-        {"out of the tree",
-         [&] { return library->movePatchToBank("..", entry("A/x.fxp"), true, true).has_value(); },
-         {kMoveBlocked}},
-        {"a category out of the tree",
-         [&] {
-             return library->movePatchToCategory("..\\..", entry("A/x.fxp"), true, true)
-                 .has_value();
-         },
-         {kMoveBlocked}},
-        {"renamed to another",
-         [&] { return library->renamePatch("Y", entry("A/x.fxp"), true, true).has_value(); },
-         {kMoveBlocked}},
-        {"too long a name",
-         [&] {
-             return library->renamePatch(std::string(300, 'n'), entry("A/x.fxp"), true, true)
-                 .has_value();
-         },
-         {kMoveBlocked}},
-        {"in silence",
-         [&] { return library->renamePatch("Y", entry("A/x.fxp"), false, true).has_value(); },
-         {}},
-        {"two of a name in the trash",
-         [&] { return library->moveToTrash({entry("A/y.fxp")}); },
-         {kTrashBlocked}},
-        {"two of a name out of it",
-         [&] { return library->restoreFromTrash({entry("A/y.bin")}); },
-         {kRestoreBlocked}},
-        {"gone for good only from the trash",
-         [&] { return library->deletePermanently(entry("A/x.fxp"), true); },
-         {}},
-        {"a bank out of sight",
-         [&] {
-             return library->movePatchToBank("Trash", entry("A/x.fxp"), true, true).has_value();
-         },
-         {kMoveBlocked}},
-        {"a bank that would go out of sight",
-         [&] { return library->renameFolder("all patches", folder("A"), true, true); },
-         {kBankExists}},
-        {"a new one", [&] { return library->createBank("Favourites", true); }, {}},
-        {"bank name taken",
-         [&] { return library->renameFolder("b", folder("A"), true, true); },
-         {kBankExists}},
-    };
-    for (const auto& row : rows) {
-        EXPECT_THAT(changes(row.act, false), IsEmpty()) << row.what;
-        EXPECT_EQ(host.texts, row.texts) << row.what;
+    bool rename(const char* from, const std::string& name, bool report = true)
+    {
+        return library->renamePatch(name, entry(from), report, true).has_value();
     }
+    bool renameFolder(const char* from, const char* name)
+    {
+        return library->renameFolder(name, folder(from), true, true);
+    }
+    void expectRefusal(const Act& act, const Names& texts)
+    {
+        EXPECT_THAT(changes(act, false), IsEmpty());
+        EXPECT_EQ(host.texts, texts);
+    }
+};
+
+TEST_F(Commands, RefusalsChangeNothingAndSayWhy)
+{
+    open({"A/x.fxp", "B/X.fxp", "A/y.fxp", "A/y.bin", "Trash/", "blocked"});
+    for (const char* bank : {"B", "None", "blocked", "..", "Trash"})
+        expectRefusal([&] { return toBank("A/x.fxp", bank); }, {kMoveBlocked});
+    for (const auto& name : {std::string("Y"), std::string(300, 'n')})
+        expectRefusal([&] { return rename("A/x.fxp", name); }, {kMoveBlocked});
+    expectRefusal([&] { return rename("A/x.fxp", "Y", false); }, {});
+    for (const char* name : {"all patches", "b"})
+        expectRefusal([&] { return renameFolder("A", name); }, {kBankExists});
+    expectRefusal([&] { return library->createBank("Favourites", true); }, {});
+    expectRefusal([&] { return library->moveToTrash({entry("A/y.fxp")}); }, {kTrashBlocked});
+    expectRefusal([&] { return library->restoreAll(); }, {kRestoreBlocked});
+    expectRefusal([&] { return library->deletePermanently(entry("A/x.fxp"), true); }, {});
+    expectRefusal([&] { return library->setFavourite(entry("A/y.bin"), true, true); }, {});
 }
 
-TEST_F(Commands, ABatchSeesWhatItHasMoved)
+TEST_F(Commands, MovesReturnWhatTheScanFindsIfThereIsOne)
 {
-    open({"A/x.fxp", "B/X.fxp", "B/y.fxp", "C/z.fxp"});
-    EXPECT_THAT(changes(
-                    [&] {
-                        return library
-                                   ->movePatchesToBank(
-                                       "C", {entry("A/x.fxp"), entry("B/X.fxp"), entry("B/y.fxp")})
-                                   .size() == 2;
-                    },
-                    true),
-                UnorderedElementsAreArray({"-A/x.fxp", "+C/x.fxp", "-B/y.fxp", "+C/y.fxp"}));
-    EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked));
-}
-
-TEST_F(Commands, FavouritesOfAnotherInstrumentAreKept)
-{
-    open({"A/x.fxp", "A/y.fxp"});
-    PatchLibrary other(tree->root(), host);
-    other.setFavourite(entry("A/x.fxp"), true, true);
-    library->setFavourite(entry("A/y.fxp"), true, true);
-    EXPECT_EQ(tree->text("Favourites.db"), "A\\x.fxp\nA\\y.fxp");
-    other.renamePatch("z", entry("A/x.fxp"), true, true);
-    library->moveToTrash(entry("A/y.fxp"), true);
-    EXPECT_EQ(tree->text("Favourites.db"), "A\\z.fxp");
-}
-
-TEST_F(Commands, RenamedPatchesAreFoundAgain)
-{
-    open({"A/Lead/x.fxp", "root.fxp"});
-    const auto renamed = library->renamePatch("X", entry("A/Lead/x.fxp"), true, true);
-    ASSERT_TRUE(renamed);
-    EXPECT_EQ(renamed->path, path("A/Lead/X.fxp"));
-    EXPECT_EQ(library->entries().at(renamed->id).path, renamed->path);
-    const auto unscanned = library->renamePatch("Top", entry("root.fxp"), true, false);
-    ASSERT_TRUE(unscanned);
-    EXPECT_EQ(unscanned->path, path("Top.fxp"));
-    EXPECT_EQ(library->findByPath(path("Top.fxp")), nullptr) << "not before the next scan";
-    EXPECT_THAT(tree->names(), ElementsAre("A/Lead/X.fxp", "Top.fxp"));
-    const auto unseen = library->renamePatch(".dot", entry("A/Lead/X.fxp"), true, true);
+    open({"A/Lead/x.fxp", "loose.fxp"});
+    const auto unseen = library->renamePatch(".dot", entry("A/Lead/x.fxp"), true, true);
     ASSERT_TRUE(unseen);
-    EXPECT_EQ(library->categoryNameOf(*unseen), "");
+    EXPECT_EQ(library->categoryNameOf(*unseen), "") << "out of sight, it has no folder";
+    ASSERT_TRUE(library->renamePatch("Top", entry("loose.fxp"), true, false));
+    EXPECT_EQ(library->findByPath(path("Top.fxp")), nullptr) << "not before the next scan";
 }
 
-TEST_F(Commands, FavouritesFollowEveryMove)
+TEST_F(Commands, ABatchSeesWhatItHasMovedGoesOnAfterAFailureAndTellsOnce)
 {
+    open({"A/x.fxp", "A/y.fxp", "B/X.fxp", "B/z.fxp", "C/Z.fxp"});
+    PatchLibrary other(tree->root(), host); // whose favourite is kept
+    other.setFavourite(entry("A/x.fxp"), true, true);
+    library->setFavourites({entry("B/z.fxp"), entry("B/X.fxp")}, true);
+    auto patches = library->favourites().all(); // x, X, z
+    patches.push_back(entry("A/y.fxp"));
+    EXPECT_THAT(changes([&] { return library->movePatchesToBank("C", patches).size() == 2; }, true),
+                UnorderedElementsAreArray({"-A/x.fxp", "+C/x.fxp", "-A/y.fxp", "+C/y.fxp"}));
+    EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked));
+    EXPECT_NE(library->findByPath(path("C/y.fxp")), nullptr) << "it was scanned at the end";
+    EXPECT_EQ(tree->text("Favourites.db"), "C\\x.fxp\nB\\X.fxp\nB\\z.fxp");
+    tree->put("C/t.bin", "");
+    library->reload(false);
+    EXPECT_TRUE(library->moveToTrash({entry("C/t.bin"), entry("C/y.fxp")}));
+    EXPECT_THAT(tree->names(),
+                ElementsAre("A/", "B/X.fxp", "B/z.fxp", "C/Z.fxp", "C/x.fxp", "C/y.bin"))
+        << "in the trash the same command deletes";
+}
+
+TEST_F(Commands, ACopyThatFailsLeavesNothing)
+{
+    open({"A/Pad AB.fxp", "A/Lead/Pad.fxp"});
+    for (int i = 1; i <= 100; ++i)
+        tree->put("A/Pad " + std::to_string(i) + " AB.fxp", "");
+    EXPECT_FALSE(library->duplicatePatch(entry("A/Pad AB.fxp"))) << "the numbers are used up";
+    std::filesystem::remove(*tree / "A/Lead/Pad.fxp");
+    select("User", {"SFX"});
+    EXPECT_FALSE(library->duplicatePatch(entry("A/Lead/Pad.fxp")));
+    EXPECT_FALSE(std::filesystem::exists(*tree / "User")) << "no folder made for it";
+}
+
+TEST_F(Commands, CategoriesAreRenamedInAllBanks)
+{
+    open({"A/Own/x.fxp", "B/own/y.fxp", "B/Other/z.fxp", "C/Own/", "C/file", "B/new"}, {});
+    library->setFavourite(entry("A/Own/x.fxp"), true, true);
+    expectRefusal([&] { return renameFolder("A/Own", "oTHER"); }, {kFolderExists});
+    expectRefusal([&] { return renameFolder("A/Own", "own"); }, {kFolderExists});
+    EXPECT_THAT(changes([&] { return renameFolder("A/Own", "New"); }, false),
+                UnorderedElementsAreArray({"-A/Own/x.fxp", "+A/New/x.fxp", "-C/Own/", "+C/New/"}))
+        << "one bank fails, the others go on";
+    EXPECT_EQ(tree->text("Favourites.db"), "A\\New\\x.fxp");
+    library->renameFolder("D", folder("C"), true, true); // whose name starts no favourite's
+    library->renameFolder("AB", folder("A"), true, true);
+    library->renameFolder("C", folder("B"), true, true);
+    EXPECT_EQ(tree->text("Favourites.db"), "AB\\New\\x.fxp");
+}
+
+TEST_F(Commands, FoldersGoOnlyWithoutPatchesEvenUnscannedOnes)
+{
+    const Act deleteBank = [&] { return library->deleteBank(folder("A")); };
+    const Act deleteLead = [&] { return library->deleteCategory(folder("B/lead")); };
+    open({"A/Lead/x.bin", "A/Poly/y.bin", "B/lead/read me.txt"});
+    expectRefusal(deleteBank, {kBankHoldsTrash + "2"s});
+    expectRefusal(deleteLead, {kFolderHoldsTrash + "1"s}); // the other bank counts too
+    EXPECT_TRUE(library->clearTrash());
+    EXPECT_THAT(changes(deleteLead, true),
+                UnorderedElementsAreArray({"-A/Lead/", "-B/lead/read me.txt"}));
+    tree->put("A/fresh.fxp", "from another program");
+    expectRefusal(deleteBank, {kBankHoldsPatches + "1"s});
+    open({"Bass/Lead/x.fxp", "A/Bass/"});
+    expectRefusal([&] { return library->deleteCategory(folder("A/Bass")); },
+                  {kFolderHoldsPatches + "1"s}); // beside the banks, deeper down
+}
+
+TEST_F(Commands, NewFoldersAndPatchesGoWhereTheBrowserPoints)
+{
+    open({"A/lead/x.fxp", "User/config.ini"});
+    for (const char* name : {"New", "new"}) // a bank that exists is fine
+        EXPECT_TRUE(library->createBank(name, true));
+    EXPECT_THAT(tree->names(),
+                ElementsAre("A/lead/x.fxp", "New/", "Newconfig.ini", "User/config.ini"))
+        << "the description of the user's bank lands beside the new one";
     const struct {
-        const char* what;
-        Act act;
-        const char* kept;
+        const char* bank;
+        std::initializer_list<const char*> categories;
+        const char* file;
     } rows[] = {
-        {"renamed",
-         [&] { return library->renamePatch("n", entry("A/Own/x.fxp"), true, true).has_value(); },
-         "A\\Own\\n.fxp\nA\\y.fxp"},
-        {"bank", [&] { return library->renameFolder("Zoo", folder("A"), true, true); },
-         "Zoo\\Own\\x.fxp\nZoo\\y.fxp"},
-        {"category", [&] { return library->renameFolder("New", folder("A/Own"), true, true); },
-         "A\\New\\x.fxp\nA\\y.fxp"},
-        {"moved",
-         [&] {
-             return !library->movePatchesToBank("User", {entry("A/Own/x.fxp"), entry("A/y.fxp")})
-                         .empty();
-         },
-         "User\\Own\\x.fxp\nUser\\y.fxp"},
-        {"trash", [&] { return library->moveToTrash({entry("A/y.fxp")}); }, "A\\Own\\x.fxp"},
-        {"off", [&] { return library->setFavourite(entry("A/y.fxp"), false, true); },
-         "A\\Own\\x.fxp"},
-        {"on twice",
-         [&] {
-             return library->setFavourites({entry("AB/z.fxp"), entry("AB/z.fxp")}, true);
-         },
-         "A\\Own\\x.fxp\nA\\y.fxp\nAB\\z.fxp"},
-        {"clear", [&] { return library->clearFavourites(); }, ""},
+        {nullptr, {}, "User/n.fxp"},        {"A", {}, "A/n.fxp"},
+        {"A", {"Lead"}, "A/lead/n.fxp"},    {"A", {"Poly"}, "A/Poly/n.fxp"},
+        {"A", {"Poly", "Bass"}, "A/n.fxp"}, {"Trash", {}, "User/n.fxp"},
+        {"Genetics", {}, "Genetics/n.fxp"},
     };
     for (const auto& row : rows) {
-        open({"A/Own/x.fxp", "A/y.fxp", "AB/z.fxp", "B/own/w.fxp", "User/"}, {});
-        library->setFavourites({entry("A/y.fxp"), entry("A/Own/x.fxp")}, true);
-        EXPECT_TRUE(row.act()) << row.what;
-        EXPECT_EQ(tree->text("Favourites.db"), row.kept) << row.what;
-        EXPECT_THAT(host.texts, IsEmpty()) << row.what;
+        open({"A/lead/x.fxp"});
+        PathText made;
+        select(row.bank, row.categories);
+        EXPECT_TRUE(library->createPatchFile("n", made, true)) << row.file;
+        EXPECT_EQ(made, path(row.file));
+        tree->put(row.file, "kept");
+        select(row.bank, row.categories);
+        EXPECT_FALSE(library->createPatchFile("N", made, true));
+        EXPECT_EQ(tree->text(row.file), "kept");
+        EXPECT_THAT(host.texts, ElementsAre(kMoveBlocked));
     }
-    tree->put("A/t.bin", "");
-    library->reload(false);
-    EXPECT_FALSE(library->setFavourite(entry("A/t.bin"), true, true)) << "no patch";
 }
 
-TEST_F(Commands, CategoriesAreRenamedInAllBanksUnlessTheInstrumentHasItsOwn)
+TEST_F(Commands, WhatTheSystemRefusesIsReported)
 {
-    open({"A/Own/x.fxp", "B/own/y.fxp", "B/Other/z.fxp", "C/Own/", "C/file"}, {});
-    EXPECT_THAT(
-        changes([&] { return library->renameFolder("oTHER", folder("A/Own"), true, true); }, false),
-        IsEmpty());
-    EXPECT_THAT(host.texts, ElementsAre(kFolderExists));
-    EXPECT_FALSE(library->renameFolder("own", folder("A/Own"), true, true)) << "not even its case";
-    tree->put("B/new", "in the way");
-    EXPECT_THAT(
-        changes([&] { return library->renameFolder("New", folder("A/Own"), true, true); }, false),
-        UnorderedElementsAreArray(Names{"-A/Own/x.fxp", "+A/New/x.fxp", "-C/Own/", "+C/New/"}))
-        << "one bank fails, the others go on";
-
-    open({"A/Own/x.fxp", "User/y.fxp", "Genetics/z.fxp"});
-    for (const char* name : {"A/Own", "User", "Genetics"}) {
-        EXPECT_THAT(
-            changes([&] { return library->renameFolder("N", folder(name), true, true); }, false),
-            IsEmpty())
-            << name;
-        EXPECT_THAT(host.texts, IsEmpty()) << name;
-    }
-    EXPECT_TRUE(library->renameFolder("a", folder("A"), true, true)) << "a bank's case may change";
+    open({"A/inner/file.txt", "B/x.fxp", "B/y.bin"});
+    const auto setModes = [&](mode_t mode) {
+        for (const char* place : {"..", "", "A", "A/inner", "B"})
+            ::chmod((*tree / place).c_str(), mode);
+    };
+    setModes(0555);
+    const bool isRoot = ::getuid() == 0;
+    ASSERT_EQ(isRoot ? ::seteuid(65534) : 0, 0); // nobody
+    EXPECT_FALSE(library->deleteBank(folder("A")));
+    EXPECT_FALSE(toBank("B/x.fxp", "A"));
+    EXPECT_FALSE(library->moveToTrash({entry("B/x.fxp")}));
+    EXPECT_FALSE(library->restoreAll());
+    EXPECT_FALSE(library->clearTrash() || library->duplicatePatch(entry("B/x.fxp")));
+    ASSERT_EQ(isRoot ? ::seteuid(0) : 0, 0);
+    setModes(0755);
+    EXPECT_THAT(host.texts,
+                ElementsAre(kBankNotRemoved, kMoveBlocked, kTrashBlocked, kRestoreBlocked));
+    EXPECT_THAT(tree->names(), ElementsAre("A/inner/file.txt", "B/x.fxp", "B/y.bin"));
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 #include "library/PatchLibrary.h"
 #include "support/LibraryTree.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <functional>
@@ -15,18 +15,16 @@
 
 namespace zephra {
 
-using test::LibraryTree;
 using Names = std::vector<std::string>;
+using Act = std::function<bool()>;
 
-/// A library on a tree. Paths and names of folders are written with slashes.
-class Commands : public testing::Test {
+/// A library on a tree. Paths are written below the root and with slashes.
+class LibraryRig : public testing::Test {
 protected:
-    using Act = std::function<bool()>;
-
     void open(std::initializer_list<const char*> names,
               std::vector<std::string> categories = PatchLibrary::kBuiltInCategories)
     {
-        tree = std::make_unique<LibraryTree>(names);
+        tree = std::make_unique<test::LibraryTree>(names);
         library = std::make_unique<PatchLibrary>(
             tree->root(), host, LibraryFiles::Access::ReadWrite, std::move(categories));
         host.texts.clear();
@@ -51,13 +49,24 @@ protected:
         EXPECT_NE(found, nullptr) << name;
         return found ? *found : PatchFolder();
     }
-    void select(const char* bank, std::initializer_list<const char*> categories)
+    /// Clears what was selected before; nullptr: no bank.
+    void select(const char* bank, std::initializer_list<const char*> categories = {})
     {
-        library->filter.bankRow = bank ? library->columns().bankRowNamed(bank) : -1;
-        library->filter.categorySelected.assign(library->columns().categories.size(), false);
+        const LibraryColumns& columns = library->columns();
+        library->filter.bankRow = bank ? columns.bankRowNamed(bank) : -1;
+        library->filter.categorySelected.assign(columns.categories.size(), false);
         for (const char* name : categories)
             library->filter.categorySelected.at(
-                static_cast<std::size_t>(library->columns().categoryRowNamed(name))) = true;
+                static_cast<std::size_t>(columns.categoryRowNamed(name))) = true;
+    }
+    /// The view as the filter has it.
+    Names shown(const std::string& current = "none")
+    {
+        library->buildView(path(current));
+        Names names;
+        for (const PatchEntry* row : library->view.rows)
+            names.emplace_back(row->name());
+        return names;
     }
     /// What a command did to the disk: what went, marked "-", and what came, "+". A folder does not
     /// come by being emptied.
@@ -80,7 +89,7 @@ protected:
     }
 
     test::RecordingLibraryHost host;
-    std::unique_ptr<LibraryTree> tree;
+    std::unique_ptr<test::LibraryTree> tree;
     std::unique_ptr<PatchLibrary> library;
 };
 
