@@ -96,18 +96,16 @@ TEST_F(Commands, ACopyThatFailsLeavesNothing)
 
 TEST_F(Commands, CategoriesAreRenamedInAllBanks)
 {
-    open({"A/Own/x.fxp", "B/own/y.fxp", "B/Other/z.fxp", "C/Own/", "C/file", "B/new"}, {});
-    library->setFavourite(entry("A/Own/x.fxp"), true, true);
+    open({"A/Own/x.fxp", "B/own/y.fxp", "B/Other/z.fxp", "C/Own/", "C/file", "B/new", "AA/v.fxp"},
+         {});
+    library->setFavourites({entry("A/Own/x.fxp"), entry("AA/v.fxp")}, true);
     expectRefusal([&] { return renameFolder("A/Own", "oTHER"); }, {kFolderExists});
     expectRefusal([&] { return renameFolder("A/Own", "own"); }, {kFolderExists});
     EXPECT_THAT(changes([&] { return renameFolder("A/Own", "New"); }, false),
                 UnorderedElementsAreArray({"-A/Own/x.fxp", "+A/New/x.fxp", "-C/Own/", "+C/New/"}))
         << "one bank fails, the others go on";
-    EXPECT_EQ(tree->text("Favourites.db"), "A\\New\\x.fxp");
-    library->renameFolder("D", folder("C"), true, true); // whose name starts no favourite's
-    library->renameFolder("AB", folder("A"), true, true);
-    library->renameFolder("C", folder("B"), true, true);
-    EXPECT_EQ(tree->text("Favourites.db"), "AB\\New\\x.fxp");
+    EXPECT_TRUE(renameFolder("A", "Zoo"));
+    EXPECT_EQ(tree->text("Favourites.db"), "AA\\v.fxp\nZoo\\New\\x.fxp");
 }
 
 TEST_F(Commands, FoldersGoOnlyWithoutPatchesEvenUnscannedOnes)

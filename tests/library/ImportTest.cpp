@@ -147,35 +147,26 @@ TEST_F(Import, RefusalsAreToldAndLeaveNothing)
     putOutside(std::string(128, 'n') + "/x.fxp");
     ASSERT_EQ(::mkfifo(outside("Pipe.zip").c_str(), 0600), 0);
     const ZipFile patch{"x.fxp", "x"}, config{"config.ini", ""}, folder{"a.fxp/", ""};
-    const struct {
-        fs::path source;
-        const char* message;
-    } rows[] = {
-        {"/", kNoBankName},
-        {"", kNoBankName},
-        {outside(".dots"), kNoBankName},
-        {outside("back\\slash"), kNoBankName},
-        {outside(std::string(128, 'n')), kNoBankName},
-        {zip(".zip.zip", {patch}), kNoBankName},
-        {outside("Taken"), kBankNotMade},
-        {zip("TAKEN.zip", {patch}), kBankNotMade},
-        {outside("Missing"), kNothingToImport},
-        {outside("Empty"), kNothingToImport},
-        {zip("Config.zip", {config, folder}), kNothingToImport},
-        {zip("Secret.zip", {{"Lead/x.fxp", "x", false, 1}, config}), kFileNotImported},
-        {outside("Missing.zip"), kArchiveNotOpened},
-        {putOutside("Text.zip", "no archive"), kArchiveNotOpened},
-        {outside("Folder.zip"), kArchiveNotOpened},
-        {outside("Pipe.zip"), kArchiveNotOpened},
-        {outside("Missing.fxp"), kFileNotImported},
-        {outside("back\\slash.fxp"), kFileNotImported},
-        {outside("Folder.fxp"), kFileNotImported},
+    const std::pair<const char*, std::vector<fs::path>> rows[] = {
+        {kNoBankName,
+         {"/", "", outside(".dots"), outside("back\\slash"), outside(std::string(128, 'n')),
+          zip(".zip.zip", {patch})}},
+        {kBankNotMade, {outside("Taken"), zip("TAKEN.zip", {patch})}},
+        {kNothingToImport,
+         {outside("Missing"), outside("Empty"), zip("Config.zip", {config, folder})}},
+        {kArchiveNotOpened,
+         {outside("Missing.zip"), putOutside("Text.zip", "no archive"), outside("Folder.zip"),
+          outside("Pipe.zip")}},
+        {kFileNotImported,
+         {zip("Secret.zip", {{"Lead/x.fxp", "x", false, 1}, config}), outside("Missing.fxp"),
+          outside("back\\slash.fxp"), outside("Folder.fxp")}},
     };
-    for (const auto& row : rows) {
-        EXPECT_THAT(changesOf(row.source, false), IsEmpty()) << row.source;
-        EXPECT_THAT(host.texts, ElementsAre(row.message)) << row.source;
-        EXPECT_TRUE(made.empty());
-    }
+    for (const auto& [message, sources] : rows)
+        for (const fs::path& source : sources) {
+            EXPECT_THAT(changesOf(source, false), IsEmpty()) << source;
+            EXPECT_THAT(host.texts, ElementsAre(message)) << source;
+            EXPECT_TRUE(made.empty());
+        }
     EXPECT_FALSE(library->importPatch(putOutside("Wrong.txt"), made));
     const std::string whole = test::zipBytes({patch, config, {"Lead/y.fxp", "y", true}});
     for (std::size_t size = 0; size < whole.size(); ++size)

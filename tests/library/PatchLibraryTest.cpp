@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "LibraryRig.h"
 
+#include <array>
 #include <sys/stat.h>
 
 namespace zephra {
@@ -95,21 +96,16 @@ TEST_F(Library, ColumnsHoldBanksAndTheCategoriesOfAll)
         << "one row for both banks, none for the one out of sight";
     EXPECT_THAT(shown(), ElementsAre("a", "b", "bank", "c", "i", "loose", "mine", "root"))
         << "neither hidden folders nor the bred ones";
-    const struct {
-        const char *path, *bank, *category;
-    } rows[] = {
-        {"root.fxp", "", ""},
-        {"Zoo/bank.fxp", "Zoo", ""},
-        {"Zoo/lead/a.fxp", "Zoo", "Lead"},
-        {"Zoo/Deep Bass/i.fxp", "Zoo", "Deep bass"},
-        {"Bass/loose.fxp", "", "Bass"},
-        {"User/mine.fxp", "User", ""},
-        {"Poly/Drones/c.fxp", "Poly", "Drones"},
-        {"Beta/All Patches/h.fxp", "Beta", ""},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(library->bankNameOf(entry(row.path)), row.bank) << row.path;
-        EXPECT_EQ(library->categoryNameOf(entry(row.path)), row.category) << row.path;
+    for (const auto& [place, bank, category] : std::initializer_list<std::array<const char*, 3>>{
+             {"root.fxp", "", ""},
+             {"Zoo/bank.fxp", "Zoo", ""},
+             {"Zoo/lead/a.fxp", "Zoo", "Lead"},
+             {"Zoo/Deep Bass/i.fxp", "Zoo", "Deep bass"},
+             {"Bass/loose.fxp", "", "Bass"},
+             {"Poly/Drones/c.fxp", "Poly", "Drones"},
+             {"Beta/All Patches/h.fxp", "Beta", ""}}) {
+        EXPECT_EQ(library->bankNameOf(entry(place)), bank) << place;
+        EXPECT_EQ(library->categoryNameOf(entry(place)), category) << place;
     }
 }
 
@@ -117,24 +113,17 @@ TEST_F(Library, ColumnsHoldBanksAndTheCategoriesOfAll)
 
 TEST(AuthorCodes, StandBehindTheLastSpaceFromLastToFirst)
 {
-    const struct {
-        const char* name;
-        Names codes;
-    } rows[] = {
+    const std::pair<const char*, Names> rows[] = {
         {"Bass Carpet QX", {"QX"}},
         {"Three A+BBBB+CC", {"CC", "BBBB", "A"}},
         {"Old Hand Tek", {"TK"}},
         {"Deep Pad", {"Pad"}}, // cannot be told from a code
-        {"Four A+B+C+D", {}},
-        {"Late AB+Carpet", {}},
-        {"Open AB+", {}},
-        {"Trailing ", {}},
-        {"QX", {}},
-        {"Long ABCD+EFGH+IJKL", {}}, // 14 bytes
-        {"", {}},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(authorCodesOf(row.name), row.codes) << row.name;
+    for (const auto& [name, codes] : rows)
+        EXPECT_EQ(authorCodesOf(name), codes) << name;
+    for (const char* name : {"Four A+B+C+D", "Late AB+Carpet", "Open AB+", "Trailing ", "QX",
+                             "Long ABCD+EFGH+IJKL", ""})
+        EXPECT_EQ(authorCodesOf(name), Names()) << name;
 }
 
 TEST_F(Library, AuthorsComeFromTheBanksThatTellOfThem)
