@@ -101,7 +101,7 @@ private:
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 
-    EngineTargets targets; ///< written [any], read once per sub-block
+    EngineTargets targets;                  ///< written [any], read once per sub-block
     std::atomic<unsigned> targetChanges{0}; ///< counted after the store
     EngineValues values;                    ///< what the sound reads in this sub-block
     /// What the values follow; unless `moving`, they have arrived there.
