@@ -37,9 +37,22 @@ public:
     /// 0.0001 of it always stays.
     void process(float* left, float* right, int frames, double bpm, float fade) noexcept;
 
+    /// Whether no smoothed value moves any more. Silence in and out for as long as the longest echo
+    /// leaves nothing to hear: then nothing is lost if process() is left out.
+    bool hasArrived(float fade) const noexcept;
+    int longestEcho() const noexcept
+    {
+        return lineHead.longest() + apHead.longest();
+    } ///< [samples]
+
     void reset() noexcept; ///< [audio] rings and filters to zero; controls and smoothers stay
 
 private:
+    /// Where a block moves to, from the controls.
+    struct Targets {
+        float feedback, wet, mono;
+    };
+    Targets targets(float fade) const noexcept;
     int delaySamples(double bpm) const noexcept;
 
     double fs = 0.0;    ///< [Hz]

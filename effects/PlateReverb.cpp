@@ -186,8 +186,12 @@ void PlateReverb::reset() noexcept
     wander = wanderTarget = 0.0;
 }
 
-PlateReverb::Targets PlateReverb::targets(float fade) const noexcept
+const PlateReverb::Targets& PlateReverb::targets(float fade) noexcept
 {
+    const std::array<float, 5> now{timeControl, colorControl, widthControl, dryWetControl, fade};
+    if (now == followed)
+        return to;
+    followed = now;
     const double time = timeControl;
     const double seconds = decaySeconds(time) * geometricMap(1.0 - colorControl, 0.25, 4.0);
     const double high = time;
@@ -195,7 +199,6 @@ PlateReverb::Targets PlateReverb::targets(float fade) const noexcept
     const double longer = std::max(low, high);
     const float mix = dryWetControl;
 
-    Targets to;
     to.lowGain = decayGain(low);
     to.highGain = decayGain(high);
     to.k1 = static_cast<float>(0.44 * std::pow(longer, 0.29) + 0.1);
@@ -227,7 +230,7 @@ inline float PlateReverb::modulated(const Ring& ring, int ch) const noexcept
     return z + (ring.back(i + 1) - z) * fr;
 }
 
-inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (&acc)[2]) noexcept
+inline void PlateReverb::runHalfTank(int ch, float x, float (&acc)[2]) noexcept
 {
     HalfTank& tank = half[ch];
     const TankDelays& d = delays[ch];
@@ -262,9 +265,32 @@ inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (
     tank.feedback = -tank.last.back(d.out);
 }
 
+bool PlateReverb::hasArrived(float fade) noexcept
+{
+    targets(fade);
+    const auto stands = [this](auto x, auto target) { return x + (target - x) * c5 == x; };
+    return stands(spreadMono, to.spreadMono) && stands(wet, to.wet) &&
+           stands(lowGain, to.lowGain) && stands(highGain, to.highGain);
+}
+
+void PlateReverb::rest(int frames) noexcept
+{
+    while (frames > 0) {
+        const double e = wander - wanderTarget;
+        const int steps = std::min(frames, static_cast<int>(std::fabs(e) / wanderStep) - 1);
+        for (int i = 0; i < steps; ++i) // of which none arrives
+            wander += e > 0.0 ? -wanderStep : wanderStep;
+        frames -= std::max(steps, 0);
+        if (frames > 0) {
+            moveWander();
+            --frames;
+        }
+    }
+}
+
 void PlateReverb::process(float* left, float* right, int frames, float fade) noexcept
 {
-    const Targets to = targets(fade);
+    targets(fade);
 
     for (int i = 0; i < frames; ++i) {
         inputFilter.tick(left[i], right[i]);
@@ -273,8 +299,8 @@ void PlateReverb::process(float* left, float* right, int frames, float fade) noe
             tank.feedbackLp += (tank.feedback - tank.feedbackLp) * c12k;
 
         float acc[2] = {};
-        runHalfTank(0, inputFilter.out[2], to, acc);
-        runHalfTank(1, inputFilter.out[3], to, acc);
+        runHalfTank(0, inputFilter.out[2], acc);
+        runHalfTank(1, inputFilter.out[3], acc);
 
         for (int ch = 0; ch < 2; ++ch) {
             outHp[ch] += (acc[ch] - outHp[ch]) * c5;
