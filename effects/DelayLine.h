@@ -37,8 +37,9 @@ public:
     /// 0.0001 of it always stays.
     void process(float* left, float* right, int frames, double bpm, float fade) noexcept;
 
-    /// Whether no smoothed value moves any more. Silence in and out for as long as the longest echo
-    /// leaves nothing to hear: then nothing is lost if process() is left out.
+    /// Whether no smoothed value moves any more. If so, after silence in and out for as long as the
+    /// longest echo, process() may be left out: what the loops still hold is below 1e-6 and waits
+    /// instead of dying away.
     bool hasArrived(float fade) const noexcept;
     int longestEcho() const noexcept
     {

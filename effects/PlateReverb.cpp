@@ -192,19 +192,18 @@ const PlateReverb::Targets& PlateReverb::targets(float fade) noexcept
     if (now == followed)
         return to;
     followed = now;
-    const double time = timeControl;
-    const double seconds = decaySeconds(time) * geometricMap(1.0 - colorControl, 0.25, 4.0);
+    const auto [time, color, width, mix, faded] = now;
+    const double seconds = decaySeconds(time) * geometricMap(1.0 - color, 0.25, 4.0);
     const double high = time;
     const double low = decayPosition(std::min(seconds, kDecaySeconds[kSegments]));
     const double longer = std::max(low, high);
-    const float mix = dryWetControl;
 
     to.lowGain = decayGain(low);
     to.highGain = decayGain(high);
     to.k1 = static_cast<float>(0.44 * std::pow(longer, 0.29) + 0.1);
     to.k2 = static_cast<float>(0.47 * std::pow(longer, 0.7) + 0.15);
-    to.wet = (0.99f * mix * mix + 0.0001f) * fade;
-    to.spreadMono = 1.0f - 0.999f * widthControl;
+    to.wet = (0.99f * mix * mix + 0.0001f) * faded;
+    to.spreadMono = 1.0f - 0.999f * width;
     return to;
 }
 

@@ -190,14 +190,16 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
     stepEffectCountdown();
 
     if (outputs != nullptr) {
-        if (outIsClear) {
-            std::fill_n(outputs[0], sampleCount, 0.0f);
-            std::fill_n(outputs[1], sampleCount, 0.0f);
-        } else {
-            std::copy_n(outL.data(), sampleCount, outputs[0]);
-            std::copy_n(outR.data(), sampleCount, outputs[1]);
-        }
+        std::copy_n(outL.data(), sampleCount, outputs[0]);
+        std::copy_n(outR.data(), sampleCount, outputs[1]);
     }
+}
+
+bool SynthEngine::sleepsOn() const noexcept
+{
+    return outIsClear && asleep() && !fxActive && fxOffCountdown == 0 &&
+           fxRequest.load(std::memory_order_relaxed) == EffectSwitch::None && !followed.moving &&
+           targetChanges.load(std::memory_order_acquire) == followed.changes;
 }
 
 /// Smoothed values that have arrived are left alone until a control or the aftertouch moves.

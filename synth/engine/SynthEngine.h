@@ -77,6 +77,10 @@ public:
     NoteQueue noteQueue;
     ControllerRows rows;
 
+    /// Whether renderBlock would give silence and change nothing: asleep, without effects, and no
+    /// control has moved since.
+    bool sleepsOn() const noexcept;
+
     /// For meters and tests. [any]
     bool asleep() const noexcept { return tailCounter < 0; }
     bool effectsRunning() const noexcept { return fxActive; }
