@@ -4,47 +4,61 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace zephra {
 namespace {
 
-using test::cyclesOf;
-using test::hzAt;
-using test::semitones;
 using test::VoiceRig;
+
+/// One cycle of a rising saw, between two upward zero crossings.
+struct Cycle {
+    double seconds; ///< its middle
+    double hz;
+};
+
+std::vector<Cycle> cyclesOf(const std::vector<float>& saw, double fs8)
+{
+    std::vector<Cycle> cycles;
+    double last = -1.0;
+    for (std::size_t i = 1; i < saw.size(); ++i) {
+        if (saw[i - 1] >= 0.0f || saw[i] < 0.0f)
+            continue;
+        const double now = static_cast<double>(i - saw[i] / (saw[i] - saw[i - 1]));
+        if (last >= 0.0)
+            cycles.push_back({0.5 * (last + now) / fs8, fs8 / (now - last)});
+        last = now;
+    }
+    return cycles;
+}
+
+/// The cycle around `seconds`.
+Cycle cycleAt(const std::vector<Cycle>& cycles, double seconds)
+{
+    return *std::find_if(cycles.begin(), cycles.end() - 1,
+                         [seconds](const Cycle& c) { return c.seconds >= seconds; });
+}
+
+/// Note number of a frequency in the range of solo(), in equal temperament.
+double noteOf(double hz) { return 69.0 + 12.0 * std::log2(hz / 1760.0); }
 
 /// Oscillator `k` alone, as a saw two octaves up: many cycles to measure.
 void solo(VoiceRig& rig, std::size_t k)
 {
     rig.values.oscRange.fill(5);
-    rig.values.mixLevel.fill(0.0f);
     rig.values.mixLevel[k] = 1.0f;
 }
-
-/// Equal temperament in the range of solo().
-double equalHz(double note) { return 4.0 * 440.0 * std::exp2((note - 69.0) / 12.0); }
 
 /// Oscillator 3 off the keyboard, with everything turned up that moves the others.
 void fixOscillator3(VoiceRig& rig, int range)
 {
+    rig.fixOscillator3(10.0);
     rig.values.oscRange[2] = range;
-    rig.values.osc3KeyTrack = false;
-    rig.values.osc3FixedRate = 10.0 / rig.fs8;
     rig.values.osc3LoSync = true;
     rig.values.lfoIncrement = 200.0 / rig.fs8;
     rig.values.oscDrift = 0.5;
     rig.values.bendRangeUp = 12;
     rig.performance.pitchBendNow[0] = 1.0f;
-}
-
-/// The pitch modulated to a quarter by a pulse of oscillator 3 that is held low.
-void modulate(VoiceRig& rig, bool on)
-{
-    rig.hold(2, false);
-    rig.values.coarseFactor = 1.0;
-    rig.values.modOscOn = on;
-    rig.values.modPitchRange = 2.0f;
-    rig.values.modSlots[1] = {ModSource::ModWheel, 0.25f, ModTarget::ModAmount};
-    rig.performance.modWheelNow = 1.0f;
 }
 
 /// The slope of the keyboard, at 8', where it turns about note 102.
@@ -65,15 +79,13 @@ TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
     const struct {
         const char* what;
         void (*turn)(VoiceRig&);
-        int voice;
-        std::size_t oscillator;
+        std::size_t voice, oscillator;
         int note;
         double cents; ///< off equal temperament at 2'; the spread of the voice is in it
     } kRows[] = {
         {"as it is", [](VoiceRig&) {}, 0, 0, 81, 0.0},
         {"spread", [](VoiceRig&) {}, 0, 2, 81, -0.15},
         {"spread", [](VoiceRig&) {}, 2, 1, 81, 0.22},
-        {"spread", [](VoiceRig&) {}, 7, 2, 81, -0.02},
         {"unison", unison, 0, 0, 81, -13.03},
         {"unison", unison, 1, 0, 81, 12.78},
         {"unison", unison, 2, 0, 81, -25.81},
@@ -82,32 +94,73 @@ TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
         {"fine tune", [](VoiceRig& r) { r.values.oscFine[2] = -0.5f; }, 0, 2, 69, -50.15},
         {"LO", [](VoiceRig& r) { r.values.oscRange[0] = 0; }, 0, 0, 127, -7200.0},
         {"coarse tune", [](VoiceRig& r) { r.values.coarseFactor = 4.0; }, 0, 0, 60, 2400.0},
-        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 2.0011260); }, 0, 0, 60, -2403.41},
         {"slope", [](VoiceRig& r) { stretchKeyboard(r, 2.0056297779); }, 0, 0, 102, -2400.0},
         {"slope", [](VoiceRig& r) { stretchKeyboard(r, 1.99437022209); }, 0, 0, 69, -2386.58},
         {"a 20th of the voice rate", [](VoiceRig&) {}, 0, 2, 127, -1663.05},
-        {"modulated", [](VoiceRig& r) { modulate(r, true); }, 0, 1, 69, 612.06},
-        {"not modulated", [](VoiceRig& r) { modulate(r, false); }, 0, 1, 69, 0.11},
         {"1280 Hz", [](VoiceRig& r) { fixOscillator3(r, 3); }, 0, 2, 100, -3651.32},
+        {"5200 Hz", [](VoiceRig& r) { fixOscillator3(r, 5); }, 0, 2, 100, -1224.41},
         {"200 Hz, by the tempo", [](VoiceRig& r) { fixOscillator3(r, 0); }, 0, 2, 100, -6865.0},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.values.polyMode = PolyMode::Poly8;
+        rig.values.polyMode = PolyMode::Poly4;
         solo(rig, row.oscillator);
         row.turn(rig);
-        rig.start(row.note, row.voice);
-        rig.playLanes(1 << 16);
-        const auto lane = rig.playLanes(1 << 14)[static_cast<std::size_t>(row.voice)];
+        rig.start(row.note, static_cast<int>(row.voice));
+        rig.play(1 << 16);
+        rig.play(1 << 14);
         // The noise floor moves a crossing by 0.03 samples: nothing over all cycles.
-        const auto cycles = cyclesOf({lane.signal.begin(), lane.signal.end()}, rig.fs8);
-        EXPECT_NEAR(100.0 * semitones(test::meanHz(cycles), equalHz(row.note)), row.cents, 0.04)
+        const auto cycles = cyclesOf(rig.lanes[row.voice].signal, rig.fs8);
+        const double hz = static_cast<double>(cycles.size() - 1) /
+                          (cycles.back().seconds - cycles.front().seconds);
+        EXPECT_NEAR(100.0 * (noteOf(hz) - row.note), row.cents, 0.04)
             << row.what << ", voice " << row.voice << " oscillator " << row.oscillator + 1;
     }
     EngineValues absurd;
     absurd.osc3LoSync = true;
     absurd.lfoIncrement = 1e6;
     EXPECT_LE(fixedOscillator3Increment(absurd), 0.05f) << "by an absurd tempo";
+}
+
+TEST(VoicePitch, BendsAtFifteenHertzAndGlidesUpTwiceAsFastAsDownWithTheCutoff)
+{
+    const auto bent = [](double t) { return 1.0 - std::exp(-2.0 * M_PI * 15.0 * t); };
+    const struct {
+        double hostRate;
+        float bend;                                     ///< of the voice's channel
+        int note;                                       ///< that the voice is slurred to from 81
+        std::function<double(double)> bentBy, glidedBy; ///< semitones after a time in seconds
+    } kRows[] = {
+        {48000.0, 1.0f, 81, [=](double t) { return 2.0 * bent(t); }, [](double) { return 0.0; }},
+        {96000.0, -0.5f, 81, [=](double t) { return -6.0 * bent(t); }, [](double) { return 0.0; }},
+        {48000.0, 0.0f, 93, [](double) { return 0.0; },
+         [](double t) { return std::min(192.0 * t, 12.0); }},
+        {48000.0, 0.0f, 69, [](double) { return 0.0; },
+         [](double t) { return std::max(-96.0 * t, -12.0); }},
+    };
+    for (const auto& row : kRows) {
+        VoiceRig rig(row.hostRate);
+        solo(rig, 0);
+        rig.values.bendRangeUp = 2;
+        rig.values.bendRangeDown = 12;
+        rig.values.keytrack = 1.0f;
+        rig.start(81, 0, 1.0f, 4);
+        rig.play(1024);
+        rig.values.glideRate = 0.002; // semitones a tick, 48,000 ticks a second
+        rig.performance.pitchBendNow.fill(1.0f);
+        rig.performance.pitchBendNow[4] = row.bend;
+        rig.rack[0].startNote(rig.values, false, row.note, 1.0f, -1);
+        const auto& streams = rig.playFor(0.2);
+        const auto cycles = cyclesOf(streams.signal, rig.fs8);
+        for (const double t : {0.004, 0.0106, 0.03, 0.1, 0.15}) {
+            const Cycle cycle = cycleAt(cycles, t);
+            const double bend = row.bentBy(cycle.seconds), glide = row.glidedBy(cycle.seconds);
+            EXPECT_NEAR(noteOf(cycle.hz), 81.0 + bend + glide, 0.01 + 0.006 * std::fabs(bend))
+                << "bend " << row.bend << ", to " << row.note << ", after " << t << " s";
+            EXPECT_NEAR(streams.cutoff[std::size_t(cycle.seconds * rig.fs8)],
+                        0.5 + (81.0 + glide - 31.0) * 256.0 / 32726.0, 3e-4);
+        }
+    }
 }
 
 TEST(VoicePitch, WalkersDriftInStraightLinesAndTheSecondPartsTwoOscillators)
@@ -119,79 +172,21 @@ TEST(VoicePitch, WalkersDriftInStraightLinesAndTheSecondPartsTwoOscillators)
         solo(rig, k);
         rig.values.oscDrift = kDepth;
         rig.start(69);
-        const auto cycles = cyclesOf(rig.playFor(2.5).sound, rig.fs8);
+        const auto cycles = cyclesOf(rig.playFor(2.5).signal, rig.fs8);
         std::vector<double> positions; // 0..1, at every 10 ms
         for (double t = kSpan; t < 2.49; t += kSpan)
-            positions.push_back((hzAt(cycles, t) / equalHz(69) - 1.0) / kDepth);
+            positions.push_back((cycleAt(cycles, t).hz / 1760.0 - 1.0) / kDepth);
         return positions;
     };
     const auto first = walk(0), down = walk(1), up = walk(2);
     int straight = 0; // half the way a second, up or down
     for (std::size_t i = 1; i < up.size(); ++i) {
         EXPECT_NEAR(down[i], -up[i], 4e-3) << "opposite ways, at " << i;
-        EXPECT_TRUE(up[i] > -1e-3 && up[i] < 1.001);
-        straight += std::fabs(std::fabs(up[i] - up[i - 1]) / kSpan - 0.5) < 0.03;
+        EXPECT_TRUE(up[i] > -2e-3 && up[i] < 1.002);
+        straight += std::fabs(std::fabs(up[i] - up[i - 1]) / kSpan - 0.5) < 0.1;
     }
     EXPECT_GT(straight, static_cast<int>(up.size()) - 10) << "but for the turns";
-    EXPECT_NE(first, up);
-}
-
-TEST(VoicePitch, BendHasARangeEachWayAndFollowsAtFifteenHertz)
-{
-    constexpr struct {
-        std::size_t channel;
-        float bend;
-        double semitones; ///< with 2 up and 12 down, on channel 4
-        double hostRate;
-    } kRows[] = {{4, 1.0f, 2.0, 48000.0},
-                 {4, -0.25f, -3.0, 48000.0},
-                 {4, -1.0f, -12.0, 96000.0},
-                 {3, 1.0f, 0.0, 48000.0}};
-    for (const auto& row : kRows) {
-        VoiceRig rig(row.hostRate);
-        solo(rig, 0);
-        rig.values.bendRangeUp = 2;
-        rig.values.bendRangeDown = 12;
-        rig.start(81, 0, 1.0f, 4);
-        rig.play(1024);
-        rig.performance.pitchBendNow[row.channel] = row.bend;
-        const auto cycles = cyclesOf(rig.playFor(0.2).sound, rig.fs8);
-        for (const double t : {0.004, 0.0106, 0.15}) {
-            const auto cycle = test::cycleAt(cycles, t);
-            const double way = 1.0 - std::exp(-2.0 * M_PI * 15.0 * cycle.seconds);
-            EXPECT_NEAR(semitones(cycle.hz, equalHz(81)), way * row.semitones,
-                        0.002 + 0.006 * std::fabs(row.semitones))
-                << "bend " << row.bend << " after " << t << " s";
-        }
-    }
-}
-
-TEST(VoicePitch, GlidesUpTwiceAsFastAsDownAndCarriesTheKeytracking)
-{
-    constexpr struct {
-        int from, to;
-        double seconds; ///< for the whole way, at 96 semitones a second down
-    } kRows[] = {{60, 72, 0.0625}, {72, 60, 0.125}};
-    for (const auto& row : kRows) {
-        VoiceRig rig;
-        solo(rig, 0);
-        rig.values.keytrack = 1.0f;
-        rig.start(row.from);
-        rig.play(1024);
-        rig.values.glideRate = 0.002; // semitones a tick, 48,000 ticks a second
-        rig.rack[0].startNote(rig.values, false, row.to, 1.0f, 0);
-        const auto streams = rig.playFor(0.2);
-        const auto cycles = cyclesOf(streams.sound, rig.fs8);
-        for (const double part : {0.25, 0.75, 1.2}) {
-            const auto cycle = test::cycleAt(cycles, part * row.seconds);
-            const double way = std::min(cycle.seconds / row.seconds, 1.0);
-            const double pitch = row.from + way * (row.to - row.from);
-            EXPECT_NEAR(semitones(cycle.hz, equalHz(0.0)), pitch, 0.02)
-                << row.from << " to " << row.to << " at " << part;
-            const auto sample = static_cast<std::size_t>(cycle.seconds * rig.fs8);
-            EXPECT_NEAR(streams.cutoff[sample], 0.5 + (pitch - 31.0) * 256.0 / 32726.0, 3e-4);
-        }
-    }
+    EXPECT_GT(std::fabs(first[200] - up[200]), 0.05);
 }
 
 } // namespace
