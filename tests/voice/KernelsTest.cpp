@@ -43,7 +43,6 @@ public:
     {
         constexpr PolyMode kModes[] = {PolyMode::Mono, PolyMode::Unison, PolyMode::Poly4,
                                        PolyMode::Poly8};
-        const auto fallIn = [fs8](double seconds) { return std::pow(0.1, 1.0 / (seconds * fs8)); };
         EngineValues v;
         v.polyMode = kModes[below(4)];
         v.revision = once(2) ? Revision::Early : Revision::Late;
@@ -56,14 +55,26 @@ public:
             *x = real(0.0f, 1.0f);
         for (float* x : {&v.modPitchRange, &v.modCutoffRange})
             *x = real(0.5f, 2.0f);
-        v.glideRate = once(2) ? 1000.0 : geometric(1e-4, 1.0);
-        v.unisonSpread = real(0.0, 1.0);
-        v.coarseFactor = real(0.25, 4.0);
-        v.fineFactor = real(0.94, 1.06);
-        v.bendRangeUp = below(49);
-        v.bendRangeDown = below(49);
-        v.oscKeytrackSlope = real(1.9943702220916748, 2.0056297779083252);
-        v.oscDrift = real(0.0, 0.0025);
+        struct Range {
+            double* value;
+            double low, high;
+        };
+        for (const auto& [value, low, high] : {Range{&v.unisonSpread, 0.0, 1.0},
+                                               {&v.coarseFactor, 0.25, 4.0},
+                                               {&v.fineFactor, 0.94, 1.06},
+                                               {&v.oscKeytrackSlope, 1.99437, 2.00563},
+                                               {&v.oscDrift, 0.0, 0.0025},
+                                               {&v.osc3FixedRate, 0.1 / fs8, 20.0 / fs8},
+                                               {&v.lfoIncrement, 0.1 / fs8, 20.0 / fs8},
+                                               {&v.filterSustain, 0.035, 1.027},
+                                               {&v.ampSustain, 0.0, 1.0}})
+            *value = real(low, high);
+        for (const auto& [value, low, high] : {Range{&v.glideRate, 1e-4, 1.0},
+                                               {&v.filterAttackSeconds, 0.0009, 1.0},
+                                               {&v.filterDecay, 0.003, 10.0},
+                                               {&v.filterRelease, 0.003, 10.0},
+                                               {&v.ampReleaseMs, 2.5, 10.0}})
+            *value = geometric(low, high);
         for (std::size_t k = 0; k < 3; ++k) {
             v.oscWave[k] = static_cast<Wave>(below(7));
             v.oscRange[k] = below(6);
@@ -72,22 +83,16 @@ public:
             v.oscStartPhase[k] = real(0.0f, 1.0f);
             v.mixLevel[k] = real(0.0f, 1.0f);
         }
-        v.osc3FixedRate = real(0.1, 20.0) / fs8;
-        v.lfoIncrement = real(0.1, 20.0) / fs8;
+        v.bendRangeUp = below(49);
+        v.bendRangeDown = below(49);
         v.feedback = once(2) ? 0.0f : real(0.0f, 8.0f);
         v.resonanceRange = real(5.0f, 6.0f);
         v.symmetry = real(-0.1f, 0.1f);
-        v.filterAttackSeconds = geometric(0.0009, 1.0);
-        v.filterAttack = std::pow(0.5, 1.0 / (v.filterAttackSeconds * fs8));
-        v.filterDecay = geometric(0.003, 10.0);
-        v.filterSustain = real(0.035, 1.027);
-        v.filterRelease = geometric(0.003, 10.0);
-        v.ampAttack = std::pow(0.2, 1.0 / (geometric(0.001, 1.0) * fs8));
-        v.ampDecay = fallIn(geometric(0.003, 5.0));
-        v.ampSustain = real(0.0, 1.0);
-        v.ampRelease = fallIn(geometric(0.003, 5.0));
-        v.ampReleaseMs = geometric(2.5, 10.0);
         v.ampReleaseNorm = real(0.0f, 0.02f);
+        v.filterAttack = std::pow(0.5, 1.0 / (v.filterAttackSeconds * fs8));
+        v.ampAttack = std::pow(0.2, 1.0 / (geometric(0.001, 1.0) * fs8));
+        for (double* factor : {&v.ampDecay, &v.ampRelease})
+            *factor = std::pow(0.1, 1.0 / (geometric(0.003, 5.0) * fs8));
         for (ModSlot& slot : v.modSlots)
             slot = {static_cast<ModSource>(below(7)), real(0.0f, 1.0f),
                     static_cast<ModTarget>(below(5))};

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "voice/AmpCurve.h"
 #include "voice/kernels/VoiceKernel.h"
 #include "voice/Pitch.h"
 #include "voice/ShapeTables.h"
@@ -149,8 +148,8 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
     const auto walk = [&s, lane](Lanes<float>& carried, float target) {
         return Ramp<float>{carried[lane], target, s.count};
     };
-    Ramp<float> gain[3] = {walk(lanes.gain[0], s.gain[0]), walk(lanes.gain[1], s.gain[1]),
-                           walk(lanes.gain[2], s.gain[2])};
+    Ramp<float> mixLevel[3] = {walk(lanes.gain[0], s.gain[0]), walk(lanes.gain[1], s.gain[1]),
+                               walk(lanes.gain[2], s.gain[2])};
     Ramp<float> volume = walk(lanes.volMod, s.volume[lane]);
     Ramp<float> cutBase = walk(lanes.cutBase, s.cutoff[lane]);
     Ramp<float> envSum = walk(lanes.envSum, s.env[lane]);
@@ -200,7 +199,8 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
         float o[3];
         for (std::size_t k = 0; k < 3; ++k)
             o[k] = oscillate(osc[k], k, inc[k], s);
-        float mix = o[0] * gain[0].next() + o[1] * gain[1].next() + o[2] * gain[2].next();
+        float mix =
+            o[0] * mixLevel[0].next() + o[1] * mixLevel[1].next() + o[2] * mixLevel[2].next();
 
         // White noise is the upper half of the generator's state, as a signed fraction.
         const float white =
@@ -237,7 +237,13 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
 
         const double level = ampEnvelope.tick(s.ampRates, toPeak, sustain.next());
         lanes.ampOut[lane] = level;
-        for (const float x : {signal, cutoff, ampCurveAt(s.ampCurve, level), s.resonance}) {
+        // 11 bits of entry, 11 bits of fraction
+        const int position = static_cast<int>(std::clamp(level, 0.0, 1.0) * 4194304.0);
+        const float* const gain = s.ampCurve + (position >> 11);
+        const float amplitude =
+            gain[0] +
+            (gain[1] - gain[0]) * (static_cast<float>(position & 2047) * (1.0f / 2048.0f));
+        for (const float x : {signal, cutoff, amplitude, s.resonance}) {
             *frame = x;
             frame += frameLanes;
         }
@@ -262,7 +268,7 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
 /// The yardstick of the voice kernels: one voice after the other, one sample after the other, in
 /// the order in which the sound is defined.
 inline void renderPlainVoices(const VoiceStretch& stretch, VoiceLanes& lanes,
-                              const LanePlace& place)
+                              const LanePlace& place) noexcept
 {
     for (int i = place.first; i < place.first + place.lanes; ++i) {
         const auto lane = static_cast<std::size_t>(i);

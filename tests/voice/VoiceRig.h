@@ -11,15 +11,14 @@
 
 namespace zephra::test {
 
-/// What the filter gets of a voice, all with the noise floor of -66 dB.
+/// What the filter gets of a voice; the signal has a noise floor of -66 dB.
 struct Streams {
     std::vector<float> signal, cutoff, amplitude;
 };
 
 /// Voices and filter with everything closed: saws at 8', mixer shut, cutoff at one half without
 /// keytracking or envelope, no glide, a held note at full amplitude. Tests open what they look at.
-class VoiceRig {
-public:
+struct VoiceRig {
     explicit VoiceRig(double hostRate = 48000.0) : fs8(8.0 * hostRate)
     {
         rack.setSampleRate(hostRate);
@@ -41,13 +40,12 @@ public:
         rack[voice].startNote(values, true, note, velocity, channel);
     }
 
-    /// `count` voice-rate samples in stretches of at most `stretch`. The streams of the first lane,
-    /// until the next call.
+    /// `count` voice-rate samples through voices and filter. The streams of the first lane, until
+    /// the next call.
     const Streams& play(int count)
     {
         lanes.fill({});
-        left.clear();
-        right.clear();
+        output.clear();
         for (int rest = count; rest > 0; rest -= stretch) {
             const int n = std::min(rest, stretch);
             rack.render(values, performance, buffer, 0, n);
@@ -58,10 +56,9 @@ public:
                     s.cutoff.push_back(at(i, Stream::Cutoff, lane));
                     s.amplitude.push_back(at(i, Stream::Amplitude, lane));
                 }
-            float l[kMaxStretch], r[kMaxStretch];
-            filter.process(values, buffer, n, l, r);
-            left.insert(left.end(), l, l + n);
-            right.insert(right.end(), r, r + n);
+            float left[kMaxStretch], right[kMaxStretch];
+            filter.process(values, buffer, n, left, right);
+            output.insert(output.end(), left, left + n);
         }
         return lanes[0];
     }
@@ -93,8 +90,8 @@ public:
     VoiceRack rack{0};
     FilterBank filter;
     LaneBuffer buffer;
-    std::array<Streams, kVoices> lanes; ///< of the last play(), as the two below
-    std::vector<float> left, right;
+    std::array<Streams, kVoices> lanes; ///< of the last play()
+    std::vector<float> output;          ///< of the last play(), left
 };
 
 } // namespace zephra::test

@@ -1,67 +1,61 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/Spectrum.h"
 #include "voice/NoiseRecording.h"
-#include "voice/ShapeTables.h"
 #include "voice/ToneSample.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
-
-#include <numeric>
 
 namespace zephra {
 namespace {
 
 using test::VoiceRig;
 
-TEST(VoiceOscillators, EveryWaveHasItsLevelDirectionAndDutyCycle)
+TEST(Oscillators, EveryWaveHasItsLevelDirectionAndHarmonics)
 {
-    constexpr double kMiddle = 9.0; // its mean is of no interest
     constexpr struct {
         Wave wave;
-        std::size_t oscillator;
         Revision revision;
-        double lowest, highest, rising; ///< the last a part of the cycle
-        double low;                     ///< part of the cycle of a pulse
+        double lowest, highest;
+        double rising; ///< part of the cycle
+        double harmonics[4];
     } kRows[] = {
-        {Wave::Triangle, 0, Revision::Late, -1.01, 1.07, 0.5, kMiddle},
-        {Wave::Triangle, 0, Revision::Early, -1.045, 1.07, 0.5, kMiddle},
-        {Wave::Shark, 0, Revision::Late, -0.631, 0.750, 0.5, kMiddle},
-        {Wave::Shark, 0, Revision::Early, -0.632, 0.761, 0.5, kMiddle},
-        {Wave::Saw, 0, Revision::Late, -1.05, 1.05, 1.0, kMiddle},
-        {Wave::Saw, 0, Revision::Early, -1.605, 1.05, 1.0, kMiddle},
-        {Wave::RevSaw, 0, Revision::Late, -1.05, 1.05, 0.0, kMiddle},
-        {Wave::Pulse, 0, Revision::Late, -1.0, 1.0, 0.5, 0.4994},
-        {Wave::Wide, 0, Revision::Late, -1.0, 1.0, 0.5, 0.274},
-        {Wave::Wide, 0, Revision::Early, -1.0, 1.0, 0.5, 0.6969},
-        {Wave::Narrow, 2, Revision::Early, -1.0, 1.0, 0.5, 0.1261},
+        {Wave::Triangle, Revision::Late, -0.994, 1.07, 0.5, {0.8665, 0.0195, 0.0871, 0.0074}},
+        {Wave::Triangle, Revision::Early, -1.045, 1.07, 0.5, {0.8725, 0.0142, 0.0929, 0.0066}},
+        {Wave::Shark, Revision::Late, -0.631, 0.750, 0.5, {0.5273, 0.0443, 0.0636, 0.0219}},
+        {Wave::Shark, Revision::Early, -0.632, 0.761, 0.5, {0.5291, 0.0536, 0.0672, 0.0192}},
+        {Wave::Saw, Revision::Late, -1.05, 1.05, 1.0, {0.6684, 0.3342, 0.2228, 0.1671}},
+        {Wave::Saw, Revision::Early, -1.605, 1.05, 1.0, {0.8339, 0.4204, 0.2808, 0.2107}},
+        {Wave::RevSaw, Revision::Late, -1.05, 1.05, 0.0, {0.6684, 0.3342, 0.2228, 0.1671}},
+        {Wave::Pulse, Revision::Early, -1.0, 1.0, 0.5, {1.2720, 0.0640, 0.4197, 0.0638}},
+        {Wave::Wide, Revision::Late, -1.0, 1.0, 0.5, {0.9656, 0.6295, 0.2252, 0.0946}},
+        {Wave::Narrow, Revision::Early, -1.0, 1.0, 0.5, {0.7072, 0.5880, 0.4164, 0.2254}},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
-        rig.values.oscWave[row.oscillator] = row.wave;
+        rig.values.oscWave[0] = row.wave;
         rig.values.revision = row.revision;
-        rig.values.mixLevel[row.oscillator] = 1.0f;
+        rig.values.mixLevel[0] = 1.0f;
         rig.values.oscRange.fill(4);
         rig.start(24);
-        rig.play(512);                                 // the level opens
-        const auto& sound = rig.play(8 * 5871).signal; // 8 cycles
+        rig.play(512); // the level opens
+        const auto& sound = rig.play(1 << 16).signal;
         const auto [low, high] = std::minmax_element(sound.begin(), sound.end());
+        double up = 0.0;
+        for (std::size_t i = 8; i < sound.size(); ++i)
+            up += sound[i] > sound[i - 8];
         SCOPED_TRACE(testing::Message() << "wave " << static_cast<int>(row.wave) << ", revision "
                                         << static_cast<int>(row.revision));
         EXPECT_NEAR(*low, row.lowest, 0.012);
         EXPECT_NEAR(*high, row.highest, 0.012);
-        const auto count = static_cast<double>(sound.size());
-        double up = 0.0;
-        for (std::size_t i = 8; i < sound.size(); ++i)
-            up += sound[i] > sound[i - 8];
-        EXPECT_NEAR(up / count, row.rising, 0.05);
-        if (row.low != kMiddle)
-            EXPECT_NEAR(0.5 - 0.5 * std::accumulate(sound.begin(), sound.end(), 0.0) / count,
-                        row.low, 1e-3);
+        EXPECT_NEAR(up / (1 << 16), row.rising, 0.05);
+        for (int h = 1; h <= 4; ++h)
+            EXPECT_NEAR(test::amplitude(sound, 65.40639 * h / rig.fs8), row.harmonics[h - 1], 2e-4)
+                << h;
     }
 }
 
-TEST(VoiceOscillators, SawHasTheHarmonicsOfARampAndHardlyAnAlias)
+TEST(Oscillators, SawHasTheHarmonicsOfARampAndHardlyAnAlias)
 {
     // 5 kHz, at a rate that no harmonic folds onto another's place; a naive ramp's aliases lie
     // near -36 dB there.
@@ -77,28 +71,7 @@ TEST(VoiceOscillators, SawHasTheHarmonicsOfARampAndHardlyAnAlias)
         EXPECT_LT(test::decibels(test::amplitude(saw, std::fabs(h * step - 1.0))), -73.0) << h;
 }
 
-TEST(ShapeTables, HaveTheHarmonicBalanceOfTheCircuit)
-{
-    const auto harmonic = [](const ShapeTables::Table& table, int k) {
-        std::vector<float> cycles; // a few, for the window
-        for (int turn = 0; turn < 4; ++turn)
-            cycles.insert(cycles.end(), table.begin(), table.begin() + ShapeTables::kSteps);
-        return test::amplitude(cycles, double(k) / ShapeTables::kSteps);
-    };
-    const ShapeTables& shapes = shapeTables();
-    ShapeTables::Table shark; // what the Early one has more than the triangle
-    for (std::size_t i = 0; i < shark.size(); ++i)
-        shark[i] = shapes.sharkShapeEarly[i] - shapes.triangleShapeEarly[i];
-    constexpr double kLate[] = {0.8189, 0.0022, 0.0871, 0.0011, 0.0301, 0.0008, 0.0148};
-    constexpr double kEarly[] = {0.8150, 0.0133, 0.0868, 0.0061, 0.0301, 0.0033, 0.0148};
-    for (int k = 1; k <= 7; ++k) {
-        EXPECT_NEAR(harmonic(shapes.triangleShapeLate, k), kLate[k - 1], 1e-4) << k;
-        EXPECT_NEAR(harmonic(shapes.triangleShapeEarly, k), kEarly[k - 1], 1e-4) << k;
-        EXPECT_NEAR(harmonic(shark, k), k == 2 ? 0.025 : 0.0, 1e-7) << k;
-    }
-}
-
-TEST(VoiceNoise, WhiteIsFreedOfWhatLiesBelow80HzAndPinkIsTheRecordingWithASlowPart)
+TEST(Noise, WhiteIsFreedOfWhatLiesBelow80HzAndPinkIsTheRecordingWithASlowPart)
 {
     VoiceRig floor, white, pink;
     white.values.noiseLevel = pink.values.noiseLevel = 1.0f;
@@ -108,9 +81,8 @@ TEST(VoiceNoise, WhiteIsFreedOfWhatLiesBelow80HzAndPinkIsTheRecordingWithASlowPa
     EXPECT_NEAR(*std::ranges::max_element(quiet), 0.0005, 1e-6);
     double low = 0.0, slow = 0.0; // below 80 and 10 Hz
     for (std::size_t i = 0; i < quiet.size(); ++i) {
-        const double noise = 1000.0 * quiet[i];
-        low += (noise - low) * 2.0 * M_PI * 80.0 / floor.fs8;
-        ASSERT_NEAR(w[i] - quiet[i], 2.75 * (noise - low), 1e-3);
+        low += (1000.0 * double(quiet[i]) - low) * 2.0 * M_PI * 80.0 / floor.fs8;
+        ASSERT_NEAR(w[i] - quiet[i], 2.75 * (1000.0 * double(quiet[i]) - low), 1e-3);
         const double recorded = 0.31 / 32768.0 * noiseRecording()[i / 8]; // made at this host rate
         if (i % 8 == 0)
             slow += (recorded - slow) * 2.0 * M_PI * 10.0 / 48000.0;
@@ -119,18 +91,16 @@ TEST(VoiceNoise, WhiteIsFreedOfWhatLiesBelow80HzAndPinkIsTheRecordingWithASlowPa
 }
 
 // Pins the bytes: every patch with noise depends on them.
-TEST(NoiseRecording, IsTheSameOnEveryMachine)
+TEST(Noise, RecordingIsTheSameOnEveryMachine)
 {
     std::uint64_t hash = 14695981039346656037u; // FNV-1a over little-endian bytes
-    for (const std::int16_t sample : noiseRecording()) {
-        const auto bits = static_cast<std::uint16_t>(sample);
-        for (const int byte : {bits & 0xff, bits >> 8})
+    for (const std::int16_t sample : noiseRecording())
+        for (const int byte : {sample & 0xff, (sample >> 8) & 0xff})
             hash = (hash ^ static_cast<std::uint64_t>(byte)) * 1099511628211u;
-    }
     EXPECT_EQ(hash, 12483838643060235704u);
 }
 
-TEST(ToneSample, InterpolatesAtItsRateAndRoundTheEnd)
+TEST(Noise, RecordingIsInterpolatedAtTheHostRateAndRoundTheEnd)
 {
     constexpr struct {
         double fs, playedAs; ///< near 44100 Hz the recording is taken as it is
@@ -152,6 +122,48 @@ TEST(ToneSample, InterpolatesAtItsRateAndRoundTheEnd)
             EXPECT_NEAR(tone[i], a + (b - a) * (position - std::floor(position)), 0.501)
                 << "sample " << i << " at " << row.fs;
         }
+    }
+}
+
+TEST(Filter, TapsGiveTheirSlopesBandPassesAndResonance)
+{
+    constexpr struct {
+        bool slope24, bandPass;
+        double octaveUp, octaveDown; ///< dB far above and far below the cutoff
+        double atCutoff;             ///< dB against the open 24 dB low-pass
+    } kRows[] = {{true, false, -24.0, 0.0, -12.0},
+                 {false, false, -12.0, 0.0, -6.0},
+                 {true, true, -12.0, -12.0, -6.0},
+                 {false, true, -6.0, -6.0, -6.0}};
+    double open = 0.0;
+    for (int i = 0; i < 8; ++i) {
+        const auto& row = kRows[i % 4];
+        VoiceRig rig;
+        rig.start(60);
+        rig.values.revision = i < 4 ? Revision::Late : Revision::Early;
+        rig.values.cutoffRangeFactor = i < 4 ? 1.0f : 1.0f / 0.982f;
+        rig.values.cutoff = static_cast<float>(std::log2(1000.0 / 26.0) * 3072.0 / 32726.0);
+        rig.values.filter24dB = row.slope24;
+        rig.values.filterBandPass = row.bandPass;
+        rig.values.mixLevel[2] = 0.1f;
+        const auto gainAt = [&rig](double hz) {
+            rig.fixOscillator3(hz);
+            rig.play(24576); // settles
+            rig.play(24576);
+            return test::amplitude(rig.output, hz / rig.fs8) /
+                   test::amplitude(rig.lanes[0].signal, hz / rig.fs8);
+        };
+        const double low = gainAt(62.5), corner = i < 4 ? 1000.0 : 1060.0;
+        open = row.slope24 && !row.bandPass ? low : open;
+        SCOPED_TRACE(i);
+        EXPECT_NEAR(test::decibels(gainAt(16000.0) / gainAt(8000.0)), row.octaveUp, 1.2);
+        EXPECT_NEAR(test::decibels(low / gainAt(125.0)), row.octaveDown, 1.2);
+        const double atCutoff = gainAt(corner);
+        EXPECT_NEAR(test::decibels(atCutoff / open), row.atCutoff, 0.5);
+        // The ladder turns the phase there by half a turn and passes a quarter: two round the
+        // loop double it.
+        rig.values.resonance = 2.0f / rig.values.resonanceRange;
+        EXPECT_NEAR(test::decibels(gainAt(corner) / atCutoff), 6.02, 0.3);
     }
 }
 
