@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "common/FlushDenormals.h"
+#include "controls/ControlTable.h"
+#include "engine/ControlMapping.h"
+#include "engine/Smoothers.h"
 #include "PlainFilter.h"
 #include "PlainVoice.h"
 #include "voice/FilterBank.h"
@@ -23,79 +26,28 @@ public:
 
     int below(int n) { return static_cast<int>(engine() % static_cast<unsigned>(n)); }
     bool once(int in) { return below(in) == 0; }
-    /// Every fourth an end of the range.
-    double real(double low, double high)
-    {
-        if (once(4))
-            return once(2) ? low : high;
-        return low + (high - low) * std::uniform_real_distribution<>()(engine);
-    }
+    /// Every fourth an end of the range, many near the low one: short times, for the scenes are.
     float real(float low, float high)
     {
-        return static_cast<float>(real(double{low}, double{high}));
-    }
-    double geometric(double low, double high)
-    {
-        return std::exp(real(std::log(low), std::log(high)));
+        const auto x = std::uniform_real_distribution<float>()(engine);
+        return low + (high - low) * (once(4) ? std::round(x) : once(2) ? x * x * x : x);
     }
 
-    EngineValues values(double fs8)
+    /// What the engine makes of controls.
+    EngineValues values(double fs)
     {
-        constexpr PolyMode kModes[] = {PolyMode::Mono, PolyMode::Unison, PolyMode::Poly4,
-                                       PolyMode::Poly8};
+        using enum PolyMode;
+        EngineTargets targets;
+        for (const ControlInfo& control : kControls)
+            if (control.isStored()) {
+                const auto value = static_cast<double>(real(0.0f, control.scale));
+                mapControl(targets, control.id, intake(control.id, value), fs, false);
+            }
         EngineValues v;
-        v.polyMode = kModes[below(4)];
-        v.revision = once(2) ? Revision::Early : Revision::Late;
-        for (bool* is : {&v.osc3KeyTrack, &v.osc3LoSync, &v.noiseIsPink, &v.modOscOn, &v.modFltOn,
-                         &v.filter24dB, &v.filterBandPass})
-            *is = once(2);
-        for (float* x : {&v.unisonDetune, &v.noiseLevel, &v.cutoff, &v.resonance, &v.keytrack,
-                         &v.drive, &v.saturation, &v.filterEnvAmount, &v.filterAttackNorm,
-                         &v.filterReleaseNorm, &v.modulationMix, &v.modShape})
-            *x = real(0.0f, 1.0f);
-        for (float* x : {&v.modPitchRange, &v.modCutoffRange})
-            *x = real(0.5f, 2.0f);
-        struct Range {
-            double* value;
-            double low, high;
-        };
-        for (const auto& [value, low, high] : {Range{&v.unisonSpread, 0.0, 1.0},
-                                               {&v.coarseFactor, 0.25, 4.0},
-                                               {&v.fineFactor, 0.94, 1.06},
-                                               {&v.oscKeytrackSlope, 1.99437, 2.00563},
-                                               {&v.oscDrift, 0.0, 0.0025},
-                                               {&v.osc3FixedRate, 0.1 / fs8, 20.0 / fs8},
-                                               {&v.lfoIncrement, 0.1 / fs8, 20.0 / fs8},
-                                               {&v.filterSustain, 0.035, 1.027},
-                                               {&v.ampSustain, 0.0, 1.0}})
-            *value = real(low, high);
-        for (const auto& [value, low, high] : {Range{&v.glideRate, 1e-4, 1.0},
-                                               {&v.filterAttackSeconds, 0.0009, 1.0},
-                                               {&v.filterDecay, 0.003, 10.0},
-                                               {&v.filterRelease, 0.003, 10.0},
-                                               {&v.ampReleaseMs, 2.5, 10.0}})
-            *value = geometric(low, high);
-        for (std::size_t k = 0; k < 3; ++k) {
-            v.oscWave[k] = static_cast<Wave>(below(7));
-            v.oscRange[k] = below(6);
-            v.oscSemi[k] = real(-7.0f, 7.0f);
-            v.oscFine[k] = real(-0.5f, 0.5f);
-            v.oscStartPhase[k] = real(0.0f, 1.0f);
-            v.mixLevel[k] = real(0.0f, 1.0f);
-        }
-        v.bendRangeUp = below(49);
-        v.bendRangeDown = below(49);
-        v.feedback = once(2) ? 0.0f : real(0.0f, 8.0f);
-        v.resonanceRange = real(5.0f, 6.0f);
-        v.symmetry = real(-0.1f, 0.1f);
-        v.ampReleaseNorm = real(0.0f, 0.02f);
-        v.filterAttack = std::pow(0.5, 1.0 / (v.filterAttackSeconds * fs8));
-        v.ampAttack = std::pow(0.2, 1.0 / (geometric(0.001, 1.0) * fs8));
-        for (double* factor : {&v.ampDecay, &v.ampRelease})
-            *factor = std::pow(0.1, 1.0 / (geometric(0.003, 5.0) * fs8));
-        for (ModSlot& slot : v.modSlots)
-            slot = {static_cast<ModSource>(below(7)), real(0.0f, 1.0f),
-                    static_cast<ModTarget>(below(5))};
+        snapSmoothedValues(v, targets, 0.0);
+        stepSmoothers(v, targets, 0.0, 1.0f);
+        v.polyMode = std::array{Mono, Unison, Poly4, Poly8}[static_cast<std::size_t>(below(4))];
+        v.lfoIncrement = static_cast<double>(real(0.1f, 20.0f)) / (8.0 * fs);
         return v;
     }
 
@@ -145,7 +97,7 @@ TEST(Kernels, GiveTheBytesOfPlainNumbers)
     for (unsigned scene = 0; scene < 80; ++scene) {
         Dice dice(scene);
         const double fs = kRates[dice.below(4)];
-        EngineValues values = dice.values(8.0 * fs);
+        EngineValues values = dice.values(fs);
         Performance performance;
         test::PlainFilter plainFilter(fs);
         plainFilter.reset(values);
@@ -156,13 +108,13 @@ TEST(Kernels, GiveTheBytesOfPlainNumbers)
                 all.emplace_back(nameOf(isa), voiceKernel(isa), isa, fs);
         for (auto walkers : {&DriftLanes::drift1, &DriftLanes::drift2})
             for (std::size_t lane = 0; lane < kVoices; ++lane)
-                for (const double at = dice.real(0.0, 1.0); Instrument & i : all)
+                for (const double at = dice.real(0.0f, 1.0f); Instrument & i : all)
                     (i.rack.lanes.drift.*walkers)[lane] = at;
 
         for (int stretch = 0; stretch < 60; ++stretch) {
             if (dice.once(20)) {
                 const PolyMode mode = values.polyMode;
-                values = dice.values(8.0 * fs);
+                values = dice.values(fs);
                 if (!dice.once(4))
                     values.polyMode = mode;
                 plainFilter.reset(values);

@@ -61,25 +61,18 @@ private:
             left = right = std::fabs(2.0f * r[0]) < 1e-6f ? 0.0f : 2.0f * r[0];
             return;
         }
+        const double spread = values.unisonSpread;
         Lanes l(4), k(4);
         for (std::size_t lane = 0; lane < 4; ++lane) {
             const float x = eight ? r[lane] + r[lane + 4] : r[lane];
-            const double at = position(values, static_cast<int>(lane));
+            const double at = values.polyMode == PolyMode::Unison // 0 left, 1 right
+                                  ? (static_cast<double>(lane) / 1.5 - 1.0) * spread * 0.5 + 0.5
+                                  : lane % 2 == 0 ? 0.5 * spread + 0.5 : 1.0 - (0.5 * spread + 0.5);
             l[lane] = x * (at > 0.5 ? static_cast<float>(2.0 - 2.0 * at) : 1.0f);
             k[lane] = x * (at > 0.5 ? 1.0f : static_cast<float>(2.0 * at));
         }
         left = (l[0] + l[2]) + (l[1] + l[3]);
         right = (k[0] + k[2]) + (k[1] + k[3]);
-    }
-
-    /// 0 left, 1 right
-    static double position(const EngineValues& values, int lane)
-    {
-        const double spread = values.unisonSpread;
-        if (values.polyMode == PolyMode::Unison)
-            return (lane / 1.5 - 1.0) * spread * 0.5 + 0.5;
-        const double s = 0.5 * spread + 0.5;
-        return lane % 2 == 0 ? s : 1.0 - s;
     }
 
     float pole(double hz) const { return static_cast<float>(tanCoeff(hz, fs8)); }
@@ -156,8 +149,7 @@ private:
             const Lanes determinant = a12 * a3 * a4 - c * b12 * b3;
             const Lanes e4 =
                 (a12 * (a3 * f4 - b3 * f3) + b3 * b2 * (a1 * f2 - b1 * f1)) / determinant;
-            const Lanes e1 = (f1 - c * e4) / a1;
-            const Lanes e2 = (f2 - b1 * e1) / a2;
+            const Lanes e1 = (f1 - c * e4) / a1, e2 = (f2 - b1 * e1) / a2;
             const Lanes e3 = (f3 - b2 * e2) / a3;
             y1 -= e1;
             y2 -= e2;
@@ -178,24 +170,20 @@ private:
         const float p1 = 1.0f / (1.0f + w1), p2 = 1.0f / (1.0f + w2), q = 1.0f + p2 * w2;
         Lanes &i1 = d1, &i2 = d2, &i3 = d3, &i4 = d4;
         const Lanes t0 = ra(Lanes(x - k * (i4 - s1 - s2)));
-        const Lanes t1 = ra(i1), t2 = ra(i2), t3 = ra(i3), t4 = ra(i4);
+        const Lanes t1 = ra(i1), t2 = ra(i2), t3 = ra(i3), t4 = ra(i4), g2 = 2.0f * g;
         const Lanes e1 = 1.0f / (1.0f + g * t1), e2 = 1.0f / (1.0f + g * t2);
         const Lanes e3 = 1.0f / (1.0f + g * t3), e4 = 1.0f / (1.0f + g * t4);
-        const Lanes gt3 = g * e4 * t3;
-        const Lanes gt2 = gt3 * (g * e3 * t2);
-        const Lanes gt1 = gt2 * (g * e2 * t1);
+        const Lanes gt3 = g * e4 * t3, gt2 = gt3 * (g * e3 * t2), gt1 = gt2 * (g * e2 * t1);
         const Lanes loop = gt1 * (g * e1 * t0);
         const Lanes numerator = loop * (x + k * (s2 * p2 + s1 * (p1 * q))) + i4 * e4 +
                                 gt3 * e3 * i3 + gt2 * e2 * i2 + gt1 * e1 * i1;
         y4 = numerator / (1.0f - loop * (p1 * w1 * q - 1.0f) * k);
-        const Lanes h1 = s1 * p1;
-        const Lanes h2 = s2 * p2 - h1 * (w2 * p2);
+        const Lanes h1 = s1 * p1, h2 = s2 * p2 - h1 * (w2 * p2);
         const Lanes v0 = t0 * (x - k * (y4 - h1 - h2));
         y1 = e1 * (g * v0 + i1);
         y2 = e2 * (g * y1 + i2);
         y3 = e3 * (g * y2 + i3);
         const Lanes v1 = t1 * y1, v2 = t2 * y2, v3 = t3 * y3, v4 = t4 * y4;
-        const Lanes g2 = 2.0f * g;
         i1 += g2 * (v0 - v1);
         i2 += g2 * (v1 - v2);
         i3 += g2 * (v2 - v3);

@@ -22,8 +22,7 @@ inline float stepNow(float t)
     return t <= 1.0f ? t * t * t * (1.0f - 0.5f * t) : 1.0f; // one half at 1: a step on a sample
 }
 
-/// What the sample after the step lacks of the full height.
-inline float stepNext(float t) { return -stepNow(1.0f - t); }
+inline float stepNext(float t) { return -stepNow(1.0f - t); } ///< what the sample after it lacks
 
 /// A pulse (low up to `threshold`, then high) or a rising ramp, 0..1, one sample late. Each step is
 /// corrected in the two samples around it; a ramp steps at its wrap alone and runs through the
@@ -174,10 +173,8 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
                 pitch += static_cast<double>(modSignal) * 42.86 * static_cast<double>(modAmount) *
                          static_cast<double>(values.modPitchRange);
             const double f = std::pow(values.oscKeytrackSlope, pitch / 12.0);
-            // Kept: oscillators 2 and 3 drift in opposite directions.
-            const double drifts[3] = {1.0 + drift.drift1 * values.oscDrift,
-                                      1.0 - drift.drift2 * values.oscDrift,
-                                      1.0 + drift.drift2 * values.oscDrift};
+            const double d1 = drift.drift1 * values.oscDrift, d2 = drift.drift2 * values.oscDrift;
+            const double drifts[3] = {1.0 + d1, 1.0 - d2, 1.0 + d2};
             for (std::size_t k = 0; k < (values.osc3KeyTrack ? 3 : 2); ++k)
                 inc[k] =
                     static_cast<float>(std::min(s.base[k][lane] * f * drifts[k], kMaxIncrement));
@@ -237,12 +234,10 @@ inline void renderVoice(const VoiceStretch& s, VoiceLanes& lanes, std::size_t la
 
         const double level = ampEnvelope.tick(s.ampRates, toPeak, sustain.next());
         lanes.ampOut[lane] = level;
-        // 11 bits of entry, 11 bits of fraction
         const int position = static_cast<int>(std::clamp(level, 0.0, 1.0) * 4194304.0);
-        const float* const gain = s.ampCurve + (position >> 11);
+        const float* const gain = s.ampCurve + position / 2048;
         const float amplitude =
-            gain[0] +
-            (gain[1] - gain[0]) * (static_cast<float>(position & 2047) * (1.0f / 2048.0f));
+            gain[0] + (gain[1] - gain[0]) * (static_cast<float>(position % 2048) / 2048.0f);
         for (const float x : {signal, cutoff, amplitude, s.resonance}) {
             *frame = x;
             frame += frameLanes;

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "voice/Pitch.h"
 #include "VoiceRig.h"
 
 #include <gtest/gtest.h>
@@ -25,23 +24,15 @@ double frequencyOf(const std::vector<float>& saw, double fs8)
     return cycles * fs8 / (last - first);
 }
 
-/// Oscillator 3 off the keyboard, with everything turned up that moves the others.
-void fixOscillator3(VoiceRig& rig, int range)
+/// Oscillator 3 off the keyboard, with what moves the others turned up.
+void fixOscillator3(VoiceRig& rig, int range, double tempoHz)
 {
     rig.fixOscillator3(10.0);
     rig.values.oscRange[2] = range;
     rig.values.osc3LoSync = true;
-    rig.values.lfoIncrement = 200.0 / rig.fs8;
+    rig.values.lfoIncrement = tempoHz / rig.fs8;
     rig.values.oscDrift = 0.5;
     rig.values.bendRangeUp = 12;
-    rig.performance.pitchBendNow.fill(1.0f);
-}
-
-/// The slope of the keyboard, at 8', where it turns about note 102.
-void stretchKeyboard(VoiceRig& rig, double slope)
-{
-    rig.values.oscRange.fill(3);
-    rig.values.oscKeytrackSlope = slope;
 }
 
 void unison(VoiceRig& rig)
@@ -79,13 +70,15 @@ TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
         {"fine tune", [](VoiceRig& r) { r.values.oscFine[2] = -0.5f; }, 0, 2, 69, -50.15},
         {"LO", [](VoiceRig& r) { r.values.oscRange[0] = 0; }, 0, 0, 127, -7200.0},
         {"coarse tune", [](VoiceRig& r) { r.values.coarseFactor = 4.0; }, 0, 0, 60, 2400.0},
-        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 2.0056297779); }, 0, 0, 102, -2400.0},
-        {"slope", [](VoiceRig& r) { stretchKeyboard(r, 1.99437022209); }, 0, 0, 69, -2386.58},
+        // The slope of the keyboard turns about note 102, at 8'.
+        {"slope", [](VoiceRig& r) { r.values.oscKeytrackSlope = 2.00563; }, 0, 0, 78, 0.0},
+        {"slope", [](VoiceRig& r) { r.values.oscKeytrackSlope = 1.99437; }, 0, 0, 45, 13.42},
         {"bend up", [](VoiceRig& r) { bend(r, 1.0f); }, 0, 0, 81, 200.0},
         {"bend down", [](VoiceRig& r) { bend(r, -0.5f); }, 0, 0, 81, -600.0},
         {"a 20th of the voice rate", [](VoiceRig&) {}, 0, 2, 127, -1663.05},
-        {"5200 Hz", [](VoiceRig& r) { fixOscillator3(r, 5); }, 0, 2, 100, -1224.5},
-        {"200 Hz, by the tempo", [](VoiceRig& r) { fixOscillator3(r, 0); }, 0, 2, 100, -6865.0},
+        {"5200 Hz", [](VoiceRig& r) { fixOscillator3(r, 5, 200.0); }, 0, 2, 100, -1224.5},
+        {"by the tempo", [](VoiceRig& r) { fixOscillator3(r, 0, 200.0); }, 0, 2, 100, -6865.0},
+        {"absurd tempo", [](VoiceRig& r) { fixOscillator3(r, 0, 1e9); }, 0, 2, 100, 1036.95},
     };
     for (const auto& row : kRows) {
         VoiceRig rig;
@@ -100,35 +93,6 @@ TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
         EXPECT_NEAR(1200.0 * std::log2(hz / 1760.0) - 100.0 * (row.note - 69), row.cents, 0.1)
             << row.what << ", voice " << row.voice << " oscillator " << row.oscillator + 1;
     }
-    EngineValues absurd;
-    absurd.osc3LoSync = true;
-    absurd.lfoIncrement = 1e6;
-    EXPECT_LE(fixedOscillator3Increment(absurd), 0.05f) << "by an absurd tempo";
-}
-
-TEST(VoicePitch, WalkersDriftInStraightLinesAndNoTwoTogether)
-{
-    VoiceRig rig;
-    rig.values.polyMode = PolyMode::Poly8;
-    for (int voice = 0; voice < kVoices; ++voice)
-        rig.start(60, voice);
-    DriftLanes& drift = rig.rack.lanes.drift;
-    Lanes<double> before{};
-    int ways[2]{}; // down and up
-    int together = 0;
-    for (int tick = 0; tick < 150000; ++tick) {
-        rig.rack.render(rig.values, rig.performance, rig.buffer, 0, 8);
-        for (std::size_t lane = 0; lane < kVoices; ++lane) {
-            const double way = (drift.drift2[lane] - before[lane]) * 48000.0; // per second
-            ASSERT_TRUE(way == 0.0 || std::fabs(std::fabs(way) - 0.5) < 1e-9) << way;
-            ASSERT_TRUE(drift.drift2[lane] >= 0.0 && drift.drift2[lane] <= 1.0);
-            together += drift.drift1[lane] == drift.drift2[lane];
-            ways[way > 0.0] += 1;
-        }
-        before = drift.drift2;
-    }
-    EXPECT_GT(std::min(ways[0], ways[1]), 300000) << "of 1,200,000";
-    EXPECT_LT(together, 300000);
 }
 
 TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
@@ -157,9 +121,9 @@ TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
         rig.rack.render(rig.values, rig.performance, rig.buffer, 16, 24);
         for (int lane = 0; lane < static_cast<int>(row.rendered.size()); ++lane) {
             SCOPED_TRACE(lane);
-            const bool rendered = row.rendered[static_cast<std::size_t>(lane)];
-            EXPECT_NEAR(rig.at(39, Stream::Amplitude, lane), rendered ? 0.95f : row.idleLevel,
-                        rendered ? 0.05f : 0.0f);
+            const float amplitude = rig.at(39, Stream::Amplitude, lane);
+            EXPECT_EQ(amplitude > 0.9f, row.rendered[static_cast<std::size_t>(lane)]);
+            EXPECT_TRUE(amplitude > 0.9f || amplitude == row.idleLevel) << amplitude;
             EXPECT_NEAR(rig.at(39, Stream::Cutoff, lane), lane < voicesOf(row.mode) ? 0.5f : 0.0f,
                         1e-3f);
             EXPECT_EQ(rig.at(15, Stream::Signal, lane), kBefore);
