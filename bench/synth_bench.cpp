@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,29 +34,38 @@ struct Scenario {
     Mode mode = Poly8;
     Revision revision = Late;
     int keys = 8; ///< held
-    std::array<Setting, 8> settings{};
+    std::array<Setting, 9> settings{};
     double rate = 48000.0; ///< Hz
     int block = 64;        ///< samples of a host block, a power of two up to 4096
     int instances = 1;     ///< that take turns, block by block; the cost is that of one
 };
 
-constexpr std::array<Setting, 8> kEffects = {{
+constexpr std::array<Setting, 9> kEffects = {{
     {fx_active, 1.0f},
     {fx_rev_dry_wet, 0.5f},
     {fx_del_dry_wet, 0.5f},
 }};
-constexpr std::array<Setting, 8> kThreeSaws = {{
+constexpr std::array<Setting, 9> kThreeSaws = {{
     {mixer_osc_2, 1.0f},
     {mixer_osc_3, 1.0f},
     {osc_3_range, 2.0f},
     {osc_3_ktrk, 1.0f},
 }};
-constexpr std::array<Setting, 8> kThreeSawsAndEffects = [] {
+constexpr std::array<Setting, 9> threeSawsAnd(std::initializer_list<Setting> more)
+{
     auto settings = kThreeSaws;
-    std::copy_n(kEffects.begin(), 3, settings.begin() + 4);
+    std::ranges::copy(more, settings.begin() + 4);
     return settings;
-}();
-constexpr std::array<Setting, 8> kThreeOscillators = {{
+}
+constexpr auto kThreeSawsAndEffects = threeSawsAnd({kEffects[0], kEffects[1], kEffects[2]});
+/// The steepest task for a ladder that iterates.
+constexpr auto kThreeSawsSinging = threeSawsAnd({{filter_cutoff, 1.0f}, {filter_resonance, 1.0f}});
+constexpr auto kThreeSawsVibrato = threeSawsAnd({{controls_osc_modulation_sw, 1.0f},
+                                                 {modulation_source_3, 6.0f},
+                                                 {modulation_target_3, 2.0f},
+                                                 {modwheel_amount, 1.0f},
+                                                 {modwheel, 1.0f}});
+constexpr std::array<Setting, 9> kThreeOscillators = {{
     {mixer_osc_2, 1.0f},
     {mixer_osc_3, 1.0f},
     {osc_3_range, 2.0f},
@@ -70,6 +80,8 @@ constexpr Scenario kScenarios[] = {
     {"three saws/poly-8 early",     Poly8,  Early,   8, kThreeSaws,                     48000.0, 256},
     {"three saws/poly-8 effects",   Poly8,  Late,    8, kThreeSawsAndEffects,           48000.0, 256},
     {"three saws/poly-4",           Poly4,  Late,    4, kThreeSaws,                     48000.0, 256},
+    {"three saws/poly-4 sings",     Poly4,  Late,    4, kThreeSawsSinging,              48000.0, 256},
+    {"three saws/poly-8 vibrato",   Poly8,  Late,    8, kThreeSawsVibrato,              48000.0, 256},
     {"three saws/poly-4 early",     Poly4,  Early,   4, kThreeSaws,                     48000.0, 256},
     {"three saws/mono",             Mono,   Late,    1, kThreeSaws,                     48000.0, 256},
     {"asleep",                      Poly8,  Late,    0, {},                             48000.0, 256},

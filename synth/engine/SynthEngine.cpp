@@ -195,6 +195,13 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
     }
 }
 
+bool SynthEngine::sleepsOn() const noexcept
+{
+    return outIsClear && asleep() && !fxActive && fxOffCountdown == 0 &&
+           fxRequest.load(std::memory_order_relaxed) == EffectSwitch::None && !followed.moving &&
+           targetChanges.load(std::memory_order_acquire) == followed.changes;
+}
+
 /// Smoothed values that have arrived are left alone until a control or the aftertouch moves.
 void SynthEngine::followControls() noexcept
 {
@@ -274,14 +281,25 @@ void SynthEngine::stepSilence() noexcept
         tailCounter = tailCounter - 1;
 }
 
-/// In place on the sub-block, the reverb before the delay; on zeros while the voices sleep.
+/// In place on the sub-block, the reverb before the delay; on zeros while the voices sleep, until
+/// the tails are over.
 void SynthEngine::runEffects(int sampleCount) noexcept
 {
     if (!fxActive)
         return;
-    outIsClear = false;
+    if (!outIsClear)
+        effectsSilent = 0;
+    else if (effectsSilent > delay.longestEcho() && delay.hasArrived(fxWet) &&
+             reverb.hasArrived(fxWet)) {
+        reverb.rest(sampleCount);
+        return;
+    }
     reverb.process(outL.data(), outR.data(), sampleCount, fxWet);
     delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fxWet);
+    const auto silent = [](float x) { return x == 0.0f; };
+    outIsClear =
+        outIsClear && std::ranges::all_of(outL, silent) && std::ranges::all_of(outR, silent);
+    effectsSilent = outIsClear ? std::min(effectsSilent, delay.longestEcho()) + sampleCount : 0;
 }
 
 /// What is left of the effects' tails on a sleeping engine. The right side is flushed only after

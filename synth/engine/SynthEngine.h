@@ -77,6 +77,10 @@ public:
     NoteQueue noteQueue;
     ControllerRows rows;
 
+    /// Whether renderBlock would give silence and change nothing: asleep, without effects, and no
+    /// control has moved since.
+    bool sleepsOn() const noexcept;
+
     /// For meters and tests. [any]
     bool asleep() const noexcept { return tailCounter < 0; }
     bool effectsRunning() const noexcept { return fxActive; }
@@ -121,7 +125,8 @@ private:
 
     std::array<float, 512> overL{}, overR{}; ///< voice-rate stereo of one sub-block
     std::array<float, 64> outL{}, outR{};    ///< host-rate stereo; the effects work in place
-    bool outIsClear = false;                 ///< all zeros
+    int effectsSilent = 0;   ///< samples in a row that the effects got and gave nothing
+    bool outIsClear = false; ///< all zeros
 
     int tailBlocks = 0;            ///< silent sub-blocks rendered before the engine falls asleep
     Shared<int> tailCounter{1000}; ///< below 0: asleep

@@ -137,6 +137,27 @@ TEST(SynthEngine, NoOldTailComesBackAfterTheEffectsWereOff)
     }
 }
 
+TEST(SynthEngine, SleepingEffectsWaitForTheLongestEcho)
+{
+    Engine e;
+    e.engine.performance.tempo = 20.0; // a whole note is as long as the memory, 2.97 s
+    e.set(fx_del_time, 0.0f);
+    e.set(fx_del_feedback, 1.0f);
+    e.set(fx_del_dry_wet, 1.0f);
+    e.set(fx_rev_time, 0.0f);
+    e.set(fx_active, 1.0f);
+    e.note(60, true);
+    e.blocks(2);
+    e.note(60, false);
+    e.blocks(20 * 2048); // so long does the reverb take to leave gaps between the echoes
+    EXPECT_TRUE(e.engine.asleep());
+    e.left.clear();
+    e.blocks(2048);
+    const auto silent = std::ranges::count(e.left, 0.0f);
+    EXPECT_GT(silent, 131072 / 2) << "a gap that seems to be the end";
+    EXPECT_LT(silent, 131072) << "another echo";
+}
+
 TEST(SynthEngine, TwoEnginesInARowPlayOneFreeRunningNoteDifferently)
 {
     Engine engines[2]; // generators are numbered by engine: no two instances phase-lock
