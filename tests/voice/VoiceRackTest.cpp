@@ -33,6 +33,7 @@ void fixOscillator3(VoiceRig& rig, int range, double tempoHz)
     rig.values.lfoIncrement = tempoHz / rig.fs8;
     rig.values.oscDrift = 0.5;
     rig.values.bendRangeUp = 12;
+    rig.performance.pitchBendNow.fill(1.0f);
 }
 
 void unison(VoiceRig& rig)
