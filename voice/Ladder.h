@@ -10,7 +10,7 @@ inline namespace ZEPHRA_ISA {
 // Four-stage transistor ladder with a tanh in each stage and in its feedback, at the voice rate,
 // with a high-pass in the resonance path. Two solvers: one iterates to the solution of the
 // trapezoidal equations, one predicts it in a single pass. Templates over the value type: Float4
-// runs four voices a vector; one float is the reference of the tests.
+// runs four voices a vector.
 
 /// What both solvers read in one sample.
 template <class T> struct LadderInput {

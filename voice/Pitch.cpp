@@ -74,9 +74,4 @@ float fixedOscillator3Increment(const EngineValues& values) noexcept
     return static_cast<float>(std::min(increment, kMaxIncrement));
 }
 
-double glided(double pitch, double target, double step) noexcept
-{
-    return pitch - step > target ? pitch - step : std::min(pitch + 2.0 * step, target);
-}
-
 } // namespace zephra

@@ -19,7 +19,4 @@ std::array<double, 3> oscillatorBases(const EngineValues& values, int lane, doub
 /// most kMaxIncrement, whatever the tempo.
 float fixedOscillator3Increment(const EngineValues& values) noexcept;
 
-/// Glide, one control tick: upward twice as fast as downward.
-double glided(double pitch, double target, double step) noexcept;
-
 } // namespace zephra
