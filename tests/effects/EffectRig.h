@@ -25,54 +25,32 @@ struct Stereo {
     bool operator==(const Stereo&) const = default;
 };
 
-inline Stereo impulse(int frames, float left, float right)
+/// `sampleAt(i)` for the first `sounding` frames of both channels, which may differ.
+template <class F> Stereo sound(int frames, int sounding, F sampleAt)
 {
     Stereo s(frames);
-    s.left[0] = left;
-    s.right[0] = right;
-    return s;
-}
-
-/// White noise of peak `level`, unlike on both channels, during the first `sounding` frames.
-inline Stereo noise(int frames, int sounding, float level = 1.0f)
-{
-    Stereo s(frames);
-    Random15 random;
     for (std::size_t i = 0; i < static_cast<std::size_t>(sounding); ++i)
         for (auto* channel : {&s.left, &s.right})
-            (*channel)[i] = level * (static_cast<float>(random.next()) / 16384.0f - 1.0f);
+            (*channel)[i] = static_cast<float>(sampleAt(static_cast<int>(i)));
     return s;
 }
-
-/// A square wave of full level on both channels.
-inline Stereo square(int frames, std::size_t halfPeriod)
+inline Stereo impulse(int frames)
 {
-    Stereo s(frames);
-    for (std::size_t i = 0; i < s.left.size(); ++i)
-        s.left[i] = s.right[i] = i / halfPeriod % 2 == 0 ? 1.0f : -1.0f;
-    return s;
+    return sound(frames, 1, [](int) { return 1; });
 }
-
-/// A sine on both channels under a Hann bell of `sounding` frames; `hz` per `fs`.
+/// White noise, unlike on both channels.
+inline Stereo noise(int frames, int sounding)
+{
+    return sound(frames, sounding,
+                 [random = Random15()](int) mutable { return random.next() / 16384.0 - 1.0; });
+}
+/// A sine under a Hann bell of `sounding` frames; `hz` per `fs`.
 inline Stereo toneBurst(int frames, int sounding, double hz, double fs)
 {
-    Stereo s(frames);
-    for (int i = 0; i < sounding; ++i) {
+    return sound(frames, sounding, [=](int i) {
         const double bell = 0.5 - 0.5 * std::cos(2.0 * M_PI * i / sounding);
-        const auto k = static_cast<std::size_t>(i);
-        s.left[k] = s.right[k] = static_cast<float>(bell * std::sin(2.0 * M_PI * hz * i / fs));
-    }
-    return s;
-}
-
-/// Runs `process(left, right, frames)` over the signal in blocks.
-template <class Process> Stereo inBlocks(Stereo signal, int block, Process process)
-{
-    const FlushDenormals guard;
-    for (int at = 0; at < signal.frames(); at += block)
-        process(signal.left.data() + at, signal.right.data() + at,
-                std::min(block, signal.frames() - at));
-    return signal;
+        return bell * std::sin(2.0 * M_PI * hz * i / fs);
+    });
 }
 
 inline double energy(const std::vector<float>& x, int from, int count)
@@ -82,22 +60,10 @@ inline double energy(const std::vector<float>& x, int from, int count)
         sum += static_cast<double>(x[i]) * x[i];
     return sum;
 }
-
 inline double rms(const std::vector<float>& x, int from, int count)
 {
     return std::sqrt(energy(x, from, count) / count);
 }
-
-/// -1..1 between the channels, from frame `from` on.
-inline double correlation(const Stereo& s, int from)
-{
-    double cross = 0.0;
-    for (auto i = static_cast<std::size_t>(from); i < s.left.size(); ++i)
-        cross += static_cast<double>(s.left[i]) * s.right[i];
-    const int count = s.frames() - from;
-    return cross / std::sqrt(energy(s.left, from, count) * energy(s.right, from, count));
-}
-
 /// Largest magnitude of both channels; infinite if any sample is not finite.
 inline float peak(const Stereo& s)
 {
@@ -114,55 +80,57 @@ struct Setting {
     float time = 0.5f, tone = 0.5f, width = 1.0f, dryWet = 1.0f; ///< tone: feedback or color
 };
 
-/// The delay; the time control walks through its 15 note lengths.
-struct Delay {
-    DelayLine effect;
+/// One of the two effects, driven alike.
+template <class Effect> struct Rig {
+    explicit Rig(auto... seed) : effect(seed...) {}
+
+    static constexpr bool kIsDelay = std::is_same_v<Effect, DelayLine>;
 
     void turn(const Setting& s)
     {
-        effect.setTime(static_cast<int>(std::lround(14.0f * s.time)));
-        effect.setFeedback(s.tone);
-        effect.setDryWet(s.dryWet);
-        effect.setWidth(s.width);
-    }
-    Stereo play(Stereo in, int block = 64, float fade = 1.0f, double bpm = 120.0)
-    {
-        return inBlocks(std::move(in), block, [&](float* left, float* right, int frames) {
-            effect.process(left, right, frames, bpm, fade);
-        });
-    }
-};
-
-struct Reverb {
-    PlateReverb effect{1};
-
-    void turn(const Setting& s)
-    {
-        effect.setTime(s.time);
-        effect.setColor(s.tone);
         effect.setWidth(s.width);
         effect.setDryWet(s.dryWet);
+        if constexpr (kIsDelay) {
+            effect.setTime(static_cast<int>(std::lround(14.0f * s.time))); // 15 note lengths
+            effect.setFeedback(s.tone);
+        } else {
+            effect.setTime(s.time);
+            effect.setColor(s.tone);
+        }
     }
-    Stereo play(Stereo in, int block = 64, float fade = 1.0f)
+    Stereo play(Stereo signal, float fade = 1.0f, double bpm = 120.0)
     {
-        return inBlocks(std::move(in), block, [&](float* left, float* right, int frames) {
-            effect.process(left, right, frames, fade);
-        });
+        const FlushDenormals guard;
+        for (int at = 0; at < signal.frames(); at += 64) {
+            float* const left = signal.left.data() + at;
+            float* const right = signal.right.data() + at;
+            const int frames = std::min(64, signal.frames() - at);
+            if constexpr (kIsDelay)
+                effect.process(left, right, frames, bpm, fade);
+            else
+                effect.process(left, right, frames, fade);
+        }
+        return signal;
     }
+    /// Turns the controls and waits until their smoothers have arrived.
+    void prepare(const Setting& s)
+    {
+        effect.setSampleRate(s.fs);
+        turn(s);
+        play(Stereo(static_cast<int>(s.fs)));
+    }
+
+    Effect effect;
+};
+using Delay = Rig<DelayLine>;
+struct Reverb : Rig<PlateReverb> {
+    explicit Reverb(std::uint32_t seed = 1) : Rig(seed) {}
 };
 
-/// With its controls set and its smoothers arrived.
-template <class Rig> void prepare(Rig& rig, const Setting& s)
+template <class AnyRig> Stereo played(const Setting& s, Stereo in)
 {
-    rig.effect.setSampleRate(s.fs);
-    rig.turn(s);
-    rig.play(Stereo(static_cast<int>(s.fs)));
-}
-
-template <class Rig> Stereo played(const Setting& s, Stereo in)
-{
-    Rig rig;
-    prepare(rig, s);
+    AnyRig rig;
+    rig.prepare(s);
     return rig.play(std::move(in));
 }
 

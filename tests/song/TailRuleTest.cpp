@@ -4,61 +4,56 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-namespace zephra::test {
+namespace zephra {
 namespace {
 
-constexpr double kRate = 1000.0; // samples are milliseconds
-
-/// Length of a file when both channels are silent but for the samples before `soundEnd` and the
-/// one at `click`, given in blocks of `block`.
-std::int64_t lengthOf(TailRule rule, int soundEnd, int click, int block, float level = 0.1f)
+/// Length of a file in which the left channel sounds before `soundEnd` and the right one on
+/// sample `click`.
+std::int64_t lengthOf(TailRule rule, float level, int soundEnd, int click, int block)
 {
-    std::int64_t position = 0, length = 0;
-    while (!rule.finished()) {
-        std::vector<float> left(static_cast<std::size_t>(block)), right = left;
+    std::vector<float> left(static_cast<std::size_t>(block)), right = left;
+    std::int64_t length = 0;
+    for (int position = 0; !rule.finished(); position += block) {
         for (int i = 0; i < block; ++i) {
-            if (position + i < soundEnd)
-                left[static_cast<std::size_t>(i)] = -level;
-            if (position + i == click)
-                right[static_cast<std::size_t>(i)] = level;
+            left[static_cast<std::size_t>(i)] = position + i < soundEnd ? -level : 0.0f;
+            right[static_cast<std::size_t>(i)] = position + i == click ? level : 0.0f;
         }
         length += rule.take(left.data(), right.data(), block);
-        position += block;
     }
     return length;
 }
 
-TEST(TailRule, EndsHalfASecondAfterSoundAndLastEvent)
+TEST(TailRule, EndsHalfASecondAfterSoundAndLastEventOrWhereItIsTold)
 {
+    constexpr int kForEver = 1 << 30;
+    constexpr float kLoud = 0.1f;
     const struct {
         const char* what;
-        int lastEvent, soundEnd, click;
+        int lastEvent;
+        std::optional<std::int64_t> exact;
+        float level;
+        int soundEnd, click;
         std::int64_t length;
     } rows[] = {
-        {"nothing at all", 0, 0, -1, 500},
-        {"silence before the last event does not count", 2000, 100, -1, 2500},
-        {"sound after the last event", 2000, 3210, -1, 3710},
-        {"click in one channel within the half second", 2000, 2000, 2499, 3000},
-        {"sound without end", 2000, 1 << 30, -1, 32000},
+        {"nothing at all", 0, {}, kLoud, 0, -1, 500},
+        {"silence before the last event does not count", 2000, {}, kLoud, 100, -1, 2500},
+        {"sound after the last event", 2000, {}, kLoud, 3210, -1, 3710},
+        {"click in one channel within the half second", 2000, {}, kLoud, 2000, 2499, 3000},
+        {"sound without end", 2000, {}, kLoud, kForEver, -1, 32000},
+        {"below -100 dB", 0, {}, 0.99e-5f, 1000, -1, 500},
+        {"above it", 0, {}, 1.01e-5f, 1000, -1, 1500},
+        {"no length", 2000, 0, kLoud, kForEver, -1, 0},
+        {"an exact length", 2000, 1234, kLoud, kForEver, -1, 1234},
+        {"a long one", 2000, 40000, kLoud, 0, -1, 40000},
     };
     for (const auto& row : rows) {
-        for (const int block : {1, 63, 8192})
-            EXPECT_EQ(lengthOf(TailRule(row.lastEvent, kRate, {}), row.soundEnd, row.click, block),
-                      row.length)
+        for (const int block : {1, 63, 8192}) {
+            const TailRule rule(row.lastEvent, 1000.0, row.exact); // samples are milliseconds
+            EXPECT_EQ(lengthOf(rule, row.level, row.soundEnd, row.click, block), row.length)
                 << row.what << ", block " << block;
+        }
     }
-}
-
-TEST(TailRule, SilenceIsBelowMinusHundredDecibelsAndAnExactLengthHoldsWhateverSounds)
-{
-    EXPECT_EQ(lengthOf(TailRule(0, kRate, {}), 1000, -1, 64, 0.99e-5f), 500);
-    EXPECT_EQ(lengthOf(TailRule(0, kRate, {}), 1000, -1, 64, 1.01e-5f), 1500);
-    for (const std::int64_t length : {0, 1234, 40000}) {
-        EXPECT_EQ(lengthOf(TailRule(2000, kRate, length), 1 << 30, -1, 64), length);
-        EXPECT_EQ(TailRule(2000, kRate, length).longest(), length);
-    }
-    EXPECT_EQ(TailRule(2000, kRate, {}).longest(), 32000);
 }
 
 } // namespace
-} // namespace zephra::test
+} // namespace zephra
