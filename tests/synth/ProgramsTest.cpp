@@ -147,22 +147,5 @@ TEST(ProgramChange, CountsThePatchesOfTheBankThatMidiHasSelected)
     EXPECT_EQ(alone.synth->programName(), "Init Patch");
 }
 
-TEST(Program, OnlyTheMakersHostSeesTheList)
-{
-    const PatchTree tree{"A/a.fxp", "A/b.fxp", "A/c.fxp"};
-    Plugin other("Steinberg", tree.root()), own("Quillon Audio", tree.root());
-    for (VstXSynth* synth : {other.synth.get(), own.synth.get()})
-        for (const int program : {2, 3, -1})
-            synth->setProgram(program);
-    EXPECT_EQ(other.synth->programName(), "a") << "a host that restores program 0 changes nothing";
-    EXPECT_EQ(other.synth->getProgram(), 0);
-    EXPECT_EQ(own.synth->programName(), "c");
-    EXPECT_EQ(own.synth->getProgram(), 2);
-
-    tree.put("A/0.fxp", "");
-    own.synth->library()->reload(false);
-    EXPECT_EQ(own.synth->getProgram(), 3) << "the number follows the patch";
-}
-
 } // namespace
 } // namespace zephra

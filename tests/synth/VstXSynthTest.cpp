@@ -13,44 +13,6 @@ namespace {
 
 using test::Plugin;
 
-// Songs find the instrument by these: a change here breaks them.
-TEST(Identity, IsAnInstrumentOfTwoOutputs)
-{
-    const VstXSynth alone;
-    const EffectIdentity& identity = alone.identity();
-    EXPECT_EQ(identity.uniqueId, 0x5a504852) << "Z, P, H, R";
-    EXPECT_EQ(identity.numPrograms, 1);
-    EXPECT_EQ(identity.numParameters, 75);
-    EXPECT_EQ(identity.numOutputs, 2);
-    EXPECT_EQ(identity.flags, 0x130u);
-    EXPECT_EQ(Plugin().synth->identity().flags, 0x131u) << "and an editor";
-
-    char text[64];
-    EXPECT_TRUE(alone.getEffectName(text));
-    EXPECT_STREQ(text, "The Zephra");
-    EXPECT_EQ(alone.canDo("receiveVstMidiEvent"), 1);
-    for (const char* cannot : {"", "sendVstEvents", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(alone.canDo(cannot), -1);
-    PinProperties pin;
-    for (const int index : {-1, 0, 1, 2})
-        EXPECT_EQ(alone.getOutputProperties(index, pin), index == 0 || index == 1);
-    EXPECT_STREQ(pin.label.data(), "Vstx 2");
-}
-
-TEST(Program, NamesAreCutForTheHostBetweenLettersAndKeptLonger)
-{
-    VstXSynth synth;
-    char text[24];
-    synth.setProgramName("Glockenspiele, Gr\xc3\xb6\xc3\x9f"
-                         "e\xc3\xa4, 1234567890");
-    synth.getProgramName(text);
-    EXPECT_STREQ(text, "Glockenspiele, Gr\xc3\xb6\xc3\x9f"
-                       "e");
-    EXPECT_EQ(synth.programName().size(), 31u);
-    synth.setProgramName(nullptr);
-    EXPECT_EQ(synth.programName(), "");
-}
-
 TEST(HostWheel, ReachesTheOpenEditorOnly)
 {
     constexpr int kHost = fourCharacters("stCA"), kWheel = fourCharacters("Whee");
