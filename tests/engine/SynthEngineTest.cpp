@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "engine/SynthEngine.h"
 #include "controls/ControlTable.h"
+#include "engine/ControllerRows.h"
+#include "engine/ControlMapping.h"
+#include "engine/NoteQueue.h"
+#include "engine/Smoothers.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +14,136 @@
 
 namespace zephra {
 namespace {
+
+TEST(ControlMapping, TimesAtTheirKnots)
+{
+    constexpr double kFs8 = 352800.0;
+    // The amplifier's attack to 1/5, its decay to 1/10.
+    const auto seconds = [](double coeff, double base) {
+        return std::log(base) / std::log(coeff) / kFs8;
+    };
+    const struct {
+        const char* what;
+        double seconds, expected;
+    } kRows[] = {
+        {"attack at 0", attackSeconds(0.0), 0.0009},
+        {"attack at 0.6276", attackSeconds(0.6276), 1.5},
+        {"attack at 1", attackSeconds(1.0), 12.0},
+        {"decay at 0.25", decaySeconds(0.25), 0.10564},
+        {"decay just below the knee", decaySeconds(0.5 - 1e-9), 3.72},
+        {"decay just above it", decaySeconds(0.5 + 1e-9), 3.72},
+        {"decay at 1", decaySeconds(1.0), 45.78},
+        {"amplifier attack at 0", seconds(ampAttackCoeff(0.0, kFs8), 0.2), 1.35e-3},
+        {"amplifier attack at 1/4", seconds(ampAttackCoeff(0.25, kFs8), 0.2), 0.151493},
+        {"amplifier decay at 0", seconds(ampDecayCoeff(0.0, kFs8), 0.1), 2.5e-3},
+        {"amplifier decay below the knee", seconds(ampDecayCoeff(0.2 - 1e-9, kFs8), 0.1), 0.09034},
+        {"amplifier decay above it", seconds(ampDecayCoeff(0.2, kFs8), 0.1), 0.09034},
+        {"amplifier decay at 1", seconds(ampDecayCoeff(1.0, kFs8), 0.1), 36.0},
+        {"resonance below the knee", double(resonanceOf(0.6 - 1e-9)), 0.6},
+        {"resonance above it", double(resonanceOf(0.6)), 0.6},
+    };
+    for (const auto& row : kRows)
+        EXPECT_NEAR(row.seconds / row.expected, 1.0, 1e-4) << row.what;
+}
+
+TEST(ControlMapping, NothingWildPassesTheIntake)
+{
+    for (const ControlInfo& control : kControls) {
+        for (const double v : {double(NAN), HUGE_VAL, -HUGE_VAL, 1e300, -0.001, 7.0}) {
+            const double taken = intake(control.id, v);
+            EXPECT_TRUE(control.kind == ControlKind::Continuous ? taken >= 0.0 && taken <= 1.0
+                                                                : static_cast<int>(taken) == taken)
+                << control.name;
+        }
+        if (control.isStored()) {
+            EXPECT_EQ(intake(control.id, NAN), double(control.defaultValue)) << control.name;
+        }
+    }
+}
+
+TEST(Smoothers, OnePoleStepThresholdsAndSwitchedLevels)
+{
+    EngineTargets targets;
+    EngineValues values;
+    targets.cutoff = 0.8f;
+    targets.mixLevel[1] = 1.0f;
+    targets.oscRange[1] = 9;
+    stepSmoothers(values, targets, 0.0, 0.25f);
+    EXPECT_FLOAT_EQ(values.cutoff, 0.2f);
+    EXPECT_EQ(values.mixLevel[1], 0.0f) << "an oscillator that is off runs to zero";
+    EXPECT_EQ(values.oscRange[1], 5) << "steps end in their lists";
+    targets.oscActive[1] = true;
+    targets.cutoff = 0.0f;
+    targets.symmetry = -0.005f;
+    stepSmoothers(values, targets, 0.0, 0.25f);
+    EXPECT_FLOAT_EQ(values.mixLevel[1], 0.25f);
+    for (int i = 0; i < 2000; ++i)
+        stepSmoothers(values, targets, 0.0, 0.0104f); // as at 384 kHz
+    EXPECT_EQ(values.cutoff, 0.0f) << "flushed below 1e-5, not left to creep";
+    EXPECT_NEAR(values.symmetry, -0.005f, 1e-5) << "small negative settings are reached";
+}
+
+TEST(ControllerRows, AChangeComesEarlyByTheRowsSinceTheOneBefore)
+{
+    const struct {
+        const char* what;
+        int blockSize;
+        std::vector<std::pair<int, float>> events; ///< offset, value of wheel and bend
+        std::vector<float> rows;                   ///< what each gives; -1: the table is not used
+    } kCases[] = {
+        {"none", 256, {}, {-1, -1, -1, -1, -1, -1}},
+        {"in row 2", 256, {{130, 0.3f}}, {0.3f, 0.3f, 0.3f, 0.3f, 0.3f, 0.3f}},
+        {"rows 1 and 3", 256, {{64, 0.1f}, {255, 0.2f}}, {0.1f, 0.1f, 0.2f, 0.2f, 0.2f, 0.2f}},
+        {"rows 0 and 1", 192, {{0, 0.1f}, {64, 0.2f}}, {0.1f, 0.2f, 0.2f, 0.2f, 0.2f}},
+        {"twice in one", 192, {{64, 0.1f}, {100, 0.2f}, {130, 0.3f}}, {.1f, .2f, .3f, .3f, .3f}},
+        {"a small block has its last value alone", 100, {{0, 0.1f}, {99, 0.2f}}, {-1, -1, -1, -1}},
+        {"a larger one has rows", 101, {{0, 0.1f}, {99, 0.2f}}, {0.1f, 0.2f, 0.2f, 0.2f}},
+    };
+    ControllerRows rows;
+    for (const auto& test : kCases) {
+        rows.setBlockSize(test.blockSize);
+        rows.beginBlock();
+        std::array<float, kMidiChannels> bends{};
+        for (const auto& [offset, value] : test.events) {
+            rows.fillPitchBend(5, offset, value);
+            rows.fillModWheel(offset, value);
+            bends[5] = value;
+        }
+        rows.endBlock(bends[5], bends);
+
+        std::vector<float> seen;
+        for (int pos = 0; pos < test.blockSize + 128; pos += 64) { // a host may go beyond the block
+            float wheel = -1.0f;
+            std::array<float, kMidiChannels> fed;
+            fed.fill(-1.0f);
+            rows.feed(pos, wheel, fed);
+            EXPECT_EQ(wheel, fed[5]) << test.what;
+            EXPECT_EQ(fed[4], -1.0f) << "another channel did not move";
+            seen.push_back(wheel);
+        }
+        EXPECT_EQ(seen, test.rows) << test.what;
+    }
+}
+
+TEST(NoteQueue, PlaysByOffsetAndNotesOfARefusedBlockFirst)
+{
+    NoteQueue queue;
+    const auto insert = [&queue](int note, int offset) {
+        queue.insert({note, 1.0f, offset, 1, 0});
+        std::vector<int> inOrder;
+        for (const NoteEvent& event : queue)
+            inOrder.push_back(event.note);
+        return inOrder;
+    };
+    for (const auto& [note, offset] : {std::pair(0, 10), {1, 5}, {2, 10}, {3, 0}, {4, 5}})
+        insert(note, offset);
+    EXPECT_EQ(insert(5, 64), (std::vector{3, 1, 4, 0, 2, 5})) << "equal ones keep their order";
+    queue.moveToStart();
+    EXPECT_EQ(insert(6, 0), (std::vector{3, 1, 4, 0, 2, 5, 6}));
+    for (int i = 7; i < 128; ++i)
+        insert(i, i);
+    EXPECT_EQ(insert(128, 0), std::vector{128}) << "the note after a full queue is alone in it";
+}
 
 /// An engine with the Init Patch, rendered in sub-blocks.
 struct Engine {
@@ -41,7 +175,7 @@ struct Engine {
             peak = std::max(peak, std::fabs(sound[i]));
         return peak;
     }
-    void note(int key, bool on, int offset = 0) { engine.enqueueNote(key, 0.8f, on, offset, 0); }
+    void note(int key, bool on) { engine.enqueueNote(key, 0.8f, on, 0, 0); }
 
     SynthEngine engine;
     std::vector<float> sound; ///< left
@@ -67,25 +201,6 @@ TEST(SynthEngine, PlaysReleasesAndFallsAsleepAfterTwoSeconds)
         e.note(60, true);
         EXPECT_GT(e.peakAfter(50), 0.05f) << "a note wakes it";
     }
-}
-
-TEST(SynthEngine, NotesStartAtTheirSample)
-{
-    // The first sound of a note comes later by exactly the difference of its offsets.
-    const auto onset = [](int offset) {
-        Engine e;
-        e.engine.setControl(mixer_osc_1, 0.0f); // the envelope's own thump is the same each time
-        e.engine.setControl(opts_flt_symmetry, 0.5f);
-        e.engine.snapSmoothers();
-        e.blocks(4); // levels and cutoff have arrived
-        e.note(100, true, offset);
-        e.blocks(20);
-        return std::find_if(e.sound.begin() + 256, e.sound.end(),
-                            [](float x) { return std::fabs(x) > 3e-3f; }) -
-               e.sound.begin();
-    };
-    for (const int offset : {1, 31, 63})
-        EXPECT_NEAR(onset(offset) - onset(0), offset, 3) << offset;
 }
 
 TEST(SynthEngine, ChangeOfModeSilencesHeldKeysAndFindsItsVoices)

@@ -8,7 +8,6 @@
 #include <dlfcn.h>
 #include <linux/prctl.h>
 #include <pthread.h>
-#include <semaphore.h>
 #include <sys/prctl.h>
 #include <ucontext.h>
 
@@ -180,8 +179,6 @@ int pthread_rwlock_wrlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_wrlock">(l);
 }
-int pthread_spin_lock(pthread_spinlock_t* l) noexcept { return lockBy<"pthread_spin_lock">(l); }
-int sem_wait(sem_t* s) { return lockBy<"sem_wait">(s); }
 int __cxa_guard_acquire(long long* guard) { return lockBy<"__cxa_guard_acquire">(guard); }
 
 } // extern "C"

