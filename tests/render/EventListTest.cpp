@@ -36,12 +36,12 @@ TEST(EventList, HoldsEveryMessageOnItsSampleInTheOrderOfTheirKinds)
     const struct {
         const char* what;
         std::vector<PlayedMessage> song;
-        const char *options, *expected; ///< SAMPLE with +KEY, -KEY or :VALUE
+        const char *options, *expected; ///< SAMPLE with +KEY, -KEY or :VALUE, /channel
     } rows[] = {
         {"the nearest sample, half up",
          {},
-         "--cc 7,1,0.0004 --cc 7,2,0.0005 --cc 7,3,0.0025",
-         "0:1 1:2 3:3 "},
+         "--cc 7,1,0.0004 --bend -1,0 --cc 7,2,0.0005 --bend=1,0.0025,16 --pressure 9,1",
+         "0:1 0:0 1:2 3:127/15 1000:0 "},
         {"controllers then notes, song then options",
          {on(1, 1), cc(1, 1), on(1, 2), cc(1, 2)},
          "--note 4,1,1,2 --note 3,1,1,2 --cc 7,3,1 --bend 0,1",
@@ -64,7 +64,8 @@ TEST(EventList, HoldsEveryMessageOnItsSampleInTheOrderOfTheirKinds)
                  << (message.isNoteOn()    ? '+'
                      : message.isNoteOff() ? '-'
                                            : ':')
-                 << int(message.isNote() ? message.data1 : message.data2) << ' ';
+                 << int(message.isNote() ? message.data1 : message.data2);
+            told << (message.channel() ? "/" + std::to_string(message.channel()) : "") << ' ';
         }
         EXPECT_EQ(told.str(), row.expected) << row.what;
     }
