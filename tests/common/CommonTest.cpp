@@ -49,37 +49,30 @@ TEST(FlushDenormals, HoldsInsideAndGivesTheOldModeBack)
     EXPECT_GT(tiny * 0.01f, 0.0f);
 }
 
-struct Progress {
-    std::atomic<bool> started{false}, cancelled{false}, done{false}, after{false};
-};
-
-void* audioThread(void* shared)
-{
-    auto& progress = *static_cast<Progress*>(shared);
-    ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-    uncancelled([&progress]() noexcept {
-        progress.started = true;
-        while (!progress.cancelled) {
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        progress.done = true;
-    });
-    progress.after = true;
-    return nullptr;
-}
-
 TEST(Uncancelled, WorkIsDoneBeforeTheThreadEnds)
 {
-    Progress progress;
+    static std::atomic<bool> started{false}, cancelled{false}, done{false}, after{false};
+    const auto audioThread = [](void*) -> void* {
+        ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
+        uncancelled([]() noexcept {
+            started = true;
+            while (!cancelled) {
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            done = true;
+        });
+        after = true;
+        return nullptr;
+    };
     pthread_t thread = {};
-    ASSERT_EQ(::pthread_create(&thread, nullptr, audioThread, &progress), 0);
-    while (!progress.started) {
+    ASSERT_EQ(::pthread_create(&thread, nullptr, audioThread, nullptr), 0);
+    while (!started) {
     }
     EXPECT_EQ(::pthread_cancel(thread), 0);
-    progress.cancelled = true;
+    cancelled = true;
     ASSERT_EQ(::pthread_join(thread, nullptr), 0);
-    EXPECT_TRUE(progress.done);
-    EXPECT_FALSE(progress.after) << "the thread is not cancelled";
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(after) << "the thread is not cancelled";
 }
 
 } // namespace

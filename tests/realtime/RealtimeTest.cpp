@@ -61,6 +61,7 @@ TEST_F(RealtimeTest, TheWatchSeesWhatItShallAndOnlyInItsScope)
 
 TEST_F(RealtimeTest, EveryControlMovesFromEndToEndInEveryModeWhileNotesSound)
 {
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     BusyHost host(1);
     VstXSynth& plugin = host.plugin;
     plugin.setBlockSize(64);
@@ -69,25 +70,25 @@ TEST_F(RealtimeTest, EveryControlMovesFromEndToEndInEveryModeWhileNotesSound)
         plugin.setControlValue(opts_revision, mode < 2.0f, false);
         plugin.setControlValue(fx_active, mode > 0.0f, false);
         for (const ControlInfo& control : kControls) {
-            if (control.id >= kNumControls)
-                continue; // the pitch wheel, which is moved by bends alone
             const float before = plugin.getControlValue(control.id);
             plugin.startMidiLearn(control.id);
-            for (const float value : {0.0f, 0.5f, 1.0f}) {
+            for (const float value : {kNan, 0.0f, 0.5f, 1.0f}) {
                 const RealtimeWatch watch(seen);
-                host.add(0, 0xb0, BusyHost::kLearntCc, static_cast<int>(127.0f * value));
+                host.add(0, 0xb0, BusyHost::kLearntCc, value > 0.0f ? 127 : 0);
                 host.add(17, 0x90, 36 + host.below(60), 100);
                 host.play(64);
                 ASSERT_TRUE(host.soundIsSane(64)) << control.name;
                 plugin.setParameterAutomated(control.hostIndex, 1.0f - value);
                 plugin.setParameter(control.hostIndex, value);
                 plugin.setControlSilently(control.id, (1.0f - value) * control.scale);
+                plugin.setControlInternal(control.id, value);
                 plugin.setControlValue(control.id, value * control.scale, true);
             }
             if (control.isStored()) {
                 EXPECT_EQ(plugin.getControlValue(control.id), control.scale) << control.name;
             }
             plugin.setControlSilently(control.id, before);
+            plugin.setControlInternal(pitch_wheel, 0.5f);
         }
     }
 }
