@@ -37,26 +37,14 @@ class Source(unittest.TestCase):
         expected = {row[1]: None if row[3] == "-" else float(row[3]) for row in rows}
         self.assertEqual({control.name: control.default for control in TABLE.values()}, expected)
 
-    def test_gives_texts_and_settings(self):
-        sound = parse(GOOD)
-        self.assertEqual(sound.faults, [])
-        self.assertEqual(sound.about["info"], "Round; it barks when you dig in.")
-        self.assertEqual((sound.phrase, sound.octave), ("bass", -1))
-        self.assertEqual(sound.settings, {"osc_1_waveform": 4.0, "filter_cutoff": 0.25})
-        self.assertEqual(source.with_setting(GOOD, "filter_cutoff", 0.1234567),
-                         GOOD.replace("0.25", "0.1235"))
-
     def test_faults_are_named(self):
+        self.assertEqual(parse(GOOD).settings, {"osc_1_waveform": 4.0, "filter_cutoff": 0.25})
         cases = [
             (GOOD + "filter_cutof = 0.5", "perhaps filter_cutoff"),
             (GOOD + "volume = 1.01", "not within 0 .. 1"),
-            (GOOD + "polyphony = 1.5", "not a whole number"),
             (GOOD + "filter_cutoff = 0.3", "there twice"),
             (GOOD + "volume = 0.5", "though the default: volume"),
-            (GOOD.replace("= bass", "= harp"), "none of bass"),
-            (GOOD.replace("phrase = bass\n", ""), "phrase is missing"),
             (GOOD.replace("Deep", "Deeper"), "not that of the file"),
-            (GOOD.replace("Round", "o" * 400), "400 is the most"),
             (GOOD.replace("Deep", "D\u00e9ep"), "holds a character"),
         ]
         for text, expected in cases:

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -18,20 +19,20 @@ TEST(PluginParameters, PresetsStartAsTheInitPatchAndAreAddressedOneByOne)
     parameters.setValue(volume, 0.1f, 0, 0);
     parameters.setValue(volume, 0.9f, 1); // no such page
     parameters.currentPreset = 1;
+    const auto isInitPatch = [&] {
+        return std::ranges::all_of(kStorageOrder, [&](int id) {
+            return parameters.getValue(id) == parameters.defaultOf(id);
+        });
+    };
+    EXPECT_TRUE(isInitPatch());
     for (const int id : kStorageOrder)
-        EXPECT_EQ(parameters.getValue(id), parameters.defaultOf(id)) << id;
-
-    float value = 0.0f;
-    for (const int id : kStorageOrder)
-        parameters.setValue(id, value += 0.01f);
+        parameters.setValue(id, 0.01f * static_cast<float>(id));
     parameters.saveSnapshot();
     parameters.loadDefaults();
-    for (const int id : kStorageOrder)
-        EXPECT_EQ(parameters.getValue(id), parameters.defaultOf(id)) << id;
+    EXPECT_TRUE(isInitPatch());
     parameters.restoreSnapshot();
-    value = 0.0f;
     for (const int id : kStorageOrder)
-        EXPECT_EQ(parameters.getValue(id, NoParameter, 1), value += 0.01f) << id;
+        EXPECT_EQ(parameters.getValue(id, NoParameter, 1), 0.01f * static_cast<float>(id)) << id;
     EXPECT_EQ(parameters.getValue(volume, 0, 0), 0.1f);
 
     EXPECT_EQ(reported, "");
