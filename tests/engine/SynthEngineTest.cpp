@@ -175,7 +175,7 @@ struct Engine {
             peak = std::max(peak, std::fabs(sound[i]));
         return peak;
     }
-    void note(int key, bool on) { engine.enqueueNote(key, 0.8f, on, 0, 0); }
+    void note(int key, bool on, int offset = 0) { engine.enqueueNote(key, 0.8f, on, offset, 0); }
 
     SynthEngine engine;
     std::vector<float> sound; ///< left
@@ -201,6 +201,23 @@ TEST(SynthEngine, PlaysReleasesAndFallsAsleepAfterTwoSeconds)
         e.note(60, true);
         EXPECT_GT(e.peakAfter(50), 0.05f) << "a note wakes it";
     }
+}
+
+TEST(SynthEngine, NotesStartAtTheirSample)
+{
+    const auto onset = [](int offset) {
+        Engine e;
+        e.engine.setControl(mixer_osc_1, 0.0); // the envelope's own thump is the same each time
+        e.engine.setControl(opts_flt_symmetry, 0.5);
+        e.engine.snapSmoothers();
+        e.blocks(4); // levels and cutoff have arrived
+        e.note(100, true, offset);
+        e.blocks(20);
+        return std::ranges::find_if(e.sound, [](float x) { return std::fabs(x) > 3e-3f; }) -
+               e.sound.begin();
+    };
+    for (const int offset : {1, 31, 63})
+        EXPECT_NEAR(onset(offset) - onset(0), offset, 3) << offset;
 }
 
 TEST(SynthEngine, ChangeOfModeSilencesHeldKeysAndFindsItsVoices)

@@ -15,12 +15,13 @@ namespace {
 /// What an editor asks for now and then, with any control and any value of it. The plug-in's own
 /// asks for all of it, a generic one on a thread of its own for the first ones.
 using Action = void (*)(VstXSynth& plugin, const ControlInfo& control, float value);
-constexpr std::size_t kOfAnyEditor = 12;
+constexpr std::size_t kOfAnyEditor = 3;
 constexpr Action kActions[] = {
     [](auto& plugin, auto&, float) { plugin.applyCurrentPatch(); },
     [](auto& plugin, auto&, float x) { plugin.setControlSilently(polyphony, x); },
-    [](auto& plugin, auto&, float x) { plugin.setControlValue(polyphony, x, true); },
     [](auto& plugin, auto&, float) { plugin.waitForAudioIdle(); },
+    // --- of the plug-in's own ---
+    [](auto& plugin, auto&, float x) { plugin.setControlValue(polyphony, x, true); },
     [](auto& plugin, auto&, float) { plugin.snapSmoothers(); },
     [](auto& plugin, auto&, float) { plugin.resetVoicesAndEffects(); },
     [](auto& plugin, auto&, float) { plugin.applyAllControls(); },
@@ -29,7 +30,6 @@ constexpr Action kActions[] = {
     [](auto& plugin, auto& control, float) { EXPECT_GE(plugin.ccOfControl(control.id), 0); },
     [](auto& plugin, auto&, float) { plugin.midiActivity().seen = plugin.engine().asleep(); },
     [](auto& plugin, auto&, float x) { plugin.setControlInternal(pitch_wheel, x); },
-    // --- of the plug-in's own ---
     [](auto& plugin, auto& control, float) {
         plugin.parameterBeingEdited = control.hostIndex;
         plugin.notifyHostAutomate(control.id);
