@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "common/FlushDenormals.h"
 #include "common/Maths.h"
+#include "common/FlushDenormals.h"
 #include "common/Random15.h"
 #include "common/Simd.h"
-#include "common/Uncancelled.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <cmath>
 #include <set>
-#include <thread>
 
 namespace zephra {
 namespace {
@@ -47,32 +43,6 @@ TEST(FlushDenormals, HoldsInsideAndGivesTheOldModeBack)
         EXPECT_EQ(tiny * 0.01f, 0.0f);
     }
     EXPECT_GT(tiny * 0.01f, 0.0f);
-}
-
-TEST(Uncancelled, WorkIsDoneBeforeTheThreadEnds)
-{
-    static std::atomic<bool> started{false}, cancelled{false}, done{false}, after{false};
-    const auto audioThread = [](void*) -> void* {
-        ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
-        uncancelled([]() noexcept {
-            started = true;
-            while (!cancelled) {
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            done = true;
-        });
-        after = true;
-        return nullptr;
-    };
-    pthread_t thread = {};
-    ASSERT_EQ(::pthread_create(&thread, nullptr, audioThread, nullptr), 0);
-    while (!started) {
-    }
-    EXPECT_EQ(::pthread_cancel(thread), 0);
-    cancelled = true;
-    ASSERT_EQ(::pthread_join(thread, nullptr), 0);
-    EXPECT_TRUE(done);
-    EXPECT_FALSE(after) << "the thread is not cancelled";
 }
 
 } // namespace
