@@ -196,6 +196,8 @@ TEST(FirstPatch, IsTheShowpieceElseTheFirstWithoutCategoryElseTheFirst)
     for (const auto& row : rows) {
         const Plugin plugin("Quillon Audio", row.tree.root());
         EXPECT_EQ(plugin.host.displayUpdates + plugin.host.refreshes, 0) << "no news";
+        for (const int program : {-1, 99})
+            plugin.synth->setProgram(program);
         EXPECT_EQ(plugin.synth->programName(), row.name);
         EXPECT_EQ(plugin.synth->getProgram(), row.program) << row.name;
     }
@@ -298,6 +300,9 @@ TEST(ProgramChange, CountsThePatchesOfTheBankThatMidiHasSelected)
         plugin.synth->serviceRequests();
         EXPECT_EQ(plugin.synth->programName(), row.name) << "once";
     }
+    plugin.synth->setProgram(1); // by a host that does not see the list
+    EXPECT_EQ(plugin.synth->programName(), "a");
+    EXPECT_EQ(plugin.synth->getProgram(), 0);
     Plugin alone; // without a library
     alone.send({bank(3), program(17)});
     alone.synth->serviceRequests();
