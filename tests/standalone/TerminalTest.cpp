@@ -54,7 +54,8 @@ protected:
 TEST_F(TypedKeysTest, TwoRowsOfKeysAreTwoOctavesOfAKeyboardAndTheSpaceBarThePedal)
 {
     EXPECT_EQ(type("zsx/"), (Sent{on(48), on(49), on(50), on(64)}));
-    EXPECT_EQ(type("Q237p"), (Sent{on(60, 127), on(61), on(63), on(70), on(76)})) << "Shift is loud";
+    EXPECT_EQ(type("Q237p"), (Sent{on(60, 127), on(61), on(63), on(70), on(76)}))
+        << "Shift is loud";
     EXPECT_EQ(type(","), kNothing) << "60 is down already";
     EXPECT_EQ(type("aAfk1\t\r"), kNothing);
     EXPECT_EQ(type(" "), (Sent{{0xb0, 64, 127}}));
