@@ -12,7 +12,7 @@ PROGRAM, ROOT = sys.argv[1], Path(sys.argv[2])
 sys.path.insert(0, str(ROOT / "tools"))
 sys.dont_write_bytecode = True
 
-from audition import controls, phrases, source, traits  # noqa: E402
+from audition import controls, source  # noqa: E402
 
 TABLE = controls.read()
 GOOD = """; a comment
@@ -37,28 +37,14 @@ class Source(unittest.TestCase):
         expected = {row[1]: None if row[3] == "-" else float(row[3]) for row in rows}
         self.assertEqual({control.name: control.default for control in TABLE.values()}, expected)
 
-    def test_gives_texts_and_settings(self):
-        sound = parse(GOOD)
-        self.assertEqual(sound.faults, [])
-        self.assertEqual(sound.about["info"], "Round; it barks when you dig in.")
-        self.assertEqual((sound.phrase, sound.octave), ("bass", -1))
-        self.assertEqual(sound.settings, {"osc_1_waveform": 4.0, "filter_cutoff": 0.25})
-        self.assertEqual(source.with_setting(GOOD, "filter_cutoff", 0.1234567),
-                         GOOD.replace("0.25", "0.1235"))
-
     def test_faults_are_named(self):
+        self.assertEqual(parse(GOOD).settings, {"osc_1_waveform": 4.0, "filter_cutoff": 0.25})
         cases = [
             (GOOD + "filter_cutof = 0.5", "perhaps filter_cutoff"),
             (GOOD + "volume = 1.01", "not within 0 .. 1"),
-            (GOOD + "volume = nan", "not within"),
-            (GOOD + "polyphony = 1.5", "not a whole number"),
             (GOOD + "filter_cutoff = 0.3", "there twice"),
             (GOOD + "volume = 0.5", "though the default: volume"),
-            (GOOD + "volume", "not of the form"),
-            (GOOD.replace("= bass", "= harp"), "none of bass"),
-            (GOOD.replace("phrase = bass\n", ""), "phrase is missing"),
             (GOOD.replace("Deep", "Deeper"), "not that of the file"),
-            (GOOD.replace("Round", "o" * 400), "400 is the most"),
             (GOOD.replace("Deep", "D\u00e9ep"), "holds a character"),
         ]
         for text, expected in cases:
@@ -71,27 +57,11 @@ class Source(unittest.TestCase):
 
     def test_of_the_library_are_without_faults(self):
         paths = sorted((ROOT / "resources" / "soundbanks").rglob("*.sound"))
-        if not paths:
-            self.skipTest("no sounds yet")
+        self.assertTrue(paths)
         sounds = [source.parse(str(path), path.read_text("utf-8"), TABLE) for path in paths]
         source.check_library(sounds, [source.author_code(sound.path) for sound in sounds])
         faults = [f"{sound.path}: {fault}" for sound in sounds for fault in sound.faults]
         self.assertEqual(faults, [])
-
-
-class Tools(unittest.TestCase):
-    def test_phrases_have_the_wheel_in_the_second_half(self):
-        for kind in phrases.PHRASES:
-            words, end = phrases.phrase_words(kind, 0)
-            moved = [float(word.split(",")[2]) for word in words if word.startswith("1,")]
-            self.assertGreater(min(moved), 0.45 * end, kind)
-        self.assertEqual(phrases.played("A1 C4", 1), [45, 72])
-
-    def test_traits_go_by_control_value(self):
-        text = "modulation_source_3 = 6\nmodulation_target_3 = 2\nmodwheel_amount = 0.5\n"
-        found = traits.traits(parse(text), TABLE)
-        self.assertEqual((found["engine"], found["filter"]), (["Late"], ["Low Pass 24 dB"]))
-        self.assertEqual((found["routing"], found["LFO"]), (["Modwheel to Mod Amt"], ["none"]))
 
     @unittest.skipUnless(find_spec("numpy") and find_spec("scipy"), "takes numpy and scipy")
     def test_pitch_is_found(self):

@@ -14,15 +14,12 @@ namespace {
 
 TEST(Tanh, FollowsTheRealOneInsideThreeAndGrowsBeyond)
 {
-    for (float v = -3.0f; v <= 3.0f; v += 0.125f)
+    for (float v = -3.0f; v <= 3.0f; v += 0.125f) {
         EXPECT_NEAR(th(v), std::tanh(v), 5e-4) << "at " << v;
+        EXPECT_NEAR(ra(v) * v, th(v), 1e-6f) << "at " << v;
+    }
     EXPECT_GT(th(3.7f), 1.0f); // no limiter: above 3.65 it passes 1 and rises as v / 15
     EXPECT_NEAR(th(3000.0f), 200.0f, 1.0f);
-    const Float4 wide{-2.5f, 1e-3f, 0.7f, 9.0f};
-    for (int lane = 0; lane < 4; ++lane) {
-        EXPECT_EQ(th(wide)[lane], th(wide[lane])) << "a lane is the plain float, to the bit";
-        EXPECT_NEAR(ra(wide)[lane] * wide[lane], th(wide[lane]), 1e-6f);
-    }
 }
 
 TEST(Random15, StaysInRangeAndEnginesStartApart)
@@ -32,13 +29,8 @@ TEST(Random15, StaysInRangeAndEnginesStartApart)
         Random15 random;
         random.seed(engineSeed(generator / 9, generator % 9));
         starts.insert(random.next());
-        double sum = 0.0;
-        for (int i = 0; i < 4000; ++i) {
-            const int r = random.next();
-            ASSERT_TRUE(r >= 0 && r <= 32767);
-            sum += r;
-        }
-        EXPECT_NEAR(sum / 4000.0, 16384.0, 700.0);
+        for (int i = 0; i < 4000; ++i)
+            ASSERT_EQ(random.next() & ~0x7fff, 0);
     }
     EXPECT_EQ(starts.size(), 36u) << "no two generators begin alike";
 }

@@ -10,9 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
-#include <cstdint>
-#include <initializer_list>
 #include <limits>
 #include <vector>
 
@@ -22,21 +19,23 @@ namespace zephra {
 /// follows from the seed alone.
 class BusyHost : HostPeer {
 public:
-    static constexpr int kMostFrames = 4096;
+    static constexpr std::size_t kMostFrames = 4096;
     static constexpr int kEventsPerBlock = 128;
     static constexpr int kLearntCc = 20;
 
     explicit BusyHost(std::uint32_t seed) : plugin(options()) { random.seed(seed); }
 
-    int below(int n) noexcept { return random.next() % n; }
-    /// 0..1; one in sixteen lies at an end, one in a thousand is nothing that a host should send.
+    int below(std::size_t n) noexcept { return random.next() % static_cast<int>(n); }
+    const auto& any(const auto& list) noexcept
+    {
+        return list[static_cast<std::size_t>(below(list.size()))];
+    }
+    /// 0..1; one in a thousand is nothing that a host should send.
     float normalised() noexcept
     {
         constexpr std::array kOdd = {std::numeric_limits<float>::quiet_NaN(),
                                      std::numeric_limits<float>::infinity(), -1e30f, 7.0f, 1e-40f};
-        if (below(1000) == 0)
-            return kOdd[static_cast<std::size_t>(below(kOdd.size()))];
-        return std::clamp(static_cast<float>(below(1024)) / 960.0f - 0.03f, 0.0f, 1.0f);
+        return below(1000) == 0 ? any(kOdd) : static_cast<float>(below(129)) / 128.0f;
     }
 
     /// An event for the coming block; further ones than a block takes are dropped.
@@ -45,30 +44,17 @@ public:
         if (count < kEventsPerBlock)
             events[static_cast<std::size_t>(count++)] = MidiEvent(sample, status, first, second);
     }
-
     /// Fills the coming block up with notes, controllers, bends, pressure and program changes.
     void addAnyEvents(int frames) noexcept
     {
         constexpr std::array kKinds = {0x90, 0x90, 0x90, 0x80, 0xb0, 0xb0, 0xc0, 0xd0, 0xe0};
         constexpr std::array kControllers = {
             1, 0, 2, 4, 7, 11, 32, 64, 64, 74, 120, 121, 123, kLearntCc, kLearntCc, kLearntCc};
-        const auto any = [this](const auto& list) {
-            return list[static_cast<std::size_t>(below(static_cast<int>(list.size())))];
-        };
         while (count < kEventsPerBlock) {
             const int kind = any(kKinds);
-            const int first = kind == 0xb0   ? any(kControllers)
-                              : kind <= 0x90 ? 24 + below(84)
-                                             : below(128);
+            const int first = kind == 0xb0 ? any(kControllers) : below(128);
             add(count * frames / kEventsPerBlock, kind | below(16), first, below(128));
         }
-    }
-
-    /// [audio] One parameter as the host's automation and one as its generic editor moves it.
-    void moveAnyParameter() noexcept
-    {
-        plugin.setParameterAutomated(below(kNumHostParameters), normalised());
-        plugin.setParameter(below(kNumHostParameters), normalised());
     }
 
     /// [audio] One host block with the events that were added.
@@ -91,7 +77,6 @@ public:
         return std::all_of(left.begin(), left.begin() + frames, sane) &&
                std::all_of(right.begin(), right.begin() + frames, sane);
     }
-
     /// It was rendered, and something plays.
     bool lastBlockSounds() const noexcept { return left[0] != 0.0f; }
 
@@ -112,7 +97,6 @@ private:
         all.editorFactory = [](VstXSynth&, int) { return std::make_unique<Screen>(); };
         return all;
     }
-
     HostTime time(std::uint32_t) noexcept override { return {tempo, HostTime::kTempoValid}; }
 
     Random15 random;
@@ -120,8 +104,7 @@ private:
     std::array<MidiEvent, kEventsPerBlock> events;
     std::array<const HostEvent*, kEventsPerBlock> pointers{};
     int count = 0;
-    std::vector<float> left = std::vector<float>(kMostFrames);
-    std::vector<float> right = std::vector<float>(kMostFrames);
+    std::vector<float> left = std::vector<float>(kMostFrames), right = left;
 
 public:
     VstXSynth plugin; ///< last: it leans on the others

@@ -2,6 +2,7 @@
 #include "library/PatchChunk.h"
 #include "realtime/BusyHost.h"
 #include "realtime/RealtimeWatch.h"
+#include "standalone/LiveInstrument.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,45 +10,9 @@
 #include <atomic>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace zephra {
 namespace {
-
-constexpr std::array kModes = {0, 1, 2, 3}; // Unison, Poly-4, Mono, Poly-8
-
-/// Every control in turn, from one end to the other, while notes sound: by id or as host parameter,
-/// then by a controller that it has just learnt.
-void moveEveryControl(BusyHost& host, Offences& seen)
-{
-    VstXSynth& plugin = host.plugin;
-    for (const ControlInfo& control : kControls) {
-        if (control.id >= kNumControls)
-            continue; // the pitch wheel, which is moved by bends alone
-        const float before = plugin.getControlValue(control.id);
-        plugin.startMidiLearn(control.id);
-        for (int step = 0; step <= 5; ++step) {
-            const float normalised = static_cast<float>(step % 3) / 2.0f;
-            const RealtimeWatch watch(seen);
-            if (step >= 3) {
-                host.add(17, 0xb0, BusyHost::kLearntCc, std::min(64 * (step - 3), 127));
-            } else if (control.isAutomatable()) {
-                plugin.setParameter(control.hostIndex, normalised);
-                plugin.setParameterAutomated(control.hostIndex, 1.0f - normalised);
-            } else {
-                plugin.setControlValue(control.id, normalised * control.scale, true);
-                plugin.setControlSilently(control.id, (1.0f - normalised) * control.scale);
-            }
-            host.add(0, 0x90, 36 + 7 * step, 100);
-            host.play(64);
-            ASSERT_TRUE(host.soundIsSane(64)) << control.name;
-        }
-        if (control.isStored()) {
-            EXPECT_EQ(plugin.getControlValue(control.id), control.scale) << control.name;
-        }
-        plugin.setControlSilently(control.id, before);
-    }
-}
 
 class RealtimeTest : public testing::Test {
 protected:
@@ -57,6 +22,15 @@ protected:
         EXPECT_EQ(seen.count(), 0) << seen;
         if (const char* reason = RealtimeWatch::blindness())
             GTEST_SKIP() << reason;
+    }
+    /// Blocks of 511 samples, the first with the event.
+    void play(BusyHost& host, int event, int blocks)
+    {
+        host.add(5, event, 60, 100);
+        for (int block = 0; block < blocks; ++block) {
+            const RealtimeWatch watch(seen);
+            host.play(511);
+        }
     }
 
     Offences seen;
@@ -85,16 +59,36 @@ TEST_F(RealtimeTest, TheWatchSeesWhatItShallAndOnlyInItsScope)
     EXPECT_EQ(some.systemCalls, 1);
 }
 
-TEST_F(RealtimeTest, EveryControlIsMovedInEveryModeAndRevision)
+TEST_F(RealtimeTest, EveryControlMovesFromEndToEndInEveryModeWhileNotesSound)
 {
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     BusyHost host(1);
-    host.plugin.setBlockSize(64);
-    for (const int mode : kModes) {
-        for (const float revision : {0.0f, 1.0f}) {
-            host.plugin.setControlValue(polyphony, static_cast<float>(mode), false);
-            host.plugin.setControlValue(opts_revision, revision, false);
-            host.plugin.setControlValue(fx_active, 1.0f - revision, false);
-            moveEveryControl(host, seen);
+    VstXSynth& plugin = host.plugin;
+    plugin.setBlockSize(64);
+    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f, 3.0f}) {
+        plugin.setControlValue(polyphony, mode, false);
+        plugin.setControlValue(opts_revision, mode < 2.0f, false);
+        plugin.setControlValue(fx_active, mode > 0.0f, false);
+        for (const ControlInfo& control : kControls) {
+            const float before = plugin.getControlValue(control.id);
+            plugin.startMidiLearn(control.id);
+            for (const float value : {kNan, 0.0f, 0.5f, 1.0f}) {
+                const RealtimeWatch watch(seen);
+                host.add(0, 0xb0, BusyHost::kLearntCc, value > 0.0f ? 127 : 0);
+                host.add(17, 0x90, 36 + host.below(60), 100);
+                host.play(64);
+                ASSERT_TRUE(host.soundIsSane(64)) << control.name;
+                plugin.setParameterAutomated(control.hostIndex, 1.0f - value);
+                plugin.setParameter(control.hostIndex, value);
+                plugin.setControlSilently(control.id, (1.0f - value) * control.scale);
+                plugin.setControlInternal(control.id, value);
+                plugin.setControlValue(control.id, value * control.scale, true);
+            }
+            if (control.isStored()) {
+                EXPECT_EQ(plugin.getControlValue(control.id), control.scale) << control.name;
+            }
+            plugin.setControlSilently(control.id, before);
+            plugin.setControlInternal(pitch_wheel, 0.5f);
         }
     }
 }
@@ -103,21 +97,19 @@ TEST_F(RealtimeTest, BlocksFullOfEventsAtEveryRateAndBlockSize)
 {
     BusyHost host(2);
     VstXSynth& plugin = host.plugin;
-    for (const double rate : {44100.0, 48000.0, 96000.0, 192000.0}) {
+    for (const double rate : {44100.0, 96000.0, 192000.0}) {
         plugin.setSampleRate(rate);
         for (const int frames : {1, 63, 64, 65, 511, 4096}) {
             plugin.setBlockSize(frames);
             for (int round = 0; round < 8; ++round) {
                 // The controller moves the mode in every other round, any control in the rest.
-                const std::size_t any = static_cast<std::size_t>(host.below(kControls.size()));
-                plugin.startMidiLearn(round % 2 ? kControls[any].id : polyphony);
+                plugin.startMidiLearn(round % 2 ? host.any(kControls).id : polyphony);
                 plugin.setControlSilently(opts_revision, static_cast<float>(round / 2 % 2));
                 plugin.setControlSilently(fx_active, static_cast<float>(round / 4 % 2));
-                host.add(0, 0xb0, BusyHost::kLearntCc, host.below(128));
                 for (int block = 0; block < (frames > 1000 ? 1 : 8); ++block) {
                     host.addAnyEvents(frames);
-                    const RealtimeWatch watch(seen);
-                    host.moveAnyParameter(); // as hosts do on the audio thread
+                    const RealtimeWatch watch(seen); // parameters too, as hosts do
+                    plugin.setParameter(host.below(kNumHostParameters), host.normalised());
                     host.play(frames);
                     ASSERT_TRUE(host.soundIsSane(frames));
                 }
@@ -131,24 +123,16 @@ TEST_F(RealtimeTest, FallingAsleepStoppingTheEffectsAndWakingUp)
     BusyHost host(3);
     VstXSynth& plugin = host.plugin;
     plugin.setControlSilently(fx_rev_dry_wet, 0.5f);
-    const auto play = [&](int event, int blocks) {
-        for (int block = 0; block < blocks; ++block) {
-            const RealtimeWatch watch(seen);
-            if (event && block == 0)
-                host.add(5, event, 60, 100);
-            host.play(511);
-        }
-    };
-    for (const int mode : kModes) {
-        plugin.setControlSilently(polyphony, static_cast<float>(mode));
+    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f}) {
+        plugin.setControlSilently(polyphony, mode);
         plugin.setControlSilently(fx_active, 1.0f);
-        play(0x90, 50);
-        play(0x80, 100);
+        play(host, 0x90, 50);
+        play(host, 0x80, 100);
         plugin.setControlSilently(fx_active, 0.0f);
-        play(0, 250);
+        play(host, 0xa0, 250);
         EXPECT_TRUE(plugin.engine().asleep());
         EXPECT_FALSE(plugin.engine().effectsRunning());
-        play(0x90, 50);
+        play(host, 0x90, 50);
         EXPECT_FALSE(plugin.engine().asleep());
     }
 }
@@ -157,14 +141,12 @@ TEST_F(RealtimeTest, PatchesOfAllModesAreLoadedOverSoundingNotes)
 {
     BusyHost host(4);
     VstXSynth& plugin = host.plugin;
-    plugin.setBlockSize(256);
     std::vector<std::vector<std::uint8_t>> chunks;
-    for (const int mode : kModes) {
-        plugin.setControlSilently(polyphony, static_cast<float>(mode));
-        plugin.setControlSilently(fx_active, static_cast<float>(mode % 2));
+    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f}) {
+        plugin.setControlSilently(polyphony, mode);
+        plugin.setControlSilently(fx_active, mode > 1.0f);
         chunks.push_back(writeChunk(*plugin.parameters().getPreset(0), 0));
     }
-
     std::atomic<int> loaded{0};
     std::atomic<bool> playing{true};
     std::thread loader([&] {
@@ -174,14 +156,34 @@ TEST_F(RealtimeTest, PatchesOfAllModesAreLoadedOverSoundingNotes)
             std::this_thread::yield();
         }
     });
-    for (int block = 0; block < 500 || loaded < 20; ++block) {
-        host.add(3, 0x90, 36 + block % 48, 100);
-        const RealtimeWatch watch(seen);
-        host.play(256);
-    }
+    for (int block = 0; block < 250 || loaded < 20; ++block)
+        play(host, 0x90, 1);
     playing = false;
     loader.join();
-    EXPECT_TRUE(host.soundIsSane(256));
+    EXPECT_TRUE(host.soundIsSane(511));
+}
+
+TEST_F(RealtimeTest, TheStandaloneProgramPlaysASongAndAKeyboard)
+{
+    constexpr int kBlock = 256;
+    standalone::LiveInstrument instrument{VstXSynthOptions{}};
+    instrument.prepare(48000.0, kBlock);
+    Song song;
+    song.tempos = {{0.01, 90.0}};
+    song.messages.assign(2000, {0.02, {0xb0, 1, 64}}); // more at once than one call takes
+    song.messages.push_back({0.05, {0x90, 60, 100}});
+    song.messages.push_back({0.1, {0x80, 60, 0}});
+    instrument.play(song);
+
+    std::array<float, kBlock> left{}, right{};
+    for (int block = 0; block < 400; ++block) {
+        const auto now = standalone::Clock::now();
+        for (int i = 0; i < (block == 100 ? 5000 : 3); ++i) // too many once
+            instrument.midi().push({now, {0x90, static_cast<std::uint8_t>(i + 40), 100}});
+        const RealtimeWatch watch(seen);
+        instrument.render(left.data(), right.data(), kBlock, now);
+    }
+    EXPECT_GT(instrument.takePeak(), 0.01f);
 }
 
 } // namespace

@@ -8,7 +8,6 @@
 #include <dlfcn.h>
 #include <linux/prctl.h>
 #include <pthread.h>
-#include <semaphore.h>
 #include <sys/prctl.h>
 #include <ucontext.h>
 
@@ -95,7 +94,11 @@ template <Name name, class Result = int, class... Args> Result lockBy(Args... ar
     return function(args...);
 }
 
-void noteAllocation(const char* what) noexcept { note(&Offences::allocations, what); }
+void* noted(const char* what, void* memory) noexcept
+{
+    note(&Offences::allocations, what);
+    return memory;
+}
 
 } // namespace
 
@@ -125,7 +128,7 @@ const char* RealtimeWatch::blindness() noexcept
 // when that library or the C++ library calls them itself.
 
 using zephra::lockBy;
-using zephra::noteAllocation;
+using zephra::noted;
 
 extern "C" {
 
@@ -135,37 +138,25 @@ void* __libc_realloc(void*, std::size_t);
 void* __libc_memalign(std::size_t, std::size_t);
 void __libc_free(void*);
 
-void* malloc(std::size_t size) noexcept
+void* malloc(std::size_t size) noexcept { return noted("malloc", __libc_malloc(size)); }
+void* calloc(std::size_t n, std::size_t size) noexcept
 {
-    noteAllocation("malloc");
-    return __libc_malloc(size);
-}
-void* calloc(std::size_t count, std::size_t size) noexcept
-{
-    noteAllocation("calloc");
-    return __libc_calloc(count, size);
+    return noted("calloc", __libc_calloc(n, size));
 }
 void* realloc(void* old, std::size_t size) noexcept
 {
-    noteAllocation("realloc");
-    return __libc_realloc(old, size);
+    return noted("realloc", __libc_realloc(old, size));
 }
 void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
 {
-    noteAllocation("aligned_alloc");
-    return __libc_memalign(alignment, size);
+    return noted("aligned_alloc", __libc_memalign(alignment, size));
 }
 int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept
 {
-    noteAllocation("posix_memalign");
-    *memory = __libc_memalign(alignment, size);
+    *memory = noted("posix_memalign", __libc_memalign(alignment, size));
     return *memory ? 0 : ENOMEM;
 }
-void free(void* memory) noexcept
-{
-    noteAllocation("free");
-    __libc_free(memory);
-}
+void free(void* memory) noexcept { __libc_free(noted("free", memory)); }
 
 int pthread_mutex_lock(pthread_mutex_t* m) noexcept { return lockBy<"pthread_mutex_lock">(m); }
 int pthread_mutex_trylock(pthread_mutex_t* m) noexcept
@@ -180,8 +171,6 @@ int pthread_rwlock_wrlock(pthread_rwlock_t* l) noexcept
 {
     return lockBy<"pthread_rwlock_wrlock">(l);
 }
-int pthread_spin_lock(pthread_spinlock_t* l) noexcept { return lockBy<"pthread_spin_lock">(l); }
-int sem_wait(sem_t* s) { return lockBy<"sem_wait">(s); }
 int __cxa_guard_acquire(long long* guard) { return lockBy<"__cxa_guard_acquire">(guard); }
 
 } // extern "C"

@@ -22,8 +22,8 @@ std::ostream& operator<<(std::ostream& out, const Offences& offences);
 /// `offences`, and is carried out as if nobody looked. Other threads are not watched.
 ///
 /// Allocation: the malloc family, and with it operator new and delete. Locks: mutexes, read-write
-/// locks, spin locks, semaphores and the guards of function-local statics. System calls: trapped
-/// by the kernel as they are made; that takes in futexes, and so every wait.
+/// locks and the guards of function-local statics. System calls: trapped by the kernel as they are
+/// made; that takes in futexes, and so every wait.
 class RealtimeWatch {
 public:
     explicit RealtimeWatch(Offences& offences) noexcept;

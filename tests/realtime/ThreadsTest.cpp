@@ -12,99 +12,86 @@ namespace {
 // What the plug-in's threads may do at once. These tests look for what the thread sanitizer
 // reports, and for hangs; without it they show only that the sound stays sane.
 
-/// What the thread of an editor may ask for, at random: any thread may have a generic editor, and
-/// one has the plug-in's own.
-void edit(VstXSynth& plugin, Random15& random, bool ownEditor)
-{
-    const auto below = [&random](int n) { return random.next() % n; };
-    const ControlInfo& control = kControls[static_cast<std::size_t>(below(kControls.size()))];
-    const float unit = static_cast<float>(below(128)) / 127.0f;
-    const float value = unit * control.scale;
-    const int index = below(kNumHostParameters);
-    char text[64];
-    switch (below(ownEditor ? 300 : 200)) {
-    case 0: plugin.applyCurrentPatch(); break;
-    case 1: plugin.setControlSilently(polyphony, static_cast<float>(below(4))); break;
-    case 2:
-        plugin.getParameterDisplay(index, text);
-        EXPECT_TRUE(std::isfinite(plugin.getParameter(index)));
-        plugin.waitForAudioIdle();
-        break;
-    case 200: plugin.snapSmoothers(); break;
-    case 201: plugin.resetVoicesAndEffects(); break;
-    case 202: plugin.applyAllControls(); break;
-    case 203: plugin.setControlValue(polyphony, static_cast<float>(below(4)), true); break;
-    case 204:
-        below(2) ? plugin.startMidiLearn(control.id) : plugin.forgetMidi(control.id);
-        EXPECT_GE(plugin.ccOfControl(control.id), 0);
-        plugin.midiActivity().seen = 0;
-        plugin.midiActivity().stampMs = below(1000);
-        break;
-    case 205:
+/// What an editor asks for now and then, with any control and any value of it. The plug-in's own
+/// asks for all of it, a generic one on a thread of its own for the first ones.
+using Action = void (*)(VstXSynth& plugin, const ControlInfo& control, float value);
+constexpr std::size_t kOfAnyEditor = 3;
+constexpr Action kActions[] = {
+    [](auto& plugin, auto&, float) { plugin.applyCurrentPatch(); },
+    [](auto& plugin, auto&, float x) { plugin.setControlSilently(polyphony, x); },
+    [](auto& plugin, auto&, float) { plugin.waitForAudioIdle(); },
+    // --- of the plug-in's own ---
+    [](auto& plugin, auto&, float x) { plugin.setControlValue(polyphony, x, true); },
+    [](auto& plugin, auto&, float) { plugin.snapSmoothers(); },
+    [](auto& plugin, auto&, float) { plugin.resetVoicesAndEffects(); },
+    [](auto& plugin, auto&, float) { plugin.applyAllControls(); },
+    [](auto& plugin, auto& control, float) { plugin.startMidiLearn(control.id); },
+    [](auto& plugin, auto& control, float) { plugin.forgetMidi(control.id); },
+    [](auto& plugin, auto& control, float) { EXPECT_GE(plugin.ccOfControl(control.id), 0); },
+    [](auto& plugin, auto&, float) { plugin.midiActivity().seen = plugin.engine().asleep(); },
+    [](auto& plugin, auto&, float x) { plugin.setControlInternal(pitch_wheel, x); },
+    [](auto& plugin, auto& control, float) {
+        plugin.parameterBeingEdited = control.hostIndex;
+        plugin.notifyHostAutomate(control.id);
+        plugin.parameterBeingEdited = -1;
+    },
+    [](auto& plugin, auto&, float) {
         plugin.parameters().saveSnapshot();
         plugin.parameters().loadDefaultsUnlocked();
         plugin.applyCurrentPatch();
         plugin.parameters().restoreSnapshot();
-        break;
-    case 206: plugin.parameters().setLocked(control.id, below(2) == 0); break;
-    case 207: plugin.setControlInternal(pitch_wheel, unit); break;
-    case 208:
-        plugin.parameterBeingEdited = control.hostIndex;
-        plugin.notifyHostAutomate(control.id);
-        plugin.parameterBeingEdited = -1;
-        break;
-    case 209: EXPECT_GE(plugin.engine().asleep() + plugin.engine().effectsRunning(), 0); break;
-    case 210: {
+    },
+    [](auto& plugin, auto& control, float x) { plugin.parameters().setLocked(control.id, x > 1); },
+    [](auto& plugin, auto&, float) {
         void* chunk = nullptr;
         const int size = plugin.getChunk(&chunk, true);
-        plugin.setControlValue(control.id, value, true);
         EXPECT_EQ(plugin.setChunk(chunk, size, true), size);
-        break;
-    }
-    case 211: plugin.initPatch(); break;
-    case 212: plugin.serviceRequests(); break;
-    case 213: {
+    },
+    [](auto& plugin, auto&, float) { plugin.initPatch(); },
+    [](auto& plugin, auto&, float) { plugin.serviceRequests(); },
+    [](auto& plugin, auto&, float) {
         GeneticsState twoThatAreGone;
         twoThatAreGone.parentCount = 2;
         plugin.breed(twoThatAreGone);
-        break;
-    }
-    default:
-        if (ownEditor)
-            plugin.setControlValue(control.id, value, true);
-        else
-            plugin.setParameter(index, unit);
-    }
-}
+    },
+};
 
 TEST(Threads, EditorsWhileTheHostRendersAutomatesAndChangesItsRate)
 {
     BusyHost host(4);
     VstXSynth& plugin = host.plugin;
     plugin.setBlockSize(128);
-
     std::atomic<bool> playing{true};
-    const auto editWhilePlaying = [&](std::uint32_t seed, bool ownEditor) {
+    const auto edit = [&](std::uint32_t seed, std::size_t actions) {
         Random15 random;
         random.seed(seed);
+        const auto below = [&](std::size_t n) {
+            return static_cast<std::size_t>(random.next()) % n;
+        };
         while (playing) {
-            edit(plugin, random, ownEditor);
+            const ControlInfo& control = kControls[below(kControls.size())];
+            const float value = control.scale * static_cast<float>(below(128)) / 127.0f;
+            if (const std::size_t rare = below(300); rare < actions)
+                kActions[rare](plugin, control, value);
+            plugin.setControlValue(control.id, value, true);
+            plugin.setParameter(control.hostIndex, value / control.scale);
+            EXPECT_TRUE(std::isfinite(plugin.getParameter(control.hostIndex)));
+            EXPECT_NE(plugin.formatControl(control.id), "");
             std::this_thread::yield();
         }
     };
-    std::thread editor(editWhilePlaying, 1, true);
-    std::thread genericEditor(editWhilePlaying, 2, false);
+    std::thread editor(edit, 1, std::size(kActions)), genericEditor(edit, 2, kOfAnyEditor);
 
-    constexpr std::array kRates = {44100.0, 48000.0, 96000.0};
     bool sane = true;
     int sounding = 0; // most blocks fall into a pause
     for (int block = 0; sounding < 400; ++block) {
         const int frames = 1 + host.below(128);
         if (block % 300 == 299) // between two blocks
-            plugin.setSampleRate(kRates[static_cast<std::size_t>(host.below(kRates.size()))]);
+            plugin.setSampleRate(host.any(std::array{44100.0, 48000.0, 96000.0}));
         if (block % 300 == 149)
             plugin.setBlockSize(128 + host.below(2));
-        host.moveAnyParameter();
+        plugin.setParameterAutomated(host.below(kNumHostParameters), host.normalised());
+        plugin.setParameter(host.below(kNumHostParameters), host.normalised());
         host.addAnyEvents(frames);
         host.play(frames);
         sane = sane && host.soundIsSane(frames);

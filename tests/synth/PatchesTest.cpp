@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "library/PatchChunk.h"
+#include "library/PatchLibrary.h"
 #include "library/ProgramFile.h"
 #include "support/ChunkBytes.h"
+#include "support/LibraryTree.h"
 #include "support/PluginPeers.h"
 #include "support/RandomPatch.h"
 #include "support/TempFolder.h"
@@ -43,49 +45,38 @@ protected:
     const Bytes quiet = ChunkBytes(6, 7).name("Inside").values({{volume, 0.25f}}).file();
 };
 
-// --- Chunks of the host ---------------------------------------------------------------------
-
-TEST_F(Patches, AHostGetsBackWhatItWasGiven)
-{
-    test::RandomPatch random(5);
-    VstXSynth other;
-    other.engineWord = random.fill(*other.parameters().getPreset(0));
-    const Bytes song = get(other);
-    EXPECT_EQ(set(synth, song), static_cast<int>(song.size()));
-    EXPECT_EQ(get(synth), song);
-    EXPECT_EQ(plugin.host.displayUpdates, 1);
-    EXPECT_EQ(plugin.host.refreshes, 1);
-    EXPECT_EQ(plugin.editor->refreshes, 1);
-}
-
-TEST_F(Patches, AChunkOfTheHostKeepsItsNameAndStandsForNoFile)
+TEST_F(Patches, AChunkOfTheHostComesBackKeepsItsNameAndStandsForNoFile)
 {
     ASSERT_TRUE(load(folder.put("Outside.fxp", quiet)));
+    plugin.host.displayUpdates = plugin.editor->refreshes = plugin.host.refreshes = 0;
     const std::uint8_t byte = 0;
     EXPECT_EQ(synth.setChunk(nullptr, 1000, true), 1000);
     EXPECT_EQ(synth.setChunk(&byte, 0, true), 0);
     EXPECT_EQ(synth.setChunk(&byte, -1, true), -1);
     EXPECT_EQ(synth.getChunk(nullptr, true), 0);
     EXPECT_EQ(synth.currentPatchName(), "Outside") << "nothing happens without bytes";
-    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
 
-    set(synth, ChunkBytes(6, 9).name("In the Song").values({{volume, 0.125f}}).bytes);
-    EXPECT_EQ(synth.programName(), "In the Song");
+    test::RandomPatch random(5);
+    VstXSynth other;
+    other.engineWord = random.fill(*other.parameters().getPreset(0));
+    other.setProgramName("In the Song");
+    const Bytes song = get(other);
+    EXPECT_EQ(set(synth, song), static_cast<int>(song.size()));
+    EXPECT_EQ(get(synth), song);
+    EXPECT_EQ(plugin.host.displayUpdates, 1);
+    EXPECT_EQ(plugin.host.refreshes, 1);
+    EXPECT_EQ(plugin.editor->refreshes, 1);
     EXPECT_EQ(synth.currentPatchName(), "In the Song");
     EXPECT_EQ(synth.currentPatchPath, "");
     EXPECT_TRUE(synth.hostLoaded);
-    EXPECT_EQ(synth.getControlValue(volume), 0.125f);
-    EXPECT_EQ(synth.engineWord, 9u);
     EXPECT_EQ(set(synth, {1}), 1); // a header of nothing: all defaults
     EXPECT_EQ(synth.getControlValue(volume), 0.5f);
 }
 
-// --- Sound ----------------------------------------------------------------------------------
-
 TEST_F(Patches, TheNextBlockAlreadyPlaysTheNewPatch)
 {
-    for (const int mode : {0, 1, 2, 3}) {
-        synth.setControlSilently(polyphony, static_cast<float>(mode));
+    for (const float mode : {0.0f, 1.0f, 2.0f, 3.0f}) {
+        synth.setControlSilently(polyphony, mode);
         synth.setControlSilently(fx_active, 1.0f);
         plugin.send({{0, 0x90, 60, 100}, {0, 0x90, 64, 100}});
         plugin.run(256);
@@ -105,22 +96,7 @@ TEST_F(Patches, TheNextBlockAlreadyPlaysTheNewPatch)
     }
 }
 
-TEST_F(Patches, NoValueOfAPatchBreaksTheSound)
-{
-    test::RandomPatch random(6);
-    PluginParameters store;
-    for (int i = 0; i < 300; ++i) {
-        random.fill(*store.getPreset(0));
-        set(synth, writeChunk(*store.getPreset(0), 0));
-        plugin.send({{0, 0x90, 36 + i % 60, 100}});
-        for (const float x : Plugin::render(synth, 256).left)
-            ASSERT_TRUE(std::isfinite(x)) << "patch " << i;
-    }
-}
-
-// --- Program files --------------------------------------------------------------------------
-
-TEST_F(Patches, AFileGivesThePatchItsName)
+TEST_F(Patches, AFileGivesThePatchItsNameAndASavedOneGetsIt)
 {
     const std::string path = folder.put("A name that is longer than thirty-one bytes.fxp", quiet);
     for (const bool fromLibrary : {true, false}) { // else as if from the host, but named alike
@@ -132,97 +108,205 @@ TEST_F(Patches, AFileGivesThePatchItsName)
         EXPECT_EQ(synth.getControlValue(volume), 0.25f);
     }
     EXPECT_EQ(plugin.host.displayUpdates, 4) << "the sound, and once more the name";
-}
 
-TEST_F(Patches, AFileThatCannotBeLoadedChangesNothing)
-{
-    ASSERT_TRUE(load(folder.put("Good.fxp", quiet)));
-    const Bytes before = get(synth);
+    const std::string mine = (folder / "Mine.fxp").string();
+    EXPECT_FALSE(synth.savePatchFile(mine));
+    EXPECT_EQ(synth.programName(), "Mine");
+    const Bytes state = get(synth);
+    EXPECT_EQ(readProgramFile(mine).chunk, state);
+    EXPECT_TRUE(synth.savePatchFile((folder / "no such" / "Other.fxp").string()));
+    EXPECT_TRUE(synth.savePatchFile(folder.path().string())) << "a folder in its place";
+    EXPECT_EQ(folder.count(), 2) << "nothing left aside";
+
     const int updates = plugin.host.displayUpdates;
     for (const auto& silent : {folder / "missing.fxp", folder.path()})
         EXPECT_FALSE(load(silent.string()));
     EXPECT_EQ(synth.messages.count(), 0);
     EXPECT_FALSE(load(folder.put("foreign.fxp", ChunkBytes(6).file("ZPHX"))));
     EXPECT_EQ(synth.messages.lastText(), "This is not a patch for The Zephra.");
-    EXPECT_EQ(get(synth), before);
-    EXPECT_EQ(synth.currentPatchName(), "Good");
     EXPECT_EQ(plugin.host.displayUpdates, updates);
-}
-
-TEST_F(Patches, ASavedPatchIsNamedAfterItsFile)
-{
-    synth.setControlSilently(volume, 0.125f);
-    synth.engineWord = 3;
-    const std::string path = (folder / "Mine.fxp").string();
-    EXPECT_FALSE(synth.savePatchFile(path));
-    EXPECT_EQ(synth.programName(), "Mine");
-    const Bytes state = get(synth);
-    EXPECT_EQ(readProgramFile(path).chunk, state);
-
-    EXPECT_TRUE(synth.savePatchFile((folder / "no such" / "Other.fxp").string()));
-    EXPECT_TRUE(synth.savePatchFile(folder.path().string())) << "a folder in its place";
-    EXPECT_EQ(get(synth), state);
-    EXPECT_EQ(synth.currentPatchPath, path);
-    EXPECT_EQ(folder.count(), 1) << "nothing left aside";
+    EXPECT_EQ(get(synth), state) << "what fails changes nothing";
+    EXPECT_EQ(synth.currentPatchPath, mine);
 }
 
 TEST_F(Patches, InitPatchResetsLockedControlsToo)
 {
     load(folder.put("x.fxp", quiet));
-    synth.setControlSilently(filter_cutoff, 0.9f);
-    synth.parameters().setLocked(filter_cutoff, true);
-    const int updates = plugin.host.displayUpdates;
-    const int refreshes = plugin.editor->refreshes, hostRefreshes = plugin.host.refreshes;
+    synth.parameters().setLocked(volume, true);
+    plugin.host.displayUpdates = plugin.editor->refreshes = plugin.host.refreshes = 0;
     synth.initPatch();
-    EXPECT_TRUE(synth.parameters().isLocked(filter_cutoff));
-    EXPECT_EQ(plugin.host.displayUpdates, updates + 1);
-    EXPECT_EQ(plugin.host.refreshes, hostRefreshes + 1);
-    EXPECT_EQ(plugin.editor->refreshes, refreshes + 1);
+    EXPECT_TRUE(synth.parameters().isLocked(volume));
+    EXPECT_EQ(plugin.host.displayUpdates, 1);
+    EXPECT_EQ(plugin.host.refreshes, 1);
+    EXPECT_EQ(plugin.editor->refreshes, 1);
     EXPECT_EQ(get(synth), get(*Plugin().synth)) << "as a fresh one";
 }
 
-// --- File selector --------------------------------------------------------------------------
-
 /// A user who has made up their mind.
 struct DecidedUser : FileSelector {
-    std::optional<std::string> choose(const FileRequest& request) override
-    {
-        asked = request;
-        return choice;
-    }
-
+    std::optional<std::string> choose(const FileRequest&) override { return choice; }
     std::optional<std::string> choice;
-    FileRequest asked;
 };
 
-TEST(PatchSelector, LoadsAndSavesWhatTheUserChooses)
+TEST_F(Patches, TheFileSelectorLoadsAndSavesWhatTheUserChooses)
 {
-    const test::TempFolder folder;
     DecidedUser user;
     VstXSynthOptions options;
     options.fileSelector = &user;
-    VstXSynth synth(options);
-
-    synth.selectPatchFile(PatchFileMode::LoadProgram); // the user gives up
-    EXPECT_EQ(user.asked.title, "Load Patch");
-    EXPECT_EQ(synth.programName(), "Init Patch");
-    user.choice = folder.put("Bass/Deep.fxp", ChunkBytes(6).values({{volume, 0.25f}}).file());
-    synth.selectPatchFile(PatchFileMode::LoadOld); // a kind of files without a reader
-    EXPECT_EQ(synth.programName(), "Init Patch");
-    synth.selectPatchFile(PatchFileMode::LoadProgram);
-    EXPECT_EQ(synth.getControlValue(volume), 0.25f);
+    VstXSynth asking(options);
+    asking.selectPatchFile(PatchFileMode::LoadProgram); // the user gives up
+    user.choice = folder.put("Deep.fxp", quiet);
+    asking.selectPatchFile(PatchFileMode::LoadOld); // a kind of files without a reader
+    EXPECT_EQ(asking.programName(), "Init Patch");
+    asking.selectPatchFile(PatchFileMode::LoadProgram);
+    EXPECT_EQ(asking.getControlValue(volume), 0.25f);
     for (const auto& [typed, written] : {std::pair{"v1.2", "v1.2.fxp"}, {"Loud.FXP", "Loud.FXP"}}) {
         user.choice = (folder / typed).string();
-        synth.selectPatchFile(PatchFileMode::SaveProgram);
+        asking.selectPatchFile(PatchFileMode::SaveProgram);
         EXPECT_EQ(readProgramFile(folder / written).fault, ProgramFile::Fault::None) << written;
-        EXPECT_EQ(synth.currentPatchPath, (folder / written).string());
     }
-    EXPECT_TRUE(user.asked.save);
-    EXPECT_EQ(user.asked.name, "v1.2");
     user.choice = (folder / "no such" / "x").string();
-    synth.selectPatchFile(PatchFileMode::SaveProgram);
-    EXPECT_TRUE(synth.messages.lastText().starts_with("The patch could not be saved: "));
-    VstXSynth().selectPatchFile(PatchFileMode::SaveProgram); // nobody to ask
+    asking.selectPatchFile(PatchFileMode::SaveProgram);
+    EXPECT_TRUE(asking.messages.lastText().starts_with("The patch could not be saved: "));
+    synth.selectPatchFile(PatchFileMode::SaveProgram); // nobody to ask
+}
+
+/// A tree of patches that all can be loaded.
+struct PatchTree : test::LibraryTree {
+    PatchTree(std::initializer_list<const char*> names) : LibraryTree(names)
+    {
+        const auto bytes = ChunkBytes(6, 0).values({{volume, 0.25f}}).file();
+        for (const std::string& name : this->names())
+            put(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+};
+
+TEST(FirstPatch, IsTheShowpieceElseTheFirstWithoutCategoryElseTheFirst)
+{
+    const struct {
+        PatchTree tree;
+        const char* name;
+        int program;
+    } rows[] = {
+        {{"A/a.fxp", "showcase/bass carpet qx.fxp", "Z/z.fxp"}, "bass carpet qx", 1},
+        {{"A/Lead/a.fxp", "A/b.fxp", "A/c.fxp"}, "b", 1},
+        {{"A/Lead/b.fxp", "A/Lead/a.fxp"}, "a", 0},
+        {{}, "Init Patch", 0},
+    };
+    for (const auto& row : rows) {
+        const Plugin plugin("Quillon Audio", row.tree.root());
+        EXPECT_EQ(plugin.host.displayUpdates + plugin.host.refreshes, 0) << "no news";
+        for (const int program : {-1, 99})
+            plugin.synth->setProgram(program);
+        EXPECT_EQ(plugin.synth->programName(), row.name);
+        EXPECT_EQ(plugin.synth->getProgram(), row.program) << row.name;
+    }
+}
+
+TEST(NewPatch, LiesWhereTheBrowserPointsAndNeverOnAnotherOne)
+{
+    const PatchTree tree{"A/a.fxp", "A/Lead/b.fxp"};
+    Plugin plugin("", tree.root());
+    VstXSynth& synth = *plugin.synth;
+    synth.setControlSilently(filter_cutoff, 0.125f);
+    const auto store = [&](const char* name) {
+        synth.library()->filter.bankRow = synth.library()->columns().bankRowNamed("A");
+        return synth.storeNewPatch(name);
+    };
+    EXPECT_FALSE(store("A"));
+    EXPECT_EQ(synth.messages.count(), 1);
+    EXPECT_TRUE(store("Own"));
+    EXPECT_EQ(synth.programName(), "Own");
+    ASSERT_TRUE(synth.library()->findByPath(libraryPath(tree / "A/Own.fxp")));
+    for (const auto& [name, cutoff] : {std::pair("A/a.fxp", 0.5f), {"A/Own.fxp", 0.125f}}) {
+        synth.loadPatchFile(tree / name, PatchFileMode::LoadProgram, true);
+        EXPECT_EQ(synth.getControlValue(filter_cutoff), cutoff) << name;
+    }
+}
+
+TEST(Child, SoundsAtOnceAndIsStoredInABankOfItsOwn)
+{
+    const PatchTree tree{"A/a.fxp", "A/b.fxp"};
+    Plugin plugin("", tree.root());
+    VstXSynth& synth = *plugin.synth;
+    GeneticsState nobody;
+    synth.breed(nobody, 0xabc);
+    EXPECT_EQ(synth.programName(), "a") << "without two parents nothing happens";
+
+    plugin.editor->refreshes = plugin.host.refreshes = 0;
+    synth.library()->buildView({});
+    synth.library()->runGenetics(true, false, 0.5f,
+                                 [&](GeneticsState& state) { synth.breed(state, 0xabc); });
+    EXPECT_EQ(synth.currentPatchName(), "Genetics");
+    EXPECT_EQ(synth.currentPatchPath, "") << "it stands for no file";
+    EXPECT_EQ(plugin.host.refreshes, 1);
+    EXPECT_EQ(plugin.editor->refreshes, 1);
+
+    ASSERT_TRUE(synth.storeChild());
+    EXPECT_TRUE(synth.programName().ends_with("-ABE")) << synth.programName();
+    const PatchEntry* stored = synth.library()->findByPath(libraryPath(synth.currentPatchPath));
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(synth.library()->bankNameOf(*stored), "Genetics");
+    synth.initPatch();
+    synth.loadPatchFile(synth.currentPatchPath, PatchFileMode::LoadProgram, true);
+    EXPECT_EQ(synth.getControlValue(volume), 0.25f) << "of both parents";
+    EXPECT_EQ(synth.parameters().getPreset(0)->infoText(), "a|b|abe");
+}
+
+TEST(FirstStart, BringsTheFactoryBanksOnce)
+{
+    const PatchTree factory{"Showcase/Bass Carpet QX.fxp", "Essentials/Bass/x.fxp"};
+    const test::TempFolder home;
+    VstXSynthOptions options;
+    options.soundbankRoot = home / "deep/down/Soundbanks";
+    options.factoryBanks = factory.root();
+    EXPECT_EQ(VstXSynth(options).programName(), "Bass Carpet QX");
+    EXPECT_TRUE(std::filesystem::is_directory(options.soundbankRoot / "User"));
+    std::filesystem::remove_all(options.soundbankRoot / "Showcase");
+    EXPECT_EQ(VstXSynth(options).programName(), "x") << "what is deleted does not come back";
+}
+
+TEST(ProgramChange, CountsThePatchesOfTheBankThatMidiHasSelected)
+{
+    // MIDI's banks: 0 Genetics, 1 User, 2 A, 3 B.
+    const PatchTree tree{"A/a.fxp", "A/Lead/b.fxp", "A/All Patches/c.fxp", "A/d.fxp",
+                         "B/e.fxp", "B/f.fxp",      "User/g.fxp"};
+    Plugin plugin("", tree.root());
+    ASSERT_EQ(plugin.synth->programName(), "a");
+    const auto bank = [](int number) { return MidiEvent(0, 0xb0, 32, number); };
+    const auto program = [](int number) { return MidiEvent(0, 0xc0, number, 0); };
+    const struct {
+        const char* what;
+        std::vector<MidiEvent> events;
+        const char* name;
+    } rows[] = {
+        {"the bank of the first patch", {program(1)}, "b"},
+        {"folders out of sight do not count", {program(2)}, "d"},
+        {"beyond the bank, and a bank alone", {program(3), bank(3)}, "d"},
+        {"it holds from then on", {program(0)}, "e"},
+        {"beyond the list", {bank(4), program(1)}, "f"},
+        {"the last one stands", {program(0), bank(1), program(0)}, "g"},
+        {"a later bank is for later", {bank(3), program(0), bank(2)}, "e"},
+        {"as here", {program(0)}, "a"},
+        {"an empty bank", {bank(0), program(0)}, "a"},
+    };
+    for (const auto& row : rows) {
+        const int updates = plugin.host.displayUpdates;
+        for (const MidiEvent& event : row.events)
+            plugin.send({event});
+        EXPECT_EQ(plugin.host.displayUpdates, updates) << "nothing is loaded on the audio thread";
+        plugin.synth->serviceRequests();
+        EXPECT_EQ(plugin.synth->programName(), row.name) << row.what;
+        plugin.synth->serviceRequests();
+        EXPECT_EQ(plugin.synth->programName(), row.name) << "once";
+    }
+    plugin.synth->setProgram(1); // by a host that does not see the list
+    EXPECT_EQ(plugin.synth->programName(), "a");
+    EXPECT_EQ(plugin.synth->getProgram(), 0);
+    Plugin alone; // without a library
+    alone.send({bank(3), program(17)});
+    alone.synth->serviceRequests();
+    EXPECT_EQ(alone.synth->programName(), "Init Patch");
 }
 
 } // namespace

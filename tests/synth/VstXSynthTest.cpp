@@ -5,64 +5,25 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <limits>
 
 namespace zephra {
 namespace {
 
-using test::inFreshProcess;
 using test::Plugin;
-
-// Songs find the instrument by these: a change here breaks them.
-TEST(Identity, IsAnInstrumentOfTwoOutputs)
-{
-    const VstXSynth alone;
-    const EffectIdentity& identity = alone.identity();
-    EXPECT_EQ(identity.uniqueId, 0x5a504852) << "Z, P, H, R";
-    EXPECT_EQ(identity.numPrograms, 1);
-    EXPECT_EQ(identity.numParameters, 75);
-    EXPECT_EQ(identity.numOutputs, 2);
-    EXPECT_EQ(identity.flags, 0x130u);
-    EXPECT_EQ(Plugin().synth->identity().flags, 0x131u) << "and an editor";
-
-    char text[64];
-    EXPECT_TRUE(alone.getEffectName(text));
-    EXPECT_STREQ(text, "The Zephra");
-    EXPECT_EQ(alone.canDo("receiveVstMidiEvent"), 1);
-    for (const char* cannot : {"", "sendVstEvents", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(alone.canDo(cannot), -1);
-    PinProperties pin;
-    for (const int index : {-1, 0, 1, 2})
-        EXPECT_EQ(alone.getOutputProperties(index, pin), index == 0 || index == 1);
-    EXPECT_STREQ(pin.label.data(), "Vstx 2");
-}
-
-TEST(Program, NamesAreCutForTheHostBetweenLettersAndKeptLonger)
-{
-    VstXSynth synth;
-    char text[24];
-    synth.setProgramName("Glockenspiele, Gr\xc3\xb6\xc3\x9f"
-                         "e\xc3\xa4, 1234567890");
-    synth.getProgramName(text);
-    EXPECT_STREQ(text, "Glockenspiele, Gr\xc3\xb6\xc3\x9f"
-                       "e");
-    EXPECT_EQ(synth.programName().size(), 31u);
-    synth.setProgramName(nullptr);
-    EXPECT_EQ(synth.programName(), "");
-}
 
 TEST(HostWheel, ReachesTheOpenEditorOnly)
 {
     constexpr int kHost = fourCharacters("stCA"), kWheel = fourCharacters("Whee");
     Plugin other, own("Quillon Audio");
     EXPECT_EQ(other.synth->vendorSpecific(kHost, kWheel, nullptr, 2.0f), 1);
+    EXPECT_EQ(other.editor->wheel, 2.0f);
     EXPECT_EQ(other.synth->vendorSpecific(kWheel, 0, nullptr, 2.0f), 0) << "the maker's own way";
     EXPECT_EQ(own.synth->vendorSpecific(kWheel, 0, nullptr, 2.0f), 1);
     other.editor->open = false;
     EXPECT_EQ(other.synth->vendorSpecific(kHost, kWheel, nullptr, 2.0f), 0);
-    EXPECT_EQ(other.editor->wheel, 2.0f);
-    EXPECT_EQ(VstXSynth().vendorSpecific(kHost, kWheel, nullptr, 2.0f), 0);
 }
 
 TEST(Settings, RatesAndSizesComeIntoTheirRange)
@@ -78,8 +39,6 @@ TEST(Settings, RatesAndSizesComeIntoTheirRange)
     for (const int size : {0, -5, 1, std::numeric_limits<int>::max()}) {
         synth.setBlockSize(size);
         EXPECT_GE(synth.blockSize(), 1);
-        test::EventList list{{5, 0xe0, 0, 0}, {1 << 30, 0x90, 60, 1}, {-3, 0xb0, 1, 1}};
-        synth.processEvents(list);
         Plugin::render(synth, 300);
     }
 }
@@ -87,7 +46,7 @@ TEST(Settings, RatesAndSizesComeIntoTheirRange)
 /// The first half second of a note, after `prepare` has had its way with the plug-in.
 std::vector<float> soundAfter(const char* vendor, void (*prepare)(VstXSynth&))
 {
-    return inFreshProcess([&] {
+    return test::inFreshProcess([&] {
         Plugin plugin(vendor);
         plugin.run(4096);
         prepare(*plugin.synth);
@@ -96,7 +55,7 @@ std::vector<float> soundAfter(const char* vendor, void (*prepare)(VstXSynth&))
     });
 }
 
-TEST(Vendor, TheMakersHostHearsTwiceTheLevel)
+TEST(Vendor, TheMakersHostHearsTwiceTheLevelAndSomeHearANewPatchGlideIn)
 {
     const auto nothing = [](VstXSynth&) {};
     const auto plain = soundAfter("", nothing), own = soundAfter("Quillon Audio", nothing);
@@ -104,10 +63,7 @@ TEST(Vendor, TheMakersHostHearsTwiceTheLevel)
     for (std::size_t i = plain.size() / 2; i < plain.size(); ++i)
         ASSERT_NEAR(own[i], 2.0f * plain[i], 1e-6f) << "sample " << i;
     EXPECT_EQ(soundAfter("Quillon Audio ", nothing), plain) << "compared exactly";
-}
 
-TEST(Vendor, SomeHostsHearANewPatchGlideIn)
-{
     const auto newPatch = [](VstXSynth& synth) {
         synth.parameters().setValue(filter_cutoff, 1.0f);
         synth.applyCurrentPatch();
@@ -118,29 +74,23 @@ TEST(Vendor, SomeHostsHearANewPatchGlideIn)
         EXPECT_EQ(soundAfter(vendor, newPatch) != jumping, glides) << vendor;
 }
 
-/// A host that calls back from inside its notification.
-struct RenderingHost : HostPeer {
-    void updateDisplay() override { rendered = canRender(); }
-    void refreshParameters() override { refreshed = canRender(); }
-    bool canRender() const
-    {
-        float left = 0.5f, right = 0.5f;
-        float* outputs[2] = {&left, &right};
-        synth->process(nullptr, outputs, 1);
-        return left != 0.5f;
-    }
-    VstXSynth* synth = nullptr;
-    bool rendered = false, refreshed = false;
-};
-
 TEST(NewPatch, TellsTheHostAfterTheSoundIsFreeAgain)
 {
-    RenderingHost host;
+    struct RenderingHost : HostPeer { // from inside its notification
+        void updateDisplay() override
+        {
+            float left = 0.5f, right = 0.5f;
+            float* outputs[2] = {&left, &right};
+            synth->process(nullptr, outputs, 1);
+            rendered = left != 0.5f;
+        }
+        VstXSynth* synth = nullptr;
+        bool rendered = false;
+    } host;
     VstXSynth synth({nullptr, &host, nullptr, {}});
     host.synth = &synth;
     synth.applyCurrentPatch();
     EXPECT_TRUE(host.rendered);
-    EXPECT_TRUE(host.refreshed);
 }
 
 TEST(NewPatch, CutsWhatSoundsAndSoDoesClosing)
@@ -155,6 +105,117 @@ TEST(NewPatch, CutsWhatSoundsAndSoDoesClosing)
         EXPECT_LT(test::peak(Plugin::render(*plugin.synth, 4096).left), 1e-3f);
         EXPECT_TRUE(plugin.fallsAsleep()) << "no key is remembered";
     }
+}
+
+using Moves = std::vector<std::pair<int, float>>;
+
+class Parameters : public testing::Test {
+protected:
+    test::Plugin plugin;
+    VstXSynth& synth = *plugin.synth;
+};
+
+TEST_F(Parameters, StepsSurviveTheHostExactly)
+{
+    for (const ControlInfo& control : kControls) {
+        if (control.kind == ControlKind::Continuous || !control.isAutomatable() ||
+            !control.isStored())
+            continue;
+        for (float step = 0; step <= control.scale; ++step) {
+            synth.setControlValue(control.id, step, false);
+            const float told = synth.getParameter(control.hostIndex);
+            for (const float kept : {told, std::stof(std::to_string(told))}) { // by six digits
+                synth.setParameter(control.hostIndex, 1.0f - told);
+                synth.setParameterAutomated(control.hostIndex, kept);
+                EXPECT_EQ(synth.getControlValue(control.id), step) << control.name;
+            }
+        }
+    }
+}
+
+TEST_F(Parameters, WhatDoesNotExistReadsZeroAndDoesNothing)
+{
+    char text[64];
+    for (const int number :
+         {-1, 0, 6, 75, kNumControls, +pitch_wheel, 9999, NoParameter, INT_MIN}) {
+        if (number != 0 && number != 6) { // indexes, but not controls
+            synth.setParameter(number, 1.0f);
+            synth.setParameterAutomated(number, 1.0f);
+            EXPECT_EQ(synth.getParameter(number), 0.0f);
+            synth.getParameterName(number, text);
+            EXPECT_STREQ(text, "-/-");
+        }
+        if (number != 75) {
+            synth.setControlValue(number, 1.0f, true);
+            synth.setControlSilently(number, 1.0f);
+            synth.notifyHostAutomate(number);
+            EXPECT_EQ(synth.getControlValue(number), 0.0f) << number;
+            EXPECT_EQ(synth.controlName(number), "-/-") << number;
+        }
+    }
+    plugin.run(64);
+    EXPECT_EQ(synth.engine().performance.pitchBendNow[0], 0.0f) << "not even the pitch wheel";
+    EXPECT_TRUE(plugin.host.automated.empty());
+}
+
+TEST_F(Parameters, TextsReachTheHost)
+{
+    char text[64];
+    for (int index = 0; index < kNumHostParameters; ++index) {
+        synth.getParameterDisplay(index, text);
+        EXPECT_EQ(synth.formatParameter(index, synth.getParameter(index)), text) << index;
+    }
+    synth.getParameterDisplay(0, nullptr);
+    synth.setControlValue(opts_osc_3_lo_sync, 1.0f, false);
+    synth.setControlValue(osc_3_range, 0.0f, false);
+    EXPECT_EQ(synth.formatControl(osc_3_semi), "1/2") << "oscillator 3 follows the tempo";
+}
+
+TEST_F(Parameters, TheOpenEditorShowsWhatOthersChangeWithoutAnEchoOfItsOwnGesture)
+{
+    synth.setParameter(12, 0.4f);
+    synth.setControlValue(pb_range_up, 12.0f, true);
+    synth.setControlValue(volume, 0.1f, false);
+    synth.setControlSilently(volume, 0.2f);
+    synth.setParameterAutomated(1, 0.3f);
+    synth.setControlValue(panel_view, 0.3f, false); // asks for the back panel
+    synth.setControlSilently(panel_view, 1.0f);
+    const Moves shown = {{osc_1_range, 0.4f}, {pb_range_up, 0.25f}, {panel_view, 0.0f}};
+    EXPECT_EQ(plugin.editor->posts, shown);
+    plugin.editor->open = false;
+    synth.parameterBeingEdited = 1;
+    synth.setParameter(1, 0.9f);
+    synth.setParameter(12, 0.6f);
+    EXPECT_EQ(plugin.editor->posts, shown);
+    EXPECT_EQ(synth.getParameter(1), 0.3f);
+    synth.setParameterAutomated(1, 0.8f); // automation is no echo
+    EXPECT_EQ(synth.getParameter(1), 0.8f);
+
+    synth.notifyHostAutomate(osc_1_range);
+    synth.notifyHostAutomate(polyphony); // hosts do not see it
+    EXPECT_EQ(plugin.host.automated, (Moves{{12, 0.6f}}));
+    VstXSynth().notifyHostAutomate(osc_1_range); // nobody listens
+}
+
+TEST_F(Parameters, APatchCentresThePitchWheelAndBringsItsOwnModWheel)
+{
+    const Performance& now = synth.engine().performance;
+    synth.setControlInternal(pitch_wheel, 1.0f);
+    plugin.run(64);
+    EXPECT_EQ(now.pitchBendNow[9], 1.0f);
+    synth.parameters().setValue(modwheel, 0.75f);
+    synth.applyCurrentPatch();
+    plugin.run(64);
+    for (const float bend : now.pitchBendNow)
+        EXPECT_EQ(bend, 0.0f);
+
+    plugin.send({{0, 0xe3, 0, 0}});
+    plugin.run(64);
+    EXPECT_EQ(now.pitchBendNow[3], -1.0f);
+    synth.setBlockSize(256); // centres it too
+    plugin.run(64);
+    EXPECT_EQ(now.pitchBendNow[3], 0.0f);
+    EXPECT_EQ(now.modWheelNow, 0.75f) << "the mod wheel stays";
 }
 
 } // namespace
