@@ -124,8 +124,9 @@ bool renameNoReplace(int fromFolder, const char* from, int toFolder, const char*
            renameWithoutHelp(fromFolder, from, toFolder, to);
 }
 
-/// Empties a folder, as far as the system allows.
-bool removeContents(int folder) // NOLINT(misc-no-recursion): as deep as the tree
+/// Empties a folder of all but what is spared, as far as the system allows.
+bool removeContents(int folder, // NOLINT(misc-no-recursion): as deep as the tree
+                    const LibraryFiles::Spares& spares)
 {
     std::vector<std::string> names; // taken first: not every system lists on while names go
     {
@@ -141,10 +142,11 @@ bool removeContents(int folder) // NOLINT(misc-no-recursion): as deep as the tre
         const bool isFolder = typeAt(folder, name.c_str()) == S_IFDIR;
         if (const int inner = isFolder ? ::openat(folder, name.c_str(), kFolderFlags) : -1;
             inner >= 0) {
-            all &= removeContents(inner);
+            all &= removeContents(inner, spares);
             ::close(inner);
         }
-        all &= ::unlinkat(folder, name.c_str(), isFolder ? AT_REMOVEDIR : 0) == 0;
+        all &= (isFolder || !spares(name)) &&
+               ::unlinkat(folder, name.c_str(), isFolder ? AT_REMOVEDIR : 0) == 0;
     }
     return all;
 }
@@ -394,6 +396,11 @@ bool LibraryFiles::removeFile(const PathText& path) const
     return place && ::unlinkat(place->folder.get(), place->name.c_str(), 0) == 0;
 }
 
+bool LibraryFiles::removeEmptyFile(const PathText& path) const
+{
+    return identityOf(path).size == 0 && removeFile(path);
+}
+
 bool LibraryFiles::makeFolder(const PathText& path) const
 {
     const auto place = writablePlaceOf(path);
@@ -413,13 +420,13 @@ bool LibraryFiles::makeNewFolder(const PathText& path) const
            ::mkdirat(place->folder.get(), place->name.c_str(), 0777) == 0;
 }
 
-bool LibraryFiles::removeFolder(const PathText& path) const
+bool LibraryFiles::removeFolder(const PathText& path, const Spares& spares) const
 {
     const auto place = writablePlaceOf(path);
     if (!place)
         return false;
     const Handle inner(::openat(place->folder.get(), place->name.c_str(), kFolderFlags));
-    const bool emptied = inner && removeContents(inner.get());
+    const bool emptied = inner && removeContents(inner.get(), spares);
     return emptied && ::unlinkat(place->folder.get(), place->name.c_str(), AT_REMOVEDIR) == 0;
 }
 

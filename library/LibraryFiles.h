@@ -81,11 +81,14 @@ public:
     /// Renaming to the same path does nothing.
     bool rename(const PathText& from, const PathText& to) const;
     bool removeFile(const PathText& path) const;
+    bool removeEmptyFile(const PathText& path) const;
     /// One level. A folder that exists is fine.
     bool makeFolder(const PathText& path) const;
     bool makeNewFolder(const PathText& path) const; ///< none may exist
-    /// With everything in it; links go, what they point to stays. On failure a part is gone.
-    bool removeFolder(const PathText& path) const;
+    using Spares = std::function<bool(std::string_view fileName)>;
+    /// With everything in it; links go, what they point to stays. A file that is spared keeps its
+    /// folder too. On failure a part is gone.
+    bool removeFolder(const PathText& path, const Spares& spares) const;
     bool removeEmptyFolder(const PathText& path) const;
     /// A new, empty file.
     bool createFile(const PathText& path) const;

@@ -13,6 +13,12 @@ namespace zephra {
 
 inline constexpr std::string_view kPatchExtension = "fxp";
 inline constexpr std::string_view kTrashExtension = "bin";
+/// In the trash or out of it.
+inline bool isPatchFile(std::string_view fileName) noexcept
+{
+    return equalNoCase(extensionOf(fileName), kPatchExtension) ||
+           equalNoCase(extensionOf(fileName), kTrashExtension);
+}
 
 inline constexpr std::string_view kUserBank = "User";             ///< for the user's own patches
 inline constexpr std::string_view kGeneticsBankName = "Genetics"; ///< for bred patches

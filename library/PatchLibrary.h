@@ -121,7 +121,7 @@ public:
     /// with a message if the name is taken. Whoever calls writes the patch.
     bool createPatchFile(std::string_view name, PathText& outPath, bool rescan);
     /// Takes such a file back, if the patch could not be written.
-    bool discardPatchFile(const PathText& path) { return files.removeFile(path); }
+    bool discardPatchFile(const PathText& path) { return files.removeEmptyFile(path); }
     /// Copies a patch into the selected bank or its own, and the selected category or its own,
     /// with a number ahead of the author codes if the name is taken; false after 100 numbers.
     Moved duplicatePatch(const PatchEntry& entry, bool rescan = true);

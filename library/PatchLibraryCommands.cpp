@@ -280,7 +280,7 @@ bool PatchLibrary::deleteBank(const PatchFolder& bank)
         return refuse(true, kBankHoldsPatches + std::to_string(count));
     if (const int count = countPatches(*found, true); count > 0)
         return refuse(true, kBankHoldsTrash + std::to_string(count));
-    const bool removed = files.removeFolder(path);
+    const bool removed = files.removeFolder(path, isPatchFile);
     reload(false);
     return removed || refuse(true, kBankNotRemoved);
 }
@@ -299,7 +299,7 @@ bool PatchLibrary::deleteCategory(const PatchFolder& category)
     bool all = true;
     for (const PatchFolder& folder : scan.folders)
         if (isSameCategory(folder, *found))
-            all &= files.removeFolder(folder.path);
+            all &= files.removeFolder(folder.path, isPatchFile);
     reload(false);
     return all || refuse(true, kFolderNotRemoved);
 }

@@ -143,7 +143,7 @@ bool PatchLibrary::importItems(ImportSource& source, std::string_view sourceName
         return refuse(true, kBankNotMade);
     const Copied copied = copyItems(source, sourceName, bank);
     if (copied.patches == 0) {
-        files.removeFolder(bank);
+        files.removeFolder(bank, isPatchFile);
         return refuse(true, kFileNotImported);
     }
     copyCompanions(source, bank);

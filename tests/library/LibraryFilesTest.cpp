@@ -14,6 +14,8 @@ namespace {
 using testing::ElementsAre;
 namespace fs = std::filesystem;
 
+bool none(std::string_view) { return false; }
+
 /// A tree, and a path in it by its name with slashes.
 struct FilesTest : testing::Test {
     PathText at(std::string name) const
@@ -26,7 +28,7 @@ struct FilesTest : testing::Test {
     {
         const fs::path source = tree / "Bank/Pad.fxp";
         EXPECT_FALSE(tried.rename(path, at("New.fxp")) || tried.rename(at("Bank/Pad.fxp"), path));
-        EXPECT_FALSE(tried.removeFile(path) || tried.removeFolder(path) ||
+        EXPECT_FALSE(tried.removeFile(path) || tried.removeFolder(path, none) ||
                      tried.removeEmptyFolder(path));
         EXPECT_FALSE(tried.makeFolder(path) || tried.makeNewFolder(path) || tried.createFile(path));
         EXPECT_FALSE(tried.copyFile(source, path) || tried.putCopy(source, path));
@@ -74,7 +76,7 @@ TEST_F(FilesTest, NoPathLeadsOutOfTheTreeAndReadOnlyOnesStayAsTheyAre)
         expectRefusals(files, path);
         EXPECT_FALSE(files.fileExists(path) || files.folderExists(path));
     }
-    EXPECT_FALSE(files.removeFolder(at("Link")));
+    EXPECT_FALSE(files.removeFolder(at("Link"), none));
     const LibraryFiles readOnly(tree.root(), LibraryFiles::Access::ReadOnly);
     for (const char* name : {"Bank/Lead/Solo.fxp", "Other", "New"})
         expectRefusals(readOnly, at(name));
@@ -106,7 +108,9 @@ TEST_F(FilesTest, FoldersGoWithAllInThemButNotWhatLinksPointTo)
     tree.put("Other/Keep.txt", "");
     tree.put("Bank/Lead/deep/deeper/x.bin", "");
     ASSERT_EQ(::mkfifo((tree / "Bank/pipe").c_str(), 0600), 0);
-    EXPECT_TRUE(files.removeFolder(at("Bank/")));
+    EXPECT_FALSE(files.removeFolder(at("Bank/Lead"), [](auto name) { return name == "x.bin"; }));
+    EXPECT_TRUE(files.fileExists(at("Bank/Lead/deep/deeper/x.bin"))) << "spared";
+    EXPECT_TRUE(files.removeFolder(at("Bank/"), none));
     EXPECT_FALSE(files.removeFile(at("Other"))) << "a folder is no file";
     EXPECT_THAT(tree.names(), ElementsAre("Other/Keep.txt"));
 }

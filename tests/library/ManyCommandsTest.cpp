@@ -88,7 +88,8 @@ TEST_F(ManyCommands, OfTwoProgramsAtOnceLoseNoPatch)
     int status = -1;
     ::waitpid(other, &status, 0);
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(patches(), all);
+    const Names found = patches(); // an empty file that one made, the other may have renamed
+    EXPECT_TRUE(std::ranges::includes(found, all)) << testing::PrintToString(found);
 }
 
 } // namespace
