@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controls/ControlTable.h"
 #include "controls/PluginParameters.h"
-#include "hosts/aax/AaxHost.h"
+#include "hosts/support/AaxHost.h"
+#include "hosts/support/Home.h"
 #include "library/PatchChunk.h"
 #include "library/ProgramFile.h"
 #include "support/FreshProcess.h"
 #include "support/PluginPeers.h"
-#include "synth/VstXSynth.h"
 
 #include <gmock/gmock.h>
 
 #include <array>
-#include <atomic>
 #include <cmath>
 #include <span>
-#include <thread>
 
 namespace zephra::aax {
 namespace {
@@ -25,6 +23,12 @@ using testing::Each;
 /// Below this a voice that plays no note is not heard.
 constexpr float kSilence = 1e-6f;
 
+/// What only AAX has; all else is proved by the torture.
+class AaxInstance : public test::HomeTest {
+protected:
+    const LoadedLibrary library;
+};
+
 float valueIn(const std::vector<std::uint8_t>& block, int id)
 {
     PluginParameters parameters;
@@ -32,12 +36,9 @@ float valueIn(const std::vector<std::uint8_t>& block, int id)
     return parameters.getValue(id);
 }
 
-// --- Parameters ---------------------------------------------------------------------------------
-
-TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
+TEST_F(AaxInstance, PublishesTheBypassAndTheHostParameters)
 {
-    const LoadedLibrary library;
-    const Instance track(library);
+    Instance track(library);
     ASSERT_EQ(track.model->parameterCount(), 1 + kNumHostParameters);
     EXPECT_EQ(track.model->parameter(-1), nullptr);
     EXPECT_EQ(track.model->parameter(76), nullptr);
@@ -49,8 +50,6 @@ TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
     EXPECT_EQ(bypass.numberOfSteps(), 2);
     EXPECT_EQ(bypass.defaultNormalizedValue(), 0.0);
     EXPECT_FALSE(bypass.GetValueAsBool());
-    EXPECT_TRUE(bypass.isAutomatable());
-
     for (int i = 0; i < kNumHostParameters; ++i) {
         const ControlInfo& control = *findControl(kHostParameters[static_cast<std::size_t>(i)].id);
         const AAX_IParameter& parameter = *track.model->parameter(i + 1);
@@ -61,115 +60,58 @@ TEST_F(AaxTest, ThePublishedParametersAreTheBypassAndTheHostParameters)
         EXPECT_TRUE(parameter.isAutomatable());
     }
     EXPECT_EQ(track.model->parameter(35)->text(0.5), "841 Hz");
-    EXPECT_EQ(track.value(57), 0.5) << "step 7 of 14";
-}
 
-TEST_F(AaxTest, TheFirstInstanceOfAUserFindsTheFactoryPatches)
-{
-    std::filesystem::remove(soundbanks());
-    const LoadedLibrary library;
-    const Instance track(library);
-    EXPECT_TRUE(std::filesystem::exists(soundbanks() / "Showcase" / "Bass Carpet QX.fxp"));
-    EXPECT_NE(track.value(34), 0.5) << "the first patch plays";
-}
-
-TEST_F(AaxTest, AValueFromTheHostReachesTheInstrument)
-{
-    const LoadedLibrary library;
-    Instance track(library);
     EXPECT_EQ(track.set("pn_34", 0.25), AAX_SUCCESS);
-    EXPECT_EQ(track.set("pn_57", 1.0), AAX_SUCCESS);
     EXPECT_EQ(track.set("MasterBypassID", 1.0), AAX_SUCCESS);
-    EXPECT_EQ(track.changes(), 3);
+    EXPECT_EQ(track.changes(), 2);
     const auto block = track.chunk();
     EXPECT_EQ(valueIn(block, filter_cutoff), 0.25f);
-    EXPECT_EQ(valueIn(block, fx_del_time), 14.0f);
-
     for (const char* id : {"pn_75", "pn_", "pn_034", ""})
         EXPECT_EQ(track.set(id, 0.5), -20002) << id;
     EXPECT_EQ(track.model->UpdateParameterNormalizedValue(nullptr, 0.5, 0), -20002);
     EXPECT_EQ(track.set("pn_34", std::nan("")), -20002);
-    EXPECT_EQ(track.changes(), 3);
+    EXPECT_EQ(track.changes(), 2);
     EXPECT_EQ(track.chunk(), block);
-
     track.set("pn_34", 7.0);
     EXPECT_EQ(track.value(34), 1.0);
-    EXPECT_EQ(valueIn(track.chunk(), filter_cutoff), 1.0f);
 }
 
-// --- Sound --------------------------------------------------------------------------------------
-
-// The same two notes, with a delay that follows the tempo, 40 blocks of 512: [sample][channel].
-constexpr int kFrames = 512;
-constexpr int kBlocks = 40;
-
-std::vector<float> notesOfVstXSynth(double tempo)
+TEST_F(AaxInstance, AMonoTrackHearsTheMiddle)
 {
-    test::RecordingHost host;
-    host.now = {tempo, HostTime::kTempoValid};
-    VstXSynthOptions options;
-    options.host = &host;
-    VstXSynth synth(options);
-    synth.setBlockSize(kFrames);
-    synth.setSampleRate(48000.0);
-    synth.setParameter(56, 1.0f); // effects
-    synth.setParameter(57, 1.0f); // delay time
-    test::EventList notes{{0, 0x90, 45, 100}, {300, 0x90, 52, 90}};
-    synth.processEvents(notes);
-    std::vector<float> frames;
-    for (int block = 0; block < kBlocks; ++block) {
-        const auto sound = test::Plugin::render(synth, kFrames);
-        for (std::size_t i = 0; i < kFrames; ++i)
-            frames.insert(frames.end(), {sound.left[i], sound.right[i]});
-    }
-    return frames;
-}
-
-std::vector<float> notesOfLibrary(StemFormat stems, double tempo)
-{
-    const LoadedLibrary library;
-    Instance track(library, stems);
-    track.transport.beatsPerMinute = tempo;
-    track.set("pn_56", 1.0);
-    track.set("pn_57", 1.0);
-    track.midiEvent(0, 0x90, 45, 100);
-    track.midiEvent(300, 0x90, 52, 90);
-    std::vector<float> frames;
-    for (int block = 0; block < kBlocks; ++block) {
-        track.render(kFrames);
-        for (std::size_t i = 0; i < kFrames; ++i)
-            frames.insert(frames.end(), {track.outputs[0][i], track.outputs[1][i]});
-    }
-    return frames;
-}
-
-TEST_F(AaxTest, ATrackPlaysWhatTheInstrumentPlaysToTheBit)
-{
-    const auto played = [](StemFormat stems, double tempo) {
-        return test::inFreshProcess([=] { return notesOfLibrary(stems, tempo); });
+    const auto play = [&](StemFormat stems) {
+        return test::inFreshProcess([&] { // engines of one process differ
+            Instance track(library, stems);
+            track.midiEvent(0, 0x90, 45, 100);
+            std::vector<float> sound;
+            for (const int frames : {0, 512, 512, 2000, 64}) {
+                track.render(frames);
+                for (const int channel : {0, 1}) {
+                    const auto side = track.sound(channel);
+                    sound.insert(sound.end(), side.begin(), side.end());
+                }
+            }
+            return sound;
+        });
     };
-    const auto own = test::inFreshProcess([] { return notesOfVstXSynth(93.0); });
-    ASSERT_GT(peak(own), 0.05f);
-    EXPECT_EQ(played(AAX_eStemFormat_Stereo, 93.0), own);
-    EXPECT_NE(played(AAX_eStemFormat_Stereo, 187.0), own) << "the delay follows the tempo";
-
-    const auto mono = played(AAX_eStemFormat_Mono, 93.0);
+    const auto mono = play(AAX_eStemFormat_Mono), stereo = play(AAX_eStemFormat_Stereo);
     float widest = 0.0f;
-    for (std::size_t i = 0; i < own.size(); i += 2) {
-        ASSERT_EQ(mono[i], (own[i] + own[i + 1]) * 0.5f) << "at " << i;
-        widest = std::max(widest, std::abs(own[i] - own[i + 1]));
+    for (std::size_t start = 0; const std::size_t frames : {512u, 512u, 2000u, 64u}) {
+        for (std::size_t i = start; i < start + frames; ++i) {
+            ASSERT_EQ(mono[i], (stereo[i] + stereo[i + frames]) * 0.5f) << "at " << i;
+            widest = std::max(widest, std::abs(stereo[i] - stereo[i + frames]));
+        }
+        start += 2 * frames;
     }
     EXPECT_GT(widest, 0.01f) << "the sides must differ for this to mean anything";
 }
 
-TEST_F(AaxTest, SoundOnTheInputIsAddedAndAloneWhenBypassed)
+TEST_F(AaxInstance, SoundOnTheInputIsAddedAndAloneWhenBypassed)
 {
-    const LoadedLibrary library;
     for (const StemFormat stems : {AAX_eStemFormat_Mono, AAX_eStemFormat_Stereo}) {
         Instance track(library, stems);
         const int last = stems == AAX_eStemFormat_Mono ? 0 : 1;
-        std::ranges::fill(track.inputs[0], 0.125f);
-        std::ranges::fill(track.inputs[1], 0.125f);
+        for (auto& input : track.inputs)
+            std::ranges::fill(input, 0.125f);
         track.render(256);
         EXPECT_THAT(track.sound(last), Each(testing::FloatNear(0.125f, kSilence)));
 
@@ -187,43 +129,24 @@ TEST_F(AaxTest, SoundOnTheInputIsAddedAndAloneWhenBypassed)
     }
 }
 
-TEST_F(AaxTest, MidiActsOnItsSampleAndAnOverlongBlockIsDroppedWhole)
+TEST_F(AaxInstance, MidiOfTheTrackIsTakenAndAnOverlongBlockIsDroppedWhole)
 {
-    const LoadedLibrary library;
-    constexpr struct {
-        int packets, noteAt, frames; ///< of the block with the packets; an empty one puts them off
-        bool heard;
-        StemFormat stems;
-    } kRows[] = {{1, 0, 512, true, AAX_eStemFormat_Stereo},
-                 {1, 200, 512, true, AAX_eStemFormat_Stereo},
-                 {1, 0, 0, true, AAX_eStemFormat_Stereo},
-                 {1, 0, 0, true, AAX_eStemFormat_Mono},
-                 {4095, 0, 512, true, AAX_eStemFormat_Stereo},
-                 {4096, 0, 512, false, AAX_eStemFormat_Stereo}};
-    for (const auto& row : kRows) {
-        Instance track(library, row.stems);
-        track.render(512);
-        for (int i = 1; i < row.packets; ++i)
+    for (const int packets : {1, 4095, 4096}) {
+        Instance track(library);
+        for (int i = 1; i < packets; ++i)
             track.midiEvent(0, 0xb0, 2, 64); // breath
-        track.midiEvent(row.noteAt, 0x90, 60, 127);
+        track.midiEvent(200, 0x90, 60, 127);
         track.global.waiting.push_back({0, {0x90, 72, 127, 0}});
-        track.render(row.frames);
-        if (row.frames == 0)
-            track.render(512);
+        track.render(512);
         const auto sound = track.sound(0);
         const auto isHeard = [](float x) { return std::abs(x) > kSilence; };
         const auto start = std::ranges::find_if(sound, isHeard) - sound.begin();
-        EXPECT_GE(start, row.heard ? row.noteAt : 512);
-        EXPECT_LT(start, row.heard ? row.noteAt + 32 : 513);
-        EXPECT_EQ(track.global.reads, 0);
+        EXPECT_NEAR(static_cast<double>(start), packets < 4096 ? 216.0 : 512.0, 16.0) << packets;
     }
 }
 
-// --- State --------------------------------------------------------------------------------------
-
-TEST_F(AaxTest, TheFirstChunkIsDroppedAndOfTheLaterOnesThoseThatAreForeignOrDoNotFit)
+TEST_F(AaxInstance, TheFirstChunkIsDroppedAndOfTheLaterOnesThoseThatAreForeignOrDoNotFit)
 {
-    const LoadedLibrary library;
     Instance writer(library), reader(library);
     writer.set("pn_34", 0.25);
     const auto good = writer.chunk();
@@ -241,36 +164,30 @@ TEST_F(AaxTest, TheFirstChunkIsDroppedAndOfTheLaterOnesThoseThatAreForeignOrDoNo
         {"product", [](auto& block) { Instance::head(block)->product = 1; }},
         {"size beyond the block", [](auto& block) { ++Instance::head(block)->size; }},
         {"negative size", [](auto& block) { Instance::head(block)->size = -1; }},
-        {"largest size", [](auto& block) { Instance::head(block)->size = 0x7fffffff; }},
         {"half a head", [](auto& block) { block.resize(sizeof(Chunk) / 2); }},
     };
     for (const auto& row : kRows) {
         auto block = good;
         row.spoil(block);
         EXPECT_EQ(reader.load(block), -20007) << row.what;
-        EXPECT_EQ(reader.chunk(), before) << row.what;
     }
     auto block = good;
-    Chunk* const head = Instance::head(block);
-    EXPECT_EQ(reader.model->SetChunk(Instance::kId + 1, head, block.size()), -20007);
+    EXPECT_EQ(reader.model->SetChunk(Instance::kId + 1, Instance::head(block), block.size()),
+              -20007);
     EXPECT_EQ(reader.model->SetChunk(Instance::kId, nullptr, block.size()), -20007);
     EXPECT_EQ(reader.chunk(), before);
-
     EXPECT_EQ(reader.load(good), AAX_SUCCESS);
     EXPECT_EQ(reader.chunk(), good);
     EXPECT_EQ(reader.value(34), 0.25) << "the host sees the new values";
 }
 
-TEST_F(AaxTest, TheChunkHasAHeadThatTellsWhoseItIs)
+TEST_F(AaxInstance, TheChunkHasAHeadThatTellsWhoseItIs)
 {
-    const LoadedLibrary library;
     Instance track(library);
     EXPECT_EQ(track.model->GetNumberOfChunks(), 1);
-    for (const int index : {0, 1, -5}) {
-        TypeId id = 0;
-        EXPECT_EQ(track.model->GetChunkIDFromIndex(index, &id), AAX_SUCCESS);
-        EXPECT_EQ(id, Instance::kId);
-    }
+    TypeId found = 0;
+    EXPECT_EQ(track.model->GetChunkIDFromIndex(-5, &found), AAX_SUCCESS);
+    EXPECT_EQ(found, Instance::kId);
 
     auto block = track.chunk();
     Chunk& head = *Instance::head(block);
@@ -281,21 +198,17 @@ TEST_F(AaxTest, TheChunkHasAHeadThatTellsWhoseItIs)
     EXPECT_EQ(std::string(head.name, sizeof head.name), "The Zephra" + std::string(22, '\0'));
 
     // Without GetChunkSize, into exactly as much memory as it takes, and made anew each time.
-    const auto get = [&](TypeId id, std::size_t size) {
-        return track.model->GetChunk(id, &head, size);
-    };
     for (const double cutoff : {0.25, 0.75}) {
         track.set("pn_34", cutoff);
-        EXPECT_EQ(get(Instance::kId, block.size()), AAX_SUCCESS);
+        EXPECT_EQ(track.model->GetChunk(Instance::kId, &head, block.size()), AAX_SUCCESS);
         EXPECT_EQ(valueIn(block, filter_cutoff), cutoff);
     }
     std::ranges::fill(block, 0xaa);
-    EXPECT_EQ(get(Instance::kId, block.size() - 1), -20007);
-    EXPECT_EQ(get(Instance::kId + 1, block.size()), -20007);
+    EXPECT_EQ(track.model->GetChunk(Instance::kId, &head, block.size() - 1), -20007);
+    EXPECT_EQ(track.model->GetChunk(Instance::kId + 1, &head, block.size()), -20007);
     std::uint32_t size = 0;
     EXPECT_EQ(track.model->GetChunkSize(Instance::kId + 1, &size), -20007);
     EXPECT_THAT(block, Each(0xaa));
-
     for (const TypeId id : {Instance::kId, Instance::kId + 1}) {
         bool equal = false;
         head.id = id;
@@ -304,15 +217,14 @@ TEST_F(AaxTest, TheChunkHasAHeadThatTellsWhoseItIs)
     }
 }
 
-TEST_F(AaxTest, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
+TEST_F(AaxInstance, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
 {
     for (const float cutoff : {0.25f, 0.75f}) { // programs 0 and 1 of the bank
         PluginParameters parameters;
         parameters.setValue(filter_cutoff, cutoff);
-        home.put("Soundbanks/Bank/" + std::to_string(cutoff) + ".fxp",
+        home.put("data/Soundbanks/Bank/" + std::to_string(cutoff) + ".fxp",
                  programFileBytes(*parameters.getPreset(NoParameter), 0));
     }
-    const LoadedLibrary library;
     Instance track(library);
     track.midiEvent(0, 0xc0, 1, 0);
     track.render(64);
@@ -321,102 +233,40 @@ TEST_F(AaxTest, AProgramChangeLoadsOnTheTimerAndTheHostSeesTheValues)
     EXPECT_EQ(track.value(34), 0.75);
 }
 
-// --- Hosts at their worst -----------------------------------------------------------------------
-
-TEST_F(AaxTest, TheInstanceIsFoundByItsPrivateDataAlone)
+TEST_F(AaxInstance, IsFoundByItsPrivateDataAloneAndPlaysWithWhatThereIs)
 {
-    const LoadedLibrary library;
     Instance track(library);
     EXPECT_EQ(static_cast<void*>(track.privateData), static_cast<void*>(track.model.get()));
-    constexpr struct {
-        int field;
-        std::size_t size;
-    } kZeros[] = {{24, 8}, {21, 8}, {22, 4}, {22, 16}};
-    for (const auto& row : kZeros) {
+    for (const auto& [field, size] : {std::pair{24, 8u}, {21, 8u}, {22, 4u}, {22, 16u}}) {
         std::array<std::uint8_t, 17> bytes;
         bytes.fill(0xaa);
-        EXPECT_EQ(track.model->ResetFieldData(row.field, bytes.data(), row.size), AAX_SUCCESS);
-        EXPECT_THAT(std::span(bytes).first(row.size), Each(0));
-        EXPECT_THAT(std::span(bytes).subspan(row.size), Each(0xaa));
+        EXPECT_EQ(track.model->ResetFieldData(field, bytes.data(), size), AAX_SUCCESS);
+        EXPECT_THAT(std::span(bytes).first(size), Each(0));
+        EXPECT_THAT(std::span(bytes).subspan(size), Each(0xaa));
     }
-    track.privateData = nullptr;
-    track.render(512);
-    EXPECT_THAT(track.sound(0), Each(Track::kOld));
-}
-
-TEST_F(AaxTest, CallsInOddOrdersDoNoHarm)
-{
-    const LoadedLibrary library;
-    Instance track(library);
-    for (const int frames : {0, -1, 1, 64, 65, 1024, 3})
-        track.render(frames);
-    for (const int sample : {2, -1, 0x7fffffff})
-        track.midiEvent(sample, 0x90, 60, 127);
-    track.midiEvent(0, 0xff, 0xff, 0xff);
-    track.render(1024);
-    EXPECT_GT(peak(track.sound(0)), 0.01f);
-
+    const auto isLeftAlone = [&] {
+        track.render(512);
+        return peak(track.sound(0)) == Track::kOld;
+    };
+    auto* const data = std::exchange(track.privateData, nullptr);
+    EXPECT_TRUE(isLeftAlone());
+    track.privateData = data;
     const RenderInfo whole = track.info;
     track.info.audioInputs = nullptr;
     track.info.inputMidi = nullptr;
     track.info.transport = nullptr;
-    track.render(512);
-    EXPECT_NE(track.sound(0), std::vector<float>(512, Track::kOld));
-    track.outputPointers[1] = nullptr;
-    track.render(512);
-    EXPECT_THAT(track.sound(1), Each(Track::kOld));
+    EXPECT_FALSE(isLeftAlone());
     track.info.audioOutputs = nullptr;
-    track.render(512);
+    EXPECT_TRUE(isLeftAlone());
     track.info = whole;
-    track.outputPointers[1] = track.outputs[1].data();
-    for (const double rate : {0.0, 192000.0, std::nan(""), 48000.0}) {
-        track.rate = rate;
-        track.render(512);
-    }
-    EXPECT_EQ(track.model->GenerateCoefficients(), AAX_SUCCESS);
 
     EXPECT_EQ(track.model->Uninitialize(), AAX_SUCCESS);
     EXPECT_EQ(track.set("pn_34", 0.5), -20002);
-    track.render(512);
-    EXPECT_THAT(track.sound(0), Each(Track::kOld));
-    for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(isLeftAlone());
+    for (int i = 0; i < 2; ++i)
         EXPECT_EQ(track.model->Initialize(track), AAX_SUCCESS);
-        EXPECT_EQ(track.model->parameterCount(), 76);
-    }
-    track.midiEvent(0, 0x90, 60, 127);
-    track.render(512);
-    EXPECT_GT(peak(track.sound(0)), kSilence);
-}
-
-TEST_F(AaxTest, StateIsExchangedAndParametersMoveWhileTheSoundGoesOn)
-{
-    const LoadedLibrary library;
-    Instance track(library);
-    const auto song = track.chunk();
-    track.load(song); // the first is dropped
-    std::atomic<bool> done = false;
-    bool finite = true;
-    std::thread audio([&] {
-        for (int block = 0; !done; ++block) {
-            track.midiEvent(block % 128, block % 2 ? 0x80 : 0x90, 40 + block / 2 % 40, 100);
-            track.render(128);
-            for (const float x : track.sound(0))
-                finite = finite && std::isfinite(x);
-        }
-    });
-    for (int i = 0; i < 100; ++i) {
-        std::thread timer([&] { track.model->TimerWakeup(); });
-        EXPECT_EQ(track.load(song), AAX_SUCCESS);
-        EXPECT_EQ(track.set("pn_" + std::to_string(i % 75), i / 100.0), AAX_SUCCESS);
-        EXPECT_EQ(track.set("MasterBypassID", i % 2), AAX_SUCCESS);
-        track.chunk();
-        timer.join();
-    }
-    EXPECT_EQ(track.load(song), AAX_SUCCESS);
-    done = true;
-    audio.join();
-    EXPECT_TRUE(finite);
-    EXPECT_EQ(track.chunk(), song);
+    EXPECT_EQ(track.model->parameterCount(), 76);
+    EXPECT_FALSE(isLeftAlone());
 }
 
 } // namespace

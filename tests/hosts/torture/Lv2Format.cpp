@@ -1,50 +1,38 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "controls/ControlText.h"
-#include "controls/PluginParameters.h"
-#include "hosts/support/Library.h"
-#include "library/PatchChunk.h"
-#include "lv2/Lv2Host.h"
+#include "hosts/support/Lv2Host.h"
 #include "torture/PluginFormat.h"
 
 #include <optional>
 
 namespace zephra::torture {
-
 namespace {
 
 using lv2::Lv2Host;
 using lv2::portScale;
+using lv2::urid;
 
 int idOf(int index) { return kHostParameters[static_cast<std::size_t>(index)].id; }
-bool isParameter(int index) { return index >= 0 && index < kNumHostParameters; }
 
 /// An instance with a worker and options, its ports where the first patch is, as by the default
 /// state of the bundle. A host that saves and restores, as if presets were all it knew: the state
 /// is the patch, and its ports go where the patch is.
-class Lv2Instance : public Instance {
+class Lv2Plugin : public Plugin {
 public:
-    explicit Lv2Instance(const std::filesystem::path& library) : bundle(library.parent_path())
-    {
-        host.emplace(offers(48000.0, 512));
-        queue({});
-        showPatch(state());
-        process(nullptr, nullptr, 0);
-    }
+    Lv2Plugin(double rate, int longest) { renew(rate, longest); }
 
     void prepare(double rate, int longest) override
     {
-        if (rate == host->offered.rate) {
-            const LV2_Options_Option given[] = {{LV2_OPTIONS_INSTANCE, 0,
-                                                 host->urids(LV2_BUF_SIZE__maxBlockLength), 4,
-                                                 host->urids(LV2_ATOM__Int), &longest},
-                                                {}};
-            host->extension<LV2_Options_Interface>(LV2_OPTIONS__interface).set(host->handle, given);
+        if (rate != host->offered.rate) {
+            const Bytes kept = state();
+            renew(rate, longest);
+            restore(kept);
             return;
         }
-        const Bytes kept = state();
-        host.emplace(offers(rate, longest));
-        isOn = true;
-        restore(kept);
+        const LV2_Options_Option given[] = {{LV2_OPTIONS_INSTANCE, 0,
+                                             urid(LV2_BUF_SIZE__maxBlockLength), 4,
+                                             urid(LV2_ATOM__Int), &longest},
+                                            {}};
+        host->extension<LV2_Options_Interface>(LV2_OPTIONS__interface).set(host->handle, given);
     }
     void turn(bool on) override
     {
@@ -55,11 +43,14 @@ public:
         isOn = on;
     }
 
-    void queue(std::span<const Event> list) override
+    void queue(std::span<const Event> list, double tempo) override
     {
         host->runWorker();
-        for (const Event& event : list)
-            host->events.midi(event.sample, {event.bytes[0], event.bytes[1], event.bytes[2]});
+        host->events.tempo(0, static_cast<float>(tempo));
+        for (const auto& [sample, bytes] : list) {
+            const bool isShort = (bytes[0] & 0xe0) == 0xc0;
+            host->events.midi(sample, {bytes.begin(), bytes.end() - isShort});
+        }
         queued = host->events.copy();
         host->events.clear();
     }
@@ -70,101 +61,77 @@ public:
         host->connect(lv2::LeftOut, left);
         host->connect(lv2::RightOut, right);
         host->runOnly(static_cast<std::uint32_t>(frames));
-        reinterpret_cast<LV2_Atom*>(queued.get())->size = sizeof(LV2_Atom_Sequence_Body);
+        if (queued)
+            reinterpret_cast<LV2_Atom*>(queued.get())->size = sizeof(LV2_Atom_Sequence_Body);
     }
 
-    int parameterCount() override { return kNumHostParameters; }
-    std::string parameterName(int index) override { return findControl(idOf(index))->hostName; }
-    float parameter(int index) override
+    float value(int index) override
     {
-        return isParameter(index) ? control(idOf(index)) / controlScale(idOf(index)) : 0.0f;
+        state(); // ports act with a block
+        return host->control(index) / controlScale(idOf(index));
     }
-    void setParameter(int index, float value) override
+    void set(int index, float value) override
     {
-        if (!isParameter(index))
+        if (index < 0 || index >= kNumHostParameters)
             return;
-        host->controls[static_cast<std::size_t>(index)] = portScale(index).fromNormalised(value);
+        host->port(index) = portScale(index).fromNormalised(value);
         portsMoved = true;
     }
-    std::string parameterText(int index) override
-    {
-        return controlText(idOf(index), control(idOf(index)));
-    }
-
     Bytes state() override
     {
         host->runWorker();
         if (portsMoved)
-            process(nullptr, nullptr, 0); // ports act with a block
+            process(nullptr, nullptr, 0);
         return host->patch();
     }
     void restore(const Bytes& state) override
     {
-        host->restore({{lv2::kPatchUri, {LV2_ATOM__Chunk, state}}});
+        host->restore({{urid(lv2::kPatchUri), {urid(LV2_ATOM__Chunk), state}}});
         showPatch(state);
     }
 
 private:
-    lv2::Offers offers(double rate, int longest) const
+    void renew(double rate, int longest)
     {
-        return {bundle, rate, longest, 0, lv2::Offers::Worker::Waiting};
-    }
-    float control(int id)
-    {
-        PluginParameters values;
-        readChunk(state(), values);
-        return values.getValue(id);
+        host.emplace(lv2::Offers{rate, longest, 0, lv2::Offers::Worker::Waiting});
+        isOn = true;
+        showPatch(host->patch());
+        process(nullptr, nullptr, 0);
     }
     /// Ports follow a patch with the next block, as if the host had sent them there.
     void showPatch(const Bytes& chunk)
     {
-        PluginParameters values;
-        readChunk(chunk, values);
+        PluginParameters patch;
+        readChunk(chunk, patch);
         for (int i = 0; i < kNumHostParameters; ++i)
-            host->controls[static_cast<std::size_t>(i)] =
-                portScale(i).fromNormalised(values.getValue(idOf(i)) / controlScale(idOf(i)));
+            host->port(i) =
+                portScale(i).fromNormalised(patch.getValue(idOf(i)) / controlScale(idOf(i)));
     }
 
-    const std::string bundle;
     std::optional<Lv2Host> host;
     std::unique_ptr<std::uint64_t[]> queued; ///< a sequence
     bool isOn = true;                        ///< as hosts begin
     bool portsMoved = false;
 };
 
-class Lv2Format : public Format {
-public:
-    explicit Lv2Format(std::filesystem::path libraryPath) : path(std::move(libraryPath)) {}
-
-    std::string name() const override { return "lv2"; }
-    std::filesystem::path library() const override { return path; }
-    std::vector<std::string> entryPoints() const override { return {"lv2_descriptor"}; }
-    Freedoms freedoms() const override
-    {
-        // Its ports follow a state a block later, so that two states at once would meet there;
-        // StateTest.cpp restores while the sound runs and ports stand still.
-        return {.missingBuffers = true};
-    }
-
-    void scan() override
-    {
-        const test::Library loaded(path);
-        auto* const entry = loaded.find<const LV2_Descriptor*(std::uint32_t)>("lv2_descriptor");
-        for (std::uint32_t i = 0; const LV2_Descriptor* found = entry(i); ++i)
-            found->extension_data(LV2_STATE__interface);
-    }
-
-    std::unique_ptr<Instance> open() override { return std::make_unique<Lv2Instance>(path); }
-
-private:
-    const std::filesystem::path path;
-};
+void scan()
+{
+    const test::Library loaded(ZEPHRA_LV2_BUNDLE "/zephra.so");
+    auto* const entry = loaded.find<const LV2_Descriptor*(std::uint32_t)>("lv2_descriptor");
+    for (std::uint32_t i = 0; const LV2_Descriptor* found = entry(i); ++i)
+        found->extension_data(LV2_STATE__interface);
+}
 
 } // namespace
 
-std::unique_ptr<Format> makeLv2Format(const std::filesystem::path& library)
-{
-    return std::make_unique<Lv2Format>(library);
-}
+const Format kLv2{.name = "lv2",
+                  .library = ZEPHRA_LV2_BUNDLE "/zephra.so",
+                  .entryPoints = {"lv2_descriptor"},
+                  .users = 0, // ports are read by the audio thread, and follow a state
+                  .senseless = false,
+                  .scan = scan,
+                  .open = [](double rate, int longestBlock) -> std::unique_ptr<Plugin> {
+                      return std::make_unique<Lv2Plugin>(rate, longestBlock);
+                  }};
 
 } // namespace zephra::torture

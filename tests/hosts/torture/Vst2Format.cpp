@@ -5,16 +5,10 @@
 #include <optional>
 
 namespace zephra::torture {
-
 namespace {
 
-using test::Library;
-using test::Vst2Effect;
-
-class Vst2Instance : public Instance {
+class Vst2Plugin : public Plugin {
 public:
-    explicit Vst2Instance(const std::filesystem::path& path) : library(path), effect(library) {}
-
     void prepare(double rate, int longestBlock) override
     {
         effect.call(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
@@ -22,8 +16,9 @@ public:
     }
     void turn(bool on) override { effect.call(effMainsChanged, 0, on); }
 
-    void queue(std::span<const Event> events) override
+    void queue(std::span<const Event> events, double tempo) override
     {
+        effect.tempo = tempo;
         list.emplace(events);
         isQueued = true;
     }
@@ -36,15 +31,11 @@ public:
         effect->processReplacing(effect.operator->(), nullptr, outputs, frames);
     }
 
-    int parameterCount() override { return effect->numParams; }
-    std::string parameterName(int index) override { return effect.text(effGetParamName, index); }
-    float parameter(int index) override { return effect->getParameter(effect.operator->(), index); }
-    void setParameter(int index, float value) override
+    float value(int index) override { return effect->getParameter(effect.operator->(), index); }
+    void set(int index, float value) override
     {
         effect->setParameter(effect.operator->(), index, value);
     }
-    std::string parameterText(int index) override { return effect.text(effGetParamDisplay, index); }
-
     Bytes state() override
     {
         void* bytes = nullptr;
@@ -59,67 +50,42 @@ public:
     }
 
 private:
-    const Library library; ///< goes after the effect
-    Vst2Effect effect;
+    const test::Library library{ZEPHRA_VST2_LIBRARY}; ///< goes after the effect
+    test::Vst2Effect effect{library};
     std::optional<test::Vst2Events> list;
     bool isQueued = false;
 };
 
-class Vst2Format : public Format {
-public:
-    explicit Vst2Format(std::filesystem::path libraryPath) : path(std::move(libraryPath)) {}
-
-    std::string name() const override { return "vst2"; }
-    std::filesystem::path library() const override { return path; }
-    std::vector<std::string> entryPoints() const override { return {"VSTPluginMain"}; }
-    Freedoms freedoms() const override
-    {
-        return {.missingBuffers = true,
-                .parametersFromAnyThread = true,
-                .stateWhilePlaying = true,
-                .unprepared = true};
-    }
-
-    /// The calls that the scanners of Ardour, MusE and Qtractor make.
-    void scan() override
-    {
-        const Library loaded(path);
-        Vst2Effect effect(loaded);
-        for (const int what : {effGetEffectName, effGetVendorString, effGetProductString})
-            effect.text(what);
-        for (const int what :
-             {effGetVstVersion, effGetPlugCategory, effGetVendorVersion, effIdentify})
-            effect.call(what);
-        for (const char* ability : {"receiveVstEvents", "sendVstEvents", "receiveVstMidiEvent",
-                                    "midiProgramNames", "offline"}) {
-            std::string name = ability;
-            effect.call(effCanDo, 0, 0, name.data());
-        }
-        for (int index = 0; index < effect->numParams; ++index)
-            effect.text(effGetParamName, index);
-        effect.call(effSetSampleRate, 0, 0, nullptr, 44100.0f);
-        effect.call(effSetBlockSize, 0, 1024);
-        effect.call(effMainsChanged, 0, 0);
-    }
-
-    std::unique_ptr<Instance> open() override
-    {
-        auto instance = std::make_unique<Vst2Instance>(path);
-        instance->prepare(48000.0, 512);
-        return instance;
-    }
-
-private:
-    const std::filesystem::path path;
-};
+/// The calls that the scanners of Ardour, MusE and Qtractor make.
+void scan()
+{
+    const test::Library loaded(ZEPHRA_VST2_LIBRARY);
+    test::Vst2Effect effect(loaded);
+    for (const int what : {effGetEffectName, effGetVendorString, effGetProductString})
+        effect.text(what);
+    for (const int what : {effGetVstVersion, effGetPlugCategory, effGetVendorVersion, effIdentify})
+        effect.call(what);
+    std::string ability = "receiveVstEvents";
+    effect.call(effCanDo, 0, 0, ability.data());
+    for (int index = 0; index < effect->numParams; ++index)
+        effect.text(effGetParamName, index);
+    effect.call(effSetSampleRate, 0, 0, nullptr, 44100.0f);
+    effect.call(effSetBlockSize, 0, 1024);
+    effect.call(effMainsChanged, 0, 0);
+}
 
 } // namespace
 
-std::unique_ptr<Format> makeFormat(const std::string& name, const std::filesystem::path& library)
-{
-    if (name == "lv2")
-        return makeLv2Format(library);
-    return std::make_unique<Vst2Format>(library);
-}
+const Format kVst2{.name = "vst2",
+                   .library = ZEPHRA_VST2_LIBRARY,
+                   .entryPoints = {"VSTPluginMain"},
+                   .users = 4,
+                   .senseless = true,
+                   .scan = scan,
+                   .open = [](double rate, int longestBlock) -> std::unique_ptr<Plugin> {
+                       auto plugin = std::make_unique<Vst2Plugin>();
+                       plugin->prepare(rate, longestBlock);
+                       return plugin;
+                   }};
 
 } // namespace zephra::torture

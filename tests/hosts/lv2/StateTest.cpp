@@ -1,67 +1,55 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Home.h"
-#include "library/PatchChunk.h"
-#include "Lv2Host.h"
+#include "hosts/support/Home.h"
+#include "hosts/support/Lv2Host.h"
 #include "support/FreshProcess.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <cmath>
 #include <thread>
 
 namespace zephra::lv2 {
 namespace {
 
-constexpr int kCutoff = 34;
-constexpr int kEffects = 56;
+constexpr int kCutoff = 34, kEffects = 56;
 
-/// A patch that no file holds: every control has been moved a little.
-State oddState()
-{
-    Lv2Host host;
-    for (int i = 0; i < kNumHostParameters; ++i)
-        host.controls[static_cast<std::size_t>(i)] =
-            portScale(i).fromNormalised(0.123f + 0.0107f * static_cast<float>(i));
-    host.run(64);
-    return host.save();
-}
+class Lv2State : public test::HomeTest {
+protected:
+    Lv2State() { copyFactoryBank("Showcase"); }
 
-std::string nameOf(const Bytes& chunk)
-{
-    PluginParameters values;
-    readChunk(chunk, values);
-    return std::string(values.getPreset(0)->nameText());
-}
+    static std::string nameOf(const Bytes& chunk)
+    {
+        PluginParameters values;
+        readChunk(chunk, values);
+        return std::string(values.getPreset(0)->nameText());
+    }
+    /// Of a patch that no file holds: every control has been moved a little.
+    static State oddState()
+    {
+        Lv2Host host;
+        for (int i = 0; i < kNumHostParameters; ++i)
+            host.port(i) = portScale(i).fromNormalised(0.123f + 0.0107f * static_cast<float>(i));
+        host.run(64);
+        return host.save();
+    }
+};
 
-/// The control value of a patch.
-float cutoffOf(const Bytes& chunk)
-{
-    PluginParameters values;
-    readChunk(chunk, values);
-    return values.getValue(filter_cutoff);
-}
-
-TEST(StateProperty, BringsThePatchBackInAFreshProcess)
+TEST_F(Lv2State, BringsThePatchBackWheneverTheHostShowsThePorts)
 {
     // The ports of the one who saves stand where they have nothing to do with the patch: MIDI has
     // loaded it.
-    const Home home;
     std::array<float, kNumHostParameters> ports{};
     State state;
     {
         Lv2Host host({.worker = Offers::Worker::Immediate});
-        host.controls[kCutoff] = 12000.0f;
-        host.controls[kEffects] = 1.0f;
+        host.port(kCutoff) = 12000.0f;
+        host.port(kEffects) = 1.0f;
         host.run(64);
         host.events.midi(0, {0xc0, 0});
         host.run(64);
+        EXPECT_LT(host.control(kCutoff), 0.8f);
         ports = host.controls;
         state = host.save();
     }
-    const Bytes& chunk = state.at(kPatchUri).value;
-    EXPECT_LT(cutoffOf(chunk), 0.8f);
+    const Bytes& chunk = state.at(urid(kPatchUri)).value;
 
     enum Moment { Before, While, After };
     const struct {
@@ -75,59 +63,55 @@ TEST(StateProperty, BringsThePatchBackInAFreshProcess)
         {"automation", Before, true},
     };
     for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
         const auto after = test::inFreshProcess([&] {
             Lv2Host host;
-            host.restore(state, [&](const std::string& property) {
+            host.restore(state, [&](LV2_URID property) {
                 if (row.portsCome == While)
                     host.controls = ports;
-                if (row.portsCome != Before && property == kPortsUri)
+                if (row.portsCome != Before && property == urid(kPortsUri))
                     host.run(64); // the first block
             });
             if (row.portsCome == After)
                 host.run(64);
             host.controls = ports;
             if (row.automated)
-                host.controls[kCutoff] = portScale(kCutoff).fromNormalised(0.5f);
+                host.port(kCutoff) = portScale(kCutoff).fromNormalised(0.5f);
             host.run(64);
             host.controls = ports; // back, if it was moved
             host.run(64);
             const Bytes bytes = host.patch();
-            return std::vector<float>(bytes.begin(), bytes.end());
+            std::vector<float> found(bytes.begin(), bytes.end());
+            found.push_back(host.control(kCutoff));
+            return found;
         });
-        const Bytes bytes(after.begin(), after.end());
         if (row.automated)
-            EXPECT_FLOAT_EQ(cutoffOf(bytes), portScale(kCutoff).toNormalised(ports[kCutoff]));
+            EXPECT_FLOAT_EQ(after.back(), portScale(kCutoff).toNormalised(ports[kCutoff]));
         else
-            EXPECT_EQ(bytes, chunk) << row.what;
+            EXPECT_EQ(Bytes(after.begin(), after.end() - 1), chunk);
     }
 }
 
-TEST(StateProperty, OfAnotherKindLeavesThePatchAlone)
+TEST_F(Lv2State, OfAnotherKindLeavesThePatchAlone)
 {
-    const Home home;
-    const Property own = oddState().at(kPatchUri);
+    const Property own = oddState().at(urid(kPatchUri));
     Lv2Host host;
     const Bytes before = host.patch();
-    const struct {
-        const char* what;
-        State state;
-        LV2_State_Status status;
-    } rows[] = {
-        {"nothing", {}, LV2_STATE_ERR_NO_PROPERTY},
-        {"another plug-in", {{"urn:other", own}}, LV2_STATE_ERR_NO_PROPERTY},
-        {"text", {{kPatchUri, {LV2_ATOM__String, own.value}}}, LV2_STATE_ERR_BAD_TYPE},
-        {"no bytes", {{kPatchUri, {LV2_ATOM__Chunk, {}}}}, LV2_STATE_ERR_NO_PROPERTY},
+    const std::pair<State, LV2_State_Status> rows[] = {
+        {{}, LV2_STATE_ERR_NO_PROPERTY},
+        {{{urid("urn:other"), own}}, LV2_STATE_ERR_NO_PROPERTY},
+        {{{urid(kPatchUri), {urid(LV2_ATOM__String), own.value}}}, LV2_STATE_ERR_BAD_TYPE},
+        {{{urid(kPatchUri), {urid(LV2_ATOM__Chunk), {}}}}, LV2_STATE_ERR_NO_PROPERTY},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(host.restore(row.state), row.status) << row.what;
+    for (const auto& [state, status] : rows) {
+        EXPECT_EQ(host.restore(state), status);
         host.run(64);
-        EXPECT_EQ(host.patch(), before) << row.what;
+        EXPECT_EQ(host.patch(), before) << status;
     }
 }
 
-TEST(StateProperty, ComesAndGoesWhileTheSoundRuns)
+TEST_F(Lv2State, ComesAndGoesWhileTheSoundRuns)
 {
-    const Home home;
     const State state = oddState();
     Lv2Host host({.maxBlock = 128});
     host.run(128); // ports act once they have been seen
@@ -140,22 +124,18 @@ TEST(StateProperty, ComesAndGoesWhileTheSoundRuns)
     });
     for (int i = 0; i < 20; ++i) {
         host.restore(state);
-        EXPECT_EQ(host.patch(), state.at(kPatchUri).value);
+        EXPECT_EQ(host.patch(), state.at(urid(kPatchUri)).value);
     }
     done = true;
     audio.join();
 }
 
-// --- Patches that MIDI asks for -------------------------------------------------------------
-
-TEST(ProgramChange, LoadsOnTheWorkerAndTellsTheHost)
+TEST_F(Lv2State, AProgramChangeLoadsOnTheWorkerAndTellsTheHost)
 {
-    const Home home;
     Lv2Host host({.worker = Offers::Worker::Waiting});
     host.run(64);
     EXPECT_EQ(host.noticesSeen, 0) << "the host has made the instance itself";
     const std::string first = nameOf(host.patch());
-    EXPECT_EQ(first, "Bass Carpet QX");
 
     host.events.midi(5, {0xc0, 0});
     host.run(64);
@@ -173,29 +153,18 @@ TEST(ProgramChange, LoadsOnTheWorkerAndTellsTheHost)
     EXPECT_EQ(host.noticesSeen, 1);
     EXPECT_EQ(host.patch(), loaded) << "no port has moved";
 
-    host.restore({{kPatchUri, {LV2_ATOM__Chunk, loaded}}});
+    host.restore({{urid(kPatchUri), {urid(LV2_ATOM__Chunk), loaded}}});
     host.run(64);
     EXPECT_EQ(host.noticesSeen, 1) << "the host knows what it restores";
     EXPECT_EQ(host.runWorker(), 0);
-}
 
-TEST(ProgramChange, PlaysAtOnceWhereTheWorkerIsImmediate)
-{
-    const Home home;
-    Lv2Host host({.worker = Offers::Worker::Immediate});
-    host.events.midi(0, {0xc0, 0});
-    host.run(64);
-    EXPECT_EQ(nameOf(host.patch()), "Acid Lantern QX");
-}
-
-TEST(ProgramChange, DoesNothingWithoutAWorker)
-{
-    const Home home;
-    Lv2Host host;
-    host.events.midi(0, {0xc0, 0});
-    host.run(64);
-    host.run(64);
-    EXPECT_EQ(nameOf(host.patch()), "Bass Carpet QX");
+    for (const auto& [worker, name] : {std::pair{Offers::Worker::Immediate, "Acid Lantern QX"},
+                                       {Offers::Worker::None, "Bass Carpet QX"}}) {
+        Lv2Host other({.worker = worker});
+        other.events.midi(0, {0xc0, 0});
+        other.run(64);
+        EXPECT_EQ(nameOf(other.patch()), name);
+    }
 }
 
 } // namespace

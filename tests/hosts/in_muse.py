@@ -1,24 +1,21 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: GPL-3.0-or-later
 """Zephra.lv2 or Zephra.so in MusE, on a screen that nobody sees and a JACK server without a sound
-card: muse.py ZEPHRA.SO|ZEPHRA.LV2 ZEPHRA_RENDER SOUNDBANKS
+card: in_muse.py ZEPHRA.SO|ZEPHRA.LV2 ZEPHRA_RENDER BANKS
 
 MusE loads a song, plays it by the transport of JACK and saves it. A fresh one loads that with an
 automated cutoff, plays it and drops the plug-in with the song. What sounds is compared with
-zephra-render, octave by octave. The system's own Python, since python3-jack-client is one of its
-packages. Status 77 where a program is missing."""
+zephra-render, octave by octave."""
 
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 from contextlib import closing
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent / "standalone"))
-import jack_rig as rig  # pylint: disable=wrong-import-position
+import rig
 
 PLUGIN, RENDER, BANKS = (Path(name).resolve() for name in sys.argv[1:4])
 TEMPLATE = Path("/usr/share/muse/templates/default.med")
@@ -59,7 +56,6 @@ def automate(file):
 class MusE:
     def __init__(self, file, screen):
         self.server = rig.Server()
-        self.server.start(patient=True)
         self.program = subprocess.Popen(["muse", "-J", "-j", "-l", "en", file],
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.studio = rig.Studio(keyboard=None, program="MusE:Out")
@@ -70,11 +66,11 @@ class MusE:
     def play(self):
         self.studio.client.transport_locate(0)
         self.studio.record(1)
-        before = len(self.studio.sound())
+        before = len(self.studio.blocks)
         self.studio.client.transport_start()
         self.studio.record(SECONDS)
         self.studio.client.transport_stop()
-        return rig.from_first_sound(self.studio.sound()[before:])
+        return rig.from_first_sound(self.studio.sound(before))
 
     def save(self, file):
         saved = file.stat().st_mtime
@@ -95,50 +91,31 @@ class MusE:
 
 
 def rendered(folder, *options):
-    out = folder / "render.wav"
     notes = [f"--note={key},{velocity},{at / TICKS},{(at + length) / TICKS}"
              for at, length, key, velocity in NOTES]
-    library = folder / "data" / "Soundbanks"
-    subprocess.run([RENDER, "--library", library, "--patch",
-                    library / "Showcase" / "Bass Carpet QX.fxp", *notes, *options, "--rate",
-                    str(rig.RATE), "--block", str(rig.BLOCK), "--seconds", str(SECONDS), "--quiet",
-                    "--out", out], check=True)
-    return rig.from_first_sound(rig.wav_samples(out.read_bytes()))
+    patch = folder / "data/Soundbanks/Showcase/Bass Carpet QX.fxp"
+    return rig.from_first_sound(rig.rendered(RENDER, folder, "--patch", patch, *notes, *options,
+                                             "--seconds", SECONDS))
 
 
-def compare(what, played, render):
-    apart = rig.octaves_apart(what, played, render)
-    assert apart < 1.0, f"{apart} dB"
-
-
-def main():
+def main(folder):
+    rig.make_home(folder, BANKS)
     os.environ.update(LV2_PATH=f"{PLUGIN.parent}:/usr/lib/lv2", LXVST_PATH=str(PLUGIN.parent),
                       LADSPA_PATH="/none", DSSI_PATH="/none")
-    with tempfile.TemporaryDirectory(prefix="zephra-muse-") as place:
-        folder = Path(place)
-        for variable, name in (("HOME", "home"), ("XDG_CACHE_HOME", "cache"),
-                               ("XDG_CONFIG_HOME", "config"), ("XDG_RUNTIME_DIR", "run"),
-                               ("ZEPHRA_DATA_ROOT", "data"), ("ZEPHRA_SETTINGS_DIR", "settings")):
-            (folder / name).mkdir(mode=0o700)
-            os.environ[variable] = str(folder / name)
-        shutil.copytree(BANKS, folder / "data" / "Soundbanks")
-        file = folder / "song.med"
-        song(folder)
-        with closing(rig.Screen()) as screen:
-            with closing(MusE(file, screen)) as muse:
-                compare("played", muse.play(), rendered(folder))
-                muse.save(file)
-            automate(file)
-            points = [f"--auto=filter_cutoff={value}@{at / rig.RATE}"
-                      for at, value in ((0, 0.353), (STEP, 0.951))]
-            with closing(MusE(file, screen)) as muse:
-                compare("loaded and automated", muse.play(), rendered(folder, *points))
-                muse.drop_song()
+    file = folder / "song.med"
+    song(folder)
+    with closing(rig.Screen()) as screen:
+        with closing(MusE(file, screen)) as muse:
+            rig.assert_alike("played", muse.play(), rendered(folder))
+            muse.save(file)
+        automate(file)
+        points = [f"--auto=filter_cutoff={value}@{at / rig.RATE}"
+                  for at, value in ((0, 0.353), (STEP, 0.951))]
+        with closing(MusE(file, screen)) as muse:
+            rig.assert_alike("loaded and automated", muse.play(), rendered(folder, *points))
+            muse.drop_song()
 
 
-if __name__ == "__main__":
-    rig.skip_unless_complete()
-    if not all(map(shutil.which, ("muse", *rig.Screen.PROGRAMS))) or not TEMPLATE.exists():
-        print("not here: MusE, Xvfb or xdotool")
-        sys.exit(rig.SKIPPED)
-    main()
+rig.needs("jack", "jackd", "muse", "Xvfb", "xdotool")
+with tempfile.TemporaryDirectory(prefix="zephra-muse-") as place:
+    main(Path(place))

@@ -1,33 +1,29 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 # SPDX-License-Identifier: GPL-3.0-or-later
 """Ardour 7 with Zephra.so or Zephra.lv2, without a window: load, play, automate, save, load again,
 remove.
 
-    ardour_test.py ZEPHRA.SO|ZEPHRA.LV2 ZEPHRA-RENDER
+    in_ardour.py ZEPHRA.SO|ZEPHRA.LV2 ZEPHRA_RENDER
 
 A session is made through Ardour's Lua program, gets a MIDI region, and is exported twice, each
 time by a fresh process. Parameters have to come back to the bit, and the exports have to be what
 zephra-render makes of the same state, notes and automation: of VST2 sample for sample, of LV2
 octave by octave, as Ardour activates that anew, and free oscillators and the mains hum then stand
-elsewhere. Status 77 where there is no Ardour."""
+elsewhere."""
 
-import array
 import base64
 import os
 import re
-import shutil
 import struct
-import subprocess
 import sys
 import tempfile
 from pathlib import Path
 
-HERE = Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE / "standalone"))
-import jack_rig as rig  # pylint: disable=wrong-import-position
+import rig
 
 SCANNER = "/usr/lib/ardour7/ardour-vst-scanner"
-RATE = 48000
+SCRIPTS = Path(__file__).resolve().parent / "ardour"
+RATE = rig.RATE
 TICKS = 1920  # of Ardour, per quarter; at 120 beats per minute a quarter has 24000 samples
 CLOCKS = 282240000 // RATE  # of Ardour, per sample
 BLOCK = 1024  # of the dummy backend
@@ -44,14 +40,6 @@ NOTES = [
     (10 * TICKS + 1002, 13 * TICKS, 63, 90),
 ]
 AUTOMATION = [(0, 0.8), (5 * RATE, 0.3), (6 * RATE, 0.55)]  # of the cutoff, as in make.lua
-
-
-def run(*command, **options):
-    done = subprocess.run([str(part) for part in command], stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, text=True, timeout=300, **options)
-    if done.returncode:
-        sys.exit(f"{command[0]} failed:\n{done.stdout}")
-    return done.stdout
 
 
 def midi_file(path):
@@ -107,14 +95,6 @@ def program_file(session, path):
     path.write_bytes(head + struct.pack(">II28sI", 1, 75, b"", len(chunk)) + chunk)
 
 
-def samples(path):
-    """Of a WAV file of floats."""
-    data = path.read_bytes()
-    at = data.index(b"data")
-    size = struct.unpack_from("<I", data, at + 4)[0]
-    return array.array("f", data[at + 8:at + 8 + size])
-
-
 def own(work, render, shift, seconds):
     """What zephra-render makes of it with Ardour's blocks: the first sample of the export stands
     `shift` into one of them, and automation acts from the next block on."""
@@ -128,77 +108,63 @@ def own(work, render, shift, seconds):
     for sample, value in AUTOMATION:
         late = -(begin + sample) % BLOCK if sample else -begin
         options.append(f"--auto=filter_cutoff={value}@{time(sample + late)}")
-    run(render, "--patch", work / "state.fxp", *options, "--rate", RATE, "--block", BLOCK,
-        "--seconds", f"{seconds + begin / RATE:.9f}", "--out", work / "own.wav", "--quiet")
-    return samples(work / "own.wav")[2 * begin:]
+    return rig.rendered(render, work, "--patch", work / "state.fxp", *options, "--seconds",
+                        f"{seconds + begin / RATE:.9f}", block=BLOCK)[2 * begin:]
 
 
 def compare(work, render, name):
     """Whether an export is what zephra-render makes, in the one way that Ardour's blocks may have
     stood; where in a block an export begins differs from run to run."""
-    export = samples(work / name)
+    export = rig.wav_samples((work / name).read_bytes())
     assert len(export) == 2 * END and max(map(abs, export)) > 0.1, "the export is silent"
     first = 2 * NOTES[0][0] * 24000 // TICKS
     if os.environ["PLUGIN_TYPE"] == "LV2":
         rendered = own(work, render, 0, END / RATE)
         for at in range(first, len(export), 2 * RATE):
             stretch = slice(at, at + 2 * RATE)
-            apart = rig.octaves_apart(f"{name}, second {at // 2 // RATE}", export[stretch],
-                                      rendered[stretch])
-            assert apart < 0.5, f"{apart} dB"
+            rig.assert_alike(f"{name}, second {at // 2 // RATE}", export[stretch],
+                             rendered[stretch], 0.5)
         return
     for shift in range(BLOCK - 16, -1, -16):
         if own(work, render, shift, 4.05)[first:first + 2000] == export[first:first + 2000]:
             break
     else:
         sys.exit(f"{name}: no place of the blocks gives what zephra-render gives")
-    worst = max(abs(a - b) for a, b in zip(own(work, render, shift, END / RATE), export))
-    print(f"{name}: {END} frames, peak {max(map(abs, export)):.4f}, blocks {shift} samples ahead, "
-          f"largest difference from zephra-render {worst:.3g}")
-    assert worst == 0.0
+    rig.assert_equal(name, export, own(work, render, shift, END / RATE))
 
 
-def main():
+def main(work):
     plugin, render = (Path(name).resolve() for name in sys.argv[1:3])
-    if not (shutil.which("ardour7-lua") and shutil.which("ardour7-export")):
-        sys.exit(77)
-    with tempfile.TemporaryDirectory(prefix="zephra-ardour-") as temp:
-        work = Path(temp)
-        for variable, name in (("HOME", "home"), ("XDG_CACHE_HOME", "cache"),
-                               ("XDG_CONFIG_HOME", "config"), ("ZEPHRA_SETTINGS_DIR", "settings"),
-                               ("ZEPHRA_DATA_ROOT", "data"), ("SESSION_FOLDER", "song")):
-            os.environ[variable] = str(work / name)
-        for name in "home", "cache", "config", "settings", "data/Soundbanks":
-            (work / name).mkdir(parents=True)  # no factory patches, whatever is installed
-        if plugin.is_dir():
-            os.environ.update(LV2_PATH=f"{plugin.parent}:/usr/lib/lv2", PLUGIN_TYPE="LV2",
-                              FIRST_CONTROL="1")  # ahead of which Ardour counts the latency
-        else:
-            os.environ.update(LXVST_PATH=str(plugin.parent), PLUGIN_TYPE="LXVST", FIRST_CONTROL="0")
-        session = work / "song" / "song.ardour"
+    rig.make_home(work)
+    (work / "data/Soundbanks").mkdir(parents=True)  # no factory patches, whatever is installed
+    os.environ["SESSION_FOLDER"] = str(work / "song")
+    if plugin.is_dir():
+        os.environ.update(LV2_PATH=f"{plugin.parent}:/usr/lib/lv2", PLUGIN_TYPE="LV2",
+                          FIRST_CONTROL="1")  # ahead of which Ardour counts the latency
+    else:
+        os.environ.update(LXVST_PATH=str(plugin.parent), PLUGIN_TYPE="LXVST", FIRST_CONTROL="0")
+        rig.run(SCANNER, "-f", plugin, env={**os.environ, "LD_LIBRARY_PATH": "/usr/lib/ardour7"})
+    session = work / "song" / "song.ardour"
 
-        def values(script):
-            return re.findall(r"^value\s+(\d+)\s+(\S+)$",
-                              run("ardour7-lua", HERE / "ardour" / script), re.MULTILINE)
+    def values(script):
+        return re.findall(r"^value\s+(\d+)\s+(\S+)$", rig.run("ardour7-lua", SCRIPTS / script),
+                          re.MULTILINE)
 
-        def export(name):
-            run("ardour7-export", "-b", "float", "-o", work / name, work / "song", "song")
+    def export(name):
+        rig.run("ardour7-export", "-b", "float", "-o", work / name, work / "song", "song")
 
-        if plugin.is_file():
-            run(SCANNER, "-f", plugin, env={**os.environ, "LD_LIBRARY_PATH": "/usr/lib/ardour7"})
-        made = values("make.lua")
-        assert len(made) == 75, f"{len(made)} parameters"
-        add_phrase(session)
-        program_file(session, work / "state.fxp")
-        export("first.wav")
-
-        loaded = values("read.lua")
-        differ = [(a, b) for a, b in zip(made, loaded) if a != b]
-        assert len(loaded) == 75 and not differ, f"saved and loaded again: {differ}"
-        print("parameters: all 75 the same to the bit in a fresh process")
-        export("second.wav")
-        for name in "first.wav", "second.wav":
-            compare(work, render, name)
+    made = values("make.lua")
+    assert len(made) == 75, f"{len(made)} parameters"
+    add_phrase(session)
+    program_file(session, work / "state.fxp")
+    export("first.wav")
+    loaded = values("read.lua")
+    assert loaded == made, "saved and loaded again: " + str(set(loaded) ^ set(made))
+    export("second.wav")
+    for name in "first.wav", "second.wav":
+        compare(work, render, name)
 
 
-main()
+rig.needs("ardour7-lua", "ardour7-export")
+with tempfile.TemporaryDirectory(prefix="zephra-ardour-") as place:
+    main(Path(place))
