@@ -113,13 +113,16 @@ TEST(Kernels, GiveTheBytesOfPlainNumbers)
 
         for (int stretch = 0; stretch < 60; ++stretch) {
             if (dice.once(20)) {
-                const PolyMode mode = values.polyMode;
+                const EngineValues before = values;
                 values = dice.values(fs);
-                if (!dice.once(4))
-                    values.polyMode = mode;
-                plainFilter.reset(values);
-                for (Instrument& i : all)
-                    i.filter.reset();
+                if (dice.once(4)) {
+                    plainFilter.reset(values);
+                    for (Instrument& i : all)
+                        i.filter.reset();
+                } else {
+                    values.polyMode = before.polyMode;
+                    values.revision = before.revision;
+                }
             }
             if (dice.once(5))
                 dice.play(performance);

@@ -96,6 +96,22 @@ TEST(VoicePitch, FollowsItsControlsVoiceAndOscillator)
     }
 }
 
+TEST(VoicePitch, TwoWalkersDriftOverTheWholeWay)
+{
+    DriftState drift;
+    Random15 random;
+    double lowest = 1.0, highest = 0.0, apart = 0.0;
+    for (int tick = 0; tick < 1000000; ++tick) {
+        drift.tick(random, 0.001);
+        lowest = std::min({tick < 1000 ? 1.0 : lowest, drift.drift1, drift.drift2});
+        highest = std::max({highest, drift.drift1, drift.drift2});
+        apart += std::fabs(drift.drift1 - drift.drift2) / 1000000.0;
+    }
+    EXPECT_NEAR(lowest, 0.0, 0.002);
+    EXPECT_NEAR(highest, 1.0, 0.002);
+    EXPECT_NEAR(apart, 0.3, 0.05);
+}
+
 TEST(VoiceRack, WritesItsModesLanesOfTheStretchAndNothingElse)
 {
     constexpr float kBefore = 9.0f;
@@ -159,6 +175,7 @@ TEST(VoiceRack, NotesStartAtTheirPhaseOrRunFreeAndVoicesShareOscillator3)
     Lanes<float> sorted = phases;
     std::ranges::sort(sorted);
     EXPECT_EQ(std::ranges::adjacent_find(sorted), sorted.end()) << "each voice at its own";
+    EXPECT_NE(rig.rack.lanes.noise.tonePos[0], rig.rack.lanes.noise.tonePos[1]);
     const float common = phases[0];
     rig.rack.shareOscillator3();
     EXPECT_EQ(std::ranges::count(phases, common), kVoices);
