@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/LaneRows.h"
+
 #include <cmath>
 
 namespace zephra {
@@ -21,15 +23,32 @@ struct FilterEnvelopeRates {
 /// The filter envelope: a capacitor charged through a resistor toward the sustain level and, in
 /// its decay, discharged by a second resistor that grows with time. The attack ends at half the
 /// range: the scale in the cutoff sum brings that to nearly full.
-struct FilterEnvelope {
+struct FilterEnvelope;
+template <template <class> class Row>
+struct FilterEnvelopeRows : LaneAccess<FilterEnvelopeRows<Row>, FilterEnvelope> {
+    Row<EnvelopeStage> fltState{};
+    Row<double> fltCharge{};            ///< distance left in the attack, 1 falling
+    Row<double> fltLevel{};             ///< level in attack and decay
+    Row<double> fltOut{};               ///< the output
+    Row<double> fltStart{}, fltScale{}; ///< offset and scale of the attack
+    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s; never 0
+
+    static void visit(auto each, auto&... of) noexcept
+    {
+        (each(of.fltState...), each(of.fltCharge...), each(of.fltLevel...), each(of.fltOut...),
+         each(of.fltStart...), each(of.fltScale...), each(of.droopTime...));
+    }
+};
+
+struct FilterEnvelope : FilterEnvelopeRows<Single> {
     static constexpr double kFarads = 1e-5;
 
-    EnvelopeStage fltState = EnvelopeStage::Release;
-    double fltCharge = 0.0;                ///< distance left in the attack, 1 falling
-    double fltLevel = 0.0;                 ///< level in attack and decay
-    double fltOut = 0.0;                   ///< the output
-    double fltStart = 0.0, fltScale = 1.0; ///< offset and scale of the attack
-    double droopTime = 132.0;              ///< running time of the decay, in 1/192000 s; never 0
+    FilterEnvelope() noexcept
+    {
+        fltState = EnvelopeStage::Release;
+        fltScale = 1.0;
+        droopTime = 132.0;
+    }
 
     /// Conductance of the droop resistor at a running time: 1 / (1.62 t^1.4).
     static double droopConductance(double time) noexcept

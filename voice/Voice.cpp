@@ -23,9 +23,11 @@ void Voice::reset(int toneLength) noexcept
     smoothAftertouch = smoothBreath = smoothExpression = smoothFoot = smoothTimbre = 0.0f;
 
     const std::size_t l = laneIndex();
-    for (OscillatorLanes& oscillator : lanes->oscillators)
-        oscillator.store(l,
-                         {std::min(static_cast<float>(lanes->random[l].next()) / 32767.0f, 0.99f)});
+    for (OscillatorLanes& oscillator : lanes->oscillators) {
+        OscillatorState state;
+        state.phase = std::min(static_cast<float>(lanes->random[l].next()) / 32767.0f, 0.99f);
+        oscillator.store(l, state);
+    }
     NoiseState noise;
     noise.tonePos = lane * toneLength / kVoices;
     lanes->noise.store(l, noise);
