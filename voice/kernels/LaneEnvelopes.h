@@ -16,6 +16,15 @@ inline namespace ZEPHRA_ISA {
 using Mask = MaskOf<D>;
 using TickLevels = double[kTick][kPartLanes];
 
+/// Calls `each` with every part, unrolled.
+template <int kParts> inline void eachPart(auto each) noexcept
+{
+    if constexpr (kParts > 0) {
+        eachPart<kParts - 1>(each);
+        each(kParts - 1);
+    }
+}
+
 /// Which lanes of a part are in a stage.
 template <class I> inline Mask lanesIn(const I& stages, int part, EnvelopeStage stage) noexcept
 {
@@ -52,60 +61,75 @@ inline D roughDroop(D t, Mask wanted, D& root) noexcept
 /// The outputs of the filter envelopes. Divisions are taken as products, and the droop may be
 /// rough: where the last bit of a level could depend on that, the tick is void as well. `root` is
 /// the memory of the droop.
-template <class Envelopes>
-inline void filterEnvelopeTick(Envelopes& e, int part, const FilterEnvelopeRates& rate, D release,
-                               double droopStep, D& root, TickLevels& out) noexcept
+template <int kParts>
+inline void filterEnvelopeTick(FilterEnvelopeRows<Held<kParts * kPartLanes>::template Row>& e,
+                               const FilterEnvelopeRates& rate, const D* release, double droopStep,
+                               D* root, TickLevels* out) noexcept
 {
-    const Mask attacks = lanesIn(e.fltState, part, EnvelopeStage::Attack);
-    const Mask decays = lanesIn(e.fltState, part, EnvelopeStage::Decay);
-    const Mask releases = lanesIn(e.fltState, part, EnvelopeStage::Release);
-    const bool anyAttacks = any(attacks), anyDecays = any(decays), anyReleases = any(releases);
-    D charge = e.fltCharge[part], level = e.fltLevel[part], output = e.fltOut[part];
-
     const double steps = rate.fs8 * FilterEnvelope::kFarads;
     const double fill = 1.0 / rate.decayOhms * (1.0 / steps);
-    const D drain =
-        anyDecays ? roughDroop(e.droopTime[part], decays, root) * (1.0 / steps) : D{};
-    // Twice the error of a way, which hardly changes in a tick
-    const D error = (magnitude(rate.sustain - level) * fill + magnitude(level * drain)) * 0x1p-47;
-    Mask fails{};
-    for (auto& now : out) {
-        if (anyAttacks) {
-            charge = select(attacks, charge * rate.attack, charge);
-            level = select(attacks, 1.0 - charge, level);
-            fails |= attacks & (level > 0.5);
-            output = select(attacks, level * e.fltScale[part] + e.fltStart[part], output);
+    struct Part {
+        Mask attacks, decays, releases, fails{};
+        D charge, level, output;
+        D drain{}, error; ///< twice the error of a way, which hardly changes in a tick
+    } parts[kParts];
+    bool anyAttacks = false, anyDecays = false, anyReleases = false;
+    eachPart<kParts>([&](int p) {
+        Part& x = parts[p];
+        anyAttacks |= any(x.attacks = lanesIn(e.fltState, p, EnvelopeStage::Attack));
+        anyDecays |= any(x.decays = lanesIn(e.fltState, p, EnvelopeStage::Decay));
+        anyReleases |= any(x.releases = lanesIn(e.fltState, p, EnvelopeStage::Release));
+        x.charge = e.fltCharge[p];
+        x.level = e.fltLevel[p];
+        x.output = e.fltOut[p];
+        if (any(x.decays))
+            x.drain = roughDroop(e.droopTime[p], x.decays, root[p]) * (1.0 / steps);
+        x.error = (magnitude(rate.sustain - x.level) * fill + magnitude(x.level * x.drain)) *
+                   0x1p-47;
+    });
+    for (int i = 0; i < kTick; ++i)
+        eachPart<kParts>([&](int p) {
+            Part& x = parts[p];
+            if (anyAttacks) {
+                x.charge = select(x.attacks, x.charge * rate.attack, x.charge);
+                x.level = select(x.attacks, 1.0 - x.charge, x.level);
+                x.fails |= x.attacks & (x.level > 0.5);
+                x.output = select(x.attacks, x.level * e.fltScale[p] + e.fltStart[p], x.output);
+            }
+            if (anyDecays) {
+                const D way = (rate.sustain - x.level) * fill - x.level * x.drain;
+                x.fails |=
+                    x.decays & ((x.level + (way - x.error)) != (x.level + (way + x.error)));
+                x.level = select(x.decays, x.level + way, x.level);
+                x.output = select(x.decays, x.level, x.output);
+            }
+            if (anyReleases)
+                x.output = select(x.releases, x.output * release[p], x.output);
+            storeLanes(out[p][i], x.output);
+        });
+    eachPart<kParts>([&](int p) {
+        const Part& x = parts[p];
+        if (!any(x.fails)) {
+            e.fltCharge[p] = x.charge;
+            e.fltLevel[p] = x.level;
+            e.fltOut[p] = x.output;
+            e.droopTime[p] += droopStep;
+            return;
         }
-        if (anyDecays) {
-            const D way = (rate.sustain - level) * fill - level * drain;
-            fails |= decays & ((level + (way - error)) != (level + (way + error)));
-            level = select(decays, level + way, level);
-            output = select(decays, level, output);
+        for (int lane = 0; lane < kPartLanes; ++lane) {
+            const auto l = static_cast<std::size_t>(p * kPartLanes + lane);
+            FilterEnvelope envelope = e.load(l);
+            FilterEnvelopeRates own = rate;
+            own.release = release[p][lane];
+            double droop = FilterEnvelope::droopConductance(envelope.droopTime);
+            envelope.droopTime += droopStep;
+            for (auto& now : out[p]) {
+                envelope.tick(own, droop);
+                now[lane] = envelope.fltOut;
+            }
+            e.store(l, envelope);
         }
-        if (anyReleases)
-            output = select(releases, output * release, output);
-        storeLanes(now, output);
-    }
-    if (!any(fails)) {
-        e.fltCharge[part] = charge;
-        e.fltLevel[part] = level;
-        e.fltOut[part] = output;
-        e.droopTime[part] += droopStep;
-        return;
-    }
-    for (int lane = 0; lane < kPartLanes; ++lane) {
-        const auto l = static_cast<std::size_t>(part * kPartLanes + lane);
-        FilterEnvelope envelope = e.load(l);
-        FilterEnvelopeRates own = rate;
-        own.release = release[lane];
-        double droop = FilterEnvelope::droopConductance(envelope.droopTime);
-        envelope.droopTime += droopStep;
-        for (auto& now : out) {
-            envelope.tick(own, droop);
-            now[lane] = envelope.fltOut;
-        }
-        e.store(l, envelope);
-    }
+    });
 }
 
 /// The levels of the amplifier envelopes. `toPeak` is the memory of the attack, `sustain` and

@@ -53,6 +53,7 @@ public:
             step, v, target);
         for (int part = 0; part < kParts; ++part) {
             sustainStep[part] = (s.ampSustain - v.sustainRamp[part]) / static_cast<double>(s.count);
+            release[part] = ofPart(s.filterRelease, part);
             toPeak[part] = 1.0 - v.ampEnvelope.ampLevel[part];
             lastPitch[part] = everywhere<D>(std::numeric_limits<double>::quiet_NaN());
         }
@@ -201,9 +202,9 @@ private:
             storeLanes(now, values.filterEnvAmount + (amount += step.envSum));
         TickLevels levels[kParts];
         levelsStand = true;
+        filterEnvelopeTick<kParts>(v.filterEnvelope, s.filterRates, release, rates.droopStep,
+                                   droopRoot, levels);
         for (int part = 0; part < kParts; ++part) {
-            filterEnvelopeTick(v.filterEnvelope, part, s.filterRates, ofPart(s.filterRelease, part),
-                               rates.droopStep, droopRoot[part], levels[part]);
             for (int i = 0; i < kTick; ++i) {
                 float* const now = envelope[i] + part * kPartLanes;
                 const D total = convert<D>(loadLanes<PartFloats>(now));
@@ -346,7 +347,7 @@ private:
     struct Ramps {
         F gain[3], cutBase, envSum, volMod;
     } target, step;
-    D sustainStep[kParts], toPeak[kParts]; ///< memory of the amplifier envelope's attack
+    D release[kParts], sustainStep[kParts], toPeak[kParts]; ///< memory of the amplifier envelope's attack
     D lastPitch[kParts], ratio[kParts]; ///< and the ratio of frequency that it means
     D droopRoot[kParts]{};
     U seed = load<U>(s.noiseSeed, at);
