@@ -28,7 +28,7 @@ template <int kParts> inline void eachPart(auto each) noexcept
 /// Which lanes of a part are in a stage.
 template <class I> inline Mask lanesIn(const I& stages, int part, EnvelopeStage stage) noexcept
 {
-    return convert<Mask>(partOf<PartInts>(stages, part) == static_cast<int>(stage));
+    return convert<D>(partOf<PartInts>(stages, part)) == static_cast<double>(stage);
 }
 
 /// The droop's conductance 1 / (1.62 t^1.4) to 20 units of the last place. `root` is t^-0.2, by
