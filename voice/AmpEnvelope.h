@@ -16,9 +16,9 @@ struct AmpEnvelopeRates {
 
 /// The amplifier envelope: multiplicative stages, and a linear release beside the multiplicative
 /// one.
-struct AmpEnvelope;
-template <template <class> class Row>
-struct AmpEnvelopeRows : LaneAccess<AmpEnvelopeRows<Row>, AmpEnvelope> {
+template <template <class> class Row> struct AmpEnvelopeRows : LaneAccess<AmpEnvelopeRows, Row> {
+    static constexpr double kAttackEnd = 0.8;
+
     Row<EnvelopeStage> ampState{};
     Row<double> ampLevel{};  ///< 0..1
     Row<double> ampLinear{}; ///< follows ampLevel, falls in a straight line in the release
@@ -27,15 +27,9 @@ struct AmpEnvelopeRows : LaneAccess<AmpEnvelopeRows<Row>, AmpEnvelope> {
     {
         (each(of.ampState...), each(of.ampLevel...), each(of.ampLinear...));
     }
-};
 
-struct AmpEnvelope : AmpEnvelopeRows<Single> {
-    static constexpr double kAttackEnd = 0.8;
-
-    AmpEnvelope() noexcept { ampState = EnvelopeStage::Release; }
-
-    /// One voice-rate sample: the level 0..1 that goes to the AmpCurve. `toPeak` is 1 - ampLevel
-    /// when the stretch starts, and is the attack's own memory through the stretch.
+    /// One voice-rate sample of a Single: the level 0..1 that goes to the AmpCurve. `toPeak` is 1 -
+    /// ampLevel when the stretch starts, and is the attack's own memory through the stretch.
     double tick(const AmpEnvelopeRates& rate, double& toPeak, double sustain) noexcept
     {
         switch (ampState) {
@@ -63,5 +57,6 @@ struct AmpEnvelope : AmpEnvelopeRows<Single> {
         return ampLevel;
     }
 };
+using AmpEnvelope = AmpEnvelopeRows<Single>;
 
 } // namespace zephra

@@ -10,8 +10,7 @@ namespace zephra {
 
 /// Two walkers that move in straight segments between random targets in 0..1. Pitch follows the
 /// first in oscillator 1 and the second in oscillators 2 and 3. They run at any depth.
-struct DriftState;
-template <template <class> class Row> struct DriftRows : LaneAccess<DriftRows<Row>, DriftState> {
+template <template <class> class Row> struct DriftRows : LaneAccess<DriftRows, Row> {
     Row<double> drift1{}, drift2{}; ///< positions
     Row<double> driftTarget1{}, driftTarget2{};
 
@@ -20,10 +19,8 @@ template <template <class> class Row> struct DriftRows : LaneAccess<DriftRows<Ro
         (each(of.drift1...), each(of.drift2...), each(of.driftTarget1...),
          each(of.driftTarget2...));
     }
-};
 
-struct DriftState : DriftRows<Single> {
-    /// One control tick; `step` is the way of a tick.
+    /// One control tick of a Single; `step` is the way of a tick.
     void tick(Random15& random, double step) noexcept
     {
         if (hasArrived(drift1, driftTarget1, step))
@@ -43,5 +40,6 @@ private:
         return std::fabs(position - target) <= step;
     }
 };
+using DriftState = DriftRows<Single>;
 
 } // namespace zephra

@@ -77,11 +77,8 @@ void FilterBank::setSampleRate(double fs)
 {
     const double fs8 = fs * kOversampling;
     const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
-    lateCoeffs = {at(12.0), at(20.0), at(24.4)};
-    earlyCoeffs = {at(8.0), at(12.0), at(16.0)};
-    lateResonanceHp = at(29.04);
-    earlyResonanceHp1 = at(9.0);
-    earlyResonanceHp2 = at(15.0);
+    lateCoeffs = {at(12.0), at(20.0), at(24.4), at(29.04)};
+    earlyCoeffs = {at(8.0), at(12.0), at(16.0), at(9.0), at(15.0)};
     tables.setSampleRate(fs);
 }
 
@@ -113,9 +110,6 @@ void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, i
     FilterStretch s = stretchOf(values);
     s.cutoffTable = s.iterated ? tables.late() : tables.early();
     s.coeffs = s.iterated ? lateCoeffs : earlyCoeffs;
-    s.iteratedHp = lateResonanceHp;
-    s.linearisedHp1 = earlyResonanceHp1;
-    s.linearisedHp2 = earlyResonanceHp2;
     kernel(s, lanes, buffer, count, left, right);
     if (clearBroken(lanes)) { // later stages have memories of their own to keep clean
         for (int i = 0; i < count; ++i)

@@ -23,31 +23,21 @@ struct FilterEnvelopeRates {
 /// The filter envelope: a capacitor charged through a resistor toward the sustain level and, in
 /// its decay, discharged by a second resistor that grows with time. The attack ends at half the
 /// range: the scale in the cutoff sum brings that to nearly full.
-struct FilterEnvelope;
 template <template <class> class Row>
-struct FilterEnvelopeRows : LaneAccess<FilterEnvelopeRows<Row>, FilterEnvelope> {
+struct FilterEnvelopeRows : LaneAccess<FilterEnvelopeRows, Row> {
+    static constexpr double kFarads = 1e-5;
+
     Row<EnvelopeStage> fltState{};
     Row<double> fltCharge{};            ///< distance left in the attack, 1 falling
     Row<double> fltLevel{};             ///< level in attack and decay
     Row<double> fltOut{};               ///< the output
     Row<double> fltStart{}, fltScale{}; ///< offset and scale of the attack
-    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s; never 0
+    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s
 
     static void visit(auto each, auto&... of) noexcept
     {
         (each(of.fltState...), each(of.fltCharge...), each(of.fltLevel...), each(of.fltOut...),
          each(of.fltStart...), each(of.fltScale...), each(of.droopTime...));
-    }
-};
-
-struct FilterEnvelope : FilterEnvelopeRows<Single> {
-    static constexpr double kFarads = 1e-5;
-
-    FilterEnvelope() noexcept
-    {
-        fltState = EnvelopeStage::Release;
-        fltScale = 1.0;
-        droopTime = 132.0;
     }
 
     /// Conductance of the droop resistor at a running time: 1 / (1.62 t^1.4).
@@ -56,7 +46,7 @@ struct FilterEnvelope : FilterEnvelopeRows<Single> {
         return 1.0 / (1.62 * std::pow(time, 1.4));
     }
 
-    /// One voice-rate sample; `droop` is the conductance of this tick.
+    /// One voice-rate sample of a Single; `droop` is the conductance of this tick.
     void tick(const FilterEnvelopeRates& rate, double& droop) noexcept
     {
         switch (fltState) {
@@ -82,8 +72,8 @@ struct FilterEnvelope : FilterEnvelopeRows<Single> {
         }
     }
 
-    /// A new note. With a long release and a quick attack the attack goes on from the running
-    /// output, over a shortened way; else the charge starts at what the output has reached.
+    /// A new note of a Single. With a long release and a quick attack the attack goes on from the
+    /// running output, over a shortened way; else the charge starts at what the output has reached.
     void start(bool keepsRunningOutput) noexcept
     {
         if (keepsRunningOutput) {
@@ -98,5 +88,6 @@ struct FilterEnvelope : FilterEnvelopeRows<Single> {
         fltState = EnvelopeStage::Attack;
     }
 };
+using FilterEnvelope = FilterEnvelopeRows<Single>;
 
 } // namespace zephra

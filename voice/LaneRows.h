@@ -16,27 +16,26 @@ inline constexpr int kVoices = 8;
 template <class T> using Single = T;
 template <class T> using Lanes = std::array<T, kVoices>;
 
-/// Access to one lane of `Rows` as a State. Rows of all kinds hold one lane after the other.
-template <class Rows, class State> struct LaneAccess {
-    State load(std::size_t lane) const noexcept
+/// Access to one lane of a state. Rows of all kinds hold one lane after the other.
+template <template <template <class> class> class Rows, template <class> class Row>
+struct LaneAccess {
+    Rows<Single> load(std::size_t lane) const noexcept
     {
-        State state;
-        Rows::visit(
-            [lane](auto& value, const auto& row) {
-                std::memcpy(&value, reinterpret_cast<const std::byte*>(&row) + lane * sizeof value,
-                            sizeof value);
-            },
-            state, static_cast<const Rows&>(*this));
+        Rows<Single> state;
+        const auto take = [lane](auto& value, const auto& row) {
+            const auto* const values = reinterpret_cast<const std::byte*>(&row);
+            std::memcpy(&value, values + lane * sizeof value, sizeof value);
+        };
+        Rows<Row>::visit(take, state, static_cast<const Rows<Row>&>(*this));
         return state;
     }
-    void store(std::size_t lane, const State& state) noexcept
+    void store(std::size_t lane, const Rows<Single>& state) noexcept
     {
-        Rows::visit(
-            [lane](auto& row, const auto& value) {
-                std::memcpy(reinterpret_cast<std::byte*>(&row) + lane * sizeof value, &value,
-                            sizeof value);
-            },
-            static_cast<Rows&>(*this), state);
+        const auto put = [lane](auto& row, const auto& value) {
+            auto* const values = reinterpret_cast<std::byte*>(&row);
+            std::memcpy(values + lane * sizeof value, &value, sizeof value);
+        };
+        Rows<Row>::visit(put, static_cast<Rows<Row>&>(*this), state);
     }
 };
 

@@ -10,9 +10,7 @@ namespace zephra {
 
 // What changes per sample or per tick.
 
-struct OscillatorState;
-template <template <class> class Row>
-struct OscillatorRows : LaneAccess<OscillatorRows<Row>, OscillatorState> {
+template <template <class> class Row> struct OscillatorRows : LaneAccess<OscillatorRows, Row> {
     Row<float> phase{};    ///< 0 up to 1, cycles
     Row<float> heldNext{}; ///< ramp or pulse value of the next sample, with its step correction
     Row<float> triLow{};   ///< 200 Hz low-pass under the Late triangle
@@ -23,14 +21,12 @@ struct OscillatorRows : LaneAccess<OscillatorRows<Row>, OscillatorState> {
         (each(of.phase...), each(of.heldNext...), each(of.triLow...), each(of.pulseHigh...));
     }
 };
-struct OscillatorState : OscillatorRows<Single> {};
+using OscillatorState = OscillatorRows<Single>;
 using OscillatorLanes = OscillatorRows<Lanes>;
 
 /// Noise: the slow noise that a tick draws from the recording, and its two colourings as sound and
 /// as modulation.
-struct NoiseState;
-template <template <class> class Row>
-struct NoiseRows : LaneAccess<NoiseRows<Row>, NoiseState> {
+template <template <class> class Row> struct NoiseRows : LaneAccess<NoiseRows, Row> {
     Row<float> pinkLp1{}, pinkLp2{}; ///< 100 Hz low-passes of pink noise as modulation
     Row<float> whiteLp{};            ///< 80 Hz low-pass that white noise is freed of
     Row<float> pinkLow{};            ///< the slow noise, held between ticks
@@ -43,7 +39,7 @@ struct NoiseRows : LaneAccess<NoiseRows<Row>, NoiseState> {
          each(of.slowNoise...), each(of.tonePos...));
     }
 };
-struct NoiseState : NoiseRows<Single> {};
+using NoiseState = NoiseRows<Single>;
 
 template <template <class> class Row> struct VoiceRows {
     OscillatorRows<Row> oscillators[3];

@@ -84,8 +84,8 @@ inline void filterEnvelopeTick(FilterEnvelopeRows<Held<kParts * kPartLanes>::tem
         x.output = e.fltOut[p];
         if (any(x.decays))
             x.drain = roughDroop(e.droopTime[p], x.decays, root[p]) * (1.0 / steps);
-        x.error = (magnitude(rate.sustain - x.level) * fill + magnitude(x.level * x.drain)) *
-                   0x1p-47;
+        x.error =
+            (magnitude(rate.sustain - x.level) * fill + magnitude(x.level * x.drain)) * 0x1p-47;
     });
     for (int i = 0; i < kTick; ++i)
         eachPart<kParts>([&](int p) {
@@ -98,8 +98,7 @@ inline void filterEnvelopeTick(FilterEnvelopeRows<Held<kParts * kPartLanes>::tem
             }
             if (anyDecays) {
                 const D way = (rate.sustain - x.level) * fill - x.level * x.drain;
-                x.fails |=
-                    x.decays & ((x.level + (way - x.error)) != (x.level + (way + x.error)));
+                x.fails |= x.decays & ((x.level + (way - x.error)) != (x.level + (way + x.error)));
                 x.level = select(x.decays, x.level + way, x.level);
                 x.output = select(x.decays, x.level, x.output);
             }

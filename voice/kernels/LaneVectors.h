@@ -32,9 +32,12 @@ using PartInts = Vector<int, kPartLanes>;
 template <class T, int kLanes> struct RowOf {
     using Type = T[kLanes];
 };
-template <int kLanes> struct RowOf<float, kLanes> : VectorOf<float, kLanes> {};
-template <int kLanes> struct RowOf<int, kLanes> : VectorOf<int, kLanes> {};
-template <int kLanes> struct RowOf<EnvelopeStage, kLanes> : VectorOf<int, kLanes> {};
+template <int kLanes> struct RowOf<float, kLanes> : VectorOf<float, kLanes> {
+};
+template <int kLanes> struct RowOf<int, kLanes> : VectorOf<int, kLanes> {
+};
+template <int kLanes> struct RowOf<EnvelopeStage, kLanes> : VectorOf<int, kLanes> {
+};
 template <int kLanes> struct RowOf<double, kLanes> {
     using Type = D[kLanes / kPartLanes];
 };

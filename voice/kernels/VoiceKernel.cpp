@@ -105,17 +105,12 @@ private:
         const D drift1 = v.drift.drift1[part] * values.oscDrift;
         const D drift2 = v.drift.drift2[part] * values.oscDrift;
         // Kept: oscillators 2 and 3 drift in opposite directions.
-        increment(0, part, 1.0 + drift1);
-        increment(1, part, 1.0 - drift2);
-        if (values.osc3KeyTrack)
-            increment(2, part, 1.0 + drift2);
-    }
-
-    void increment(int k, int part, D drifted) noexcept
-    {
-        const D x = ofPart(s.base.data()[k], part) * ratio[part] * drifted;
-        storeLanes(inc[k] + part * kPartLanes,
-                   convert<PartFloats>(smaller(x, everywhere<D>(kMaxIncrement))));
+        const D drifted[] = {1.0 + drift1, 1.0 - drift2, 1.0 + drift2};
+        for (int k = 0; k < (values.osc3KeyTrack ? 3 : 2); ++k) {
+            const D x = ofPart(s.base.data()[k], part) * ratio[part] * drifted[k];
+            storeLanes(inc[k] + part * kPartLanes,
+                       convert<PartFloats>(smaller(x, everywhere<D>(kMaxIncrement))));
+        }
     }
 
     /// Walkers of which none arrives go on without being looked at one by one.
@@ -262,10 +257,6 @@ private:
         const F idleLevel = load<F>(s.idleLevel, at), idleCutoff = load<F>(s.idleCutoff, at);
         const F resonance = select(running, everywhere<F>(s.resonance), F{});
 
-        const auto put = [frameLanes, &stream](F x) {
-            storeLanes(stream, x);
-            stream += frameLanes;
-        };
         for (int i = 0; i < kTick; ++i) {
             State::visitRamps([](F& now, F by) { now += by; }, ramp, step);
             const F o1 = waves[0][i], o2 = waves[1][i], o3 = waves[2][i];
@@ -305,10 +296,12 @@ private:
 
             if (i == 0 || !levelsStand)
                 amplitude = select(running, amplitudeAt(curvePosition[i]), idleLevel);
-            put(select(running, signal, idleLevel));
-            put(select(running, cutoff, idleCutoff));
-            put(amplitude);
-            put(resonance);
+            const F streams[] = {select(running, signal, idleLevel),
+                                 select(running, cutoff, idleCutoff), amplitude, resonance};
+            for (const F& x : streams) {
+                storeLanes(stream, x);
+                stream += frameLanes;
+            }
         }
         State::visitRamps([](F& to, F now) { to = now; }, v, ramp);
         v.noise = n;
@@ -328,8 +321,8 @@ private:
             ampLevel = select(ampLevel < 1e-8, D{}, ampLevel);
             fltOut = select(fltOut < 1e-6, D{}, fltOut);
         }
-        v.modAmount = select((v.modAmount < 1e-4f) & (load<F>(s.depth, at) < 1e-4f), F{},
-                             v.modAmount);
+        v.modAmount =
+            select((v.modAmount < 1e-4f) & (load<F>(s.depth, at) < 1e-4f), F{}, v.modAmount);
         State::visit(
             [this](auto& row, const auto& held) {
                 __builtin_memcpy(static_cast<void*>(row.data() + at), &held, sizeof held);
@@ -347,7 +340,8 @@ private:
     struct Ramps {
         F gain[3], cutBase, envSum, volMod;
     } target, step;
-    D release[kParts], sustainStep[kParts], toPeak[kParts]; ///< memory of the amplifier envelope's attack
+    D release[kParts], sustainStep[kParts],
+        toPeak[kParts];                 ///< memory of the amplifier envelope's attack
     D lastPitch[kParts], ratio[kParts]; ///< and the ratio of frequency that it means
     D droopRoot[kParts]{};
     U seed = load<U>(s.noiseSeed, at);
