@@ -68,52 +68,48 @@ inline void filterEnvelopeTick(FilterEnvelopeRows<Held<kParts * kPartLanes>::tem
 {
     const double steps = rate.fs8 * FilterEnvelope::kFarads;
     const double fill = 1.0 / rate.decayOhms * (1.0 / steps);
-    struct Part {
-        Mask attacks, decays, releases, fails{};
-        D charge, level, output;
-        D drain{}, error; ///< twice the error of a way, which hardly changes in a tick
-    } parts[kParts];
+    Mask attacks[kParts], decays[kParts], releases[kParts], fails[kParts]{};
     bool anyAttacks = false, anyDecays = false, anyReleases = false;
+    D charges[kParts], levels[kParts], outputs[kParts];
+    D drains[kParts]{}, errors[kParts]; // errors: twice that of a way, which hardly changes
     eachPart<kParts>([&](int p) {
-        Part& x = parts[p];
-        anyAttacks |= any(x.attacks = lanesIn(e.fltState, p, EnvelopeStage::Attack));
-        anyDecays |= any(x.decays = lanesIn(e.fltState, p, EnvelopeStage::Decay));
-        anyReleases |= any(x.releases = lanesIn(e.fltState, p, EnvelopeStage::Release));
-        x.charge = e.fltCharge[p];
-        x.level = e.fltLevel[p];
-        x.output = e.fltOut[p];
-        if (any(x.decays))
-            x.drain = roughDroop(e.droopTime[p], x.decays, root[p]) * (1.0 / steps);
-        x.error =
-            (magnitude(rate.sustain - x.level) * fill + magnitude(x.level * x.drain)) * 0x1p-47;
+        anyAttacks |= any(attacks[p] = lanesIn(e.fltState, p, EnvelopeStage::Attack));
+        anyDecays |= any(decays[p] = lanesIn(e.fltState, p, EnvelopeStage::Decay));
+        anyReleases |= any(releases[p] = lanesIn(e.fltState, p, EnvelopeStage::Release));
+        charges[p] = e.fltCharge[p];
+        const D level = levels[p] = e.fltLevel[p];
+        outputs[p] = e.fltOut[p];
+        if (any(decays[p]))
+            drains[p] = roughDroop(e.droopTime[p], decays[p], root[p]) * (1.0 / steps);
+        errors[p] =
+            (magnitude(rate.sustain - level) * fill + magnitude(level * drains[p])) * 0x1p-47;
     });
     for (int i = 0; i < kTick; ++i)
         eachPart<kParts>([&](int p) {
-            Part& x = parts[p];
+            D &charge = charges[p], &level = levels[p], &output = outputs[p];
             if (anyAttacks) {
-                x.charge = select(x.attacks, x.charge * rate.attack, x.charge);
-                x.level = select(x.attacks, 1.0 - x.charge, x.level);
-                x.fails |= x.attacks & (x.level > 0.5);
-                x.output = select(x.attacks, x.level * e.fltScale[p] + e.fltStart[p], x.output);
+                charge = select(attacks[p], charge * rate.attack, charge);
+                level = select(attacks[p], 1.0 - charge, level);
+                fails[p] |= attacks[p] & (level > 0.5);
+                output = select(attacks[p], level * e.fltScale[p] + e.fltStart[p], output);
             }
             if (anyDecays) {
-                const D way = (rate.sustain - x.level) * fill - x.level * x.drain;
-                x.fails |= x.decays & ((x.level + (way - x.error)) != (x.level + (way + x.error)));
-                x.level = select(x.decays, x.level + way, x.level);
-                x.output = select(x.decays, x.level, x.output);
+                const D way = (rate.sustain - level) * fill - level * drains[p];
+                fails[p] |= decays[p] & (level + (way - errors[p]) != level + (way + errors[p]));
+                level = select(decays[p], level + way, level);
+                output = select(decays[p], level, output);
             }
             if (anyReleases)
-                x.output = select(x.releases, x.output * release[p], x.output);
-            storeLanes(out[p][i], x.output);
+                output = select(releases[p], output * release[p], output);
+            storeLanes(out[p][i], output);
         });
-    eachPart<kParts>([&](int p) {
-        const Part& x = parts[p];
-        if (!any(x.fails)) {
-            e.fltCharge[p] = x.charge;
-            e.fltLevel[p] = x.level;
-            e.fltOut[p] = x.output;
+    for (int p = 0; p < kParts; ++p) {
+        if (!any(fails[p])) {
+            e.fltCharge[p] = charges[p];
+            e.fltLevel[p] = levels[p];
+            e.fltOut[p] = outputs[p];
             e.droopTime[p] += droopStep;
-            return;
+            continue;
         }
         for (int lane = 0; lane < kPartLanes; ++lane) {
             const auto l = static_cast<std::size_t>(p * kPartLanes + lane);
@@ -128,7 +124,7 @@ inline void filterEnvelopeTick(FilterEnvelopeRows<Held<kParts * kPartLanes>::tem
             }
             e.store(l, envelope);
         }
-    });
+    }
 }
 
 /// The levels of the amplifier envelopes. `toPeak` is the memory of the attack, `sustain` and

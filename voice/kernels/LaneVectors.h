@@ -32,14 +32,14 @@ using PartInts = Vector<int, kPartLanes>;
 template <class T, int kLanes> struct RowOf {
     using Type = T[kLanes];
 };
-template <int kLanes> struct RowOf<float, kLanes> : VectorOf<float, kLanes> {
-};
-template <int kLanes> struct RowOf<int, kLanes> : VectorOf<int, kLanes> {
-};
-template <int kLanes> struct RowOf<EnvelopeStage, kLanes> : VectorOf<int, kLanes> {
+template <class T, int kLanes>
+requires std::is_arithmetic_v<T>
+struct RowOf<T, kLanes> : VectorOf<T, kLanes> {
 };
 template <int kLanes> struct RowOf<double, kLanes> {
     using Type = D[kLanes / kPartLanes];
+};
+template <int kLanes> struct RowOf<EnvelopeStage, kLanes> : RowOf<int, kLanes> {
 };
 template <int kLanes> struct Held {
     template <class T> using Row = typename RowOf<T, kLanes>::Type;

@@ -20,11 +20,6 @@ constexpr double kKeytrackCentre = 31.0; ///< note that keytracking leaves where
 /// Semitones per unit of modSignal at range 1: oscillator 3, 0.14 high, swings six.
 constexpr double kModSemitones = 42.86;
 
-/// Brings the half-range attack of the filter envelope to nearly full.
-template <Revision kRevision>
-constexpr double kFilterEnvelopeScale = 0.98293781 * (kRevision == Revision::Early ? 0.93 : 0.88) *
-                                        2.0;
-
 /// Renders kLanes voices, from the lane `first` on, one control tick after the other. Each tick
 /// goes through in passes; what one pass leaves to the next lies in small buffers.
 template <int kLanes, Revision kRevision> class Renderer {
@@ -33,6 +28,9 @@ template <int kLanes, Revision kRevision> class Renderer {
     using U = Vector<std::uint32_t, kLanes>;
     using State = VoiceRows<Held<kLanes>::template Row>;
     static constexpr int kParts = kLanes / kPartLanes;
+    static constexpr bool kEarly = kRevision == Revision::Early;
+    /// Brings the half-range attack of the filter envelope to nearly full.
+    static constexpr double kEnvelopeScale = 0.98293781 * (kEarly ? 0.93 : 0.88) * 2.0;
 
 public:
     Renderer(const VoiceStretch& stretch, VoiceLanes& voiceLanes, int first) noexcept
@@ -156,7 +154,6 @@ private:
     /// About -1..1, the Early saw -1.53..1.
     void wave(OscillatorTick<F>& tick, int k, F* out) noexcept
     {
-        constexpr bool kEarly = kRevision == Revision::Early;
         const Wave form = values.oscWave.data()[k];
         const float threshold = s.threshold.data()[k];
         if (form == Wave::Triangle || form == Wave::Shark) {
@@ -203,8 +200,8 @@ private:
             for (int i = 0; i < kTick; ++i) {
                 float* const now = envelope[i] + part * kPartLanes;
                 const D total = convert<D>(loadLanes<PartFloats>(now));
-                storeLanes(now, convert<PartFloats>(loadLanes<D>(levels[part][i]) *
-                                                    kFilterEnvelopeScale<kRevision> * total));
+                storeLanes(now, convert<PartFloats>(loadLanes<D>(levels[part][i]) * kEnvelopeScale *
+                                                    total));
             }
             levelsStand &= ampEnvelopeTick(v.ampEnvelope, part, s.ampRates, toPeak[part],
                                            v.sustainRamp[part], sustainStep[part], levels[part]);
@@ -283,7 +280,7 @@ private:
 
             constexpr float kNoiseFloor = 0.1f * 0.01f;
             F signal = sum * ramp.volMod + kNoiseFloor * white;
-            if constexpr (kRevision == Revision::Early)
+            if constexpr (kEarly)
                 signal += 0.0002f * (o1 + o2 + o3); // closed mixer levels leak
 
             cutNoise += (0.01f * white - cutNoise) * rates.cutNoise;
