@@ -5,6 +5,7 @@
 #include "voice/VoiceRates.h"
 
 #include <cmath>
+#include <span>
 
 namespace zephra {
 
@@ -52,18 +53,35 @@ PanGains panOfLane(const EngineValues& values, int lane) noexcept
 bool clearBroken(FilterLanes& lanes) noexcept
 {
     bool broken = false;
-    const auto mend = [&broken](auto& words) {
+    using Words = std::span<FilterLanes::Word>;
+    for (const Words words : {Words(lanes.iterated), Words(lanes.linearised), Words(lanes.around)})
         for (FilterLanes::Word& word : words)
             for (float& x : word)
                 if (x - x != 0.0f) {
                     broken = true;
                     x = 0.0f;
                 }
-    };
-    mend(lanes.iterated);
-    mend(lanes.linearised);
-    mend(lanes.around);
     return broken;
+}
+
+/// What follows from the controls alone.
+FilterStretch stretchOf(const EngineValues& values) noexcept
+{
+    FilterStretch s;
+    s.eight = values.polyMode == PolyMode::Poly8;
+    s.iterated = !s.eight && values.revision == Revision::Late;
+    s.mono = values.polyMode == PolyMode::Mono;
+    s.drive = values.drive + 0.325f;
+    s.asym = biased(values.symmetry);
+    s.sat = 2.0f * values.saturation + 2.0f;
+    s.fbGain = values.feedback;
+    s.tap = kTaps[values.filter24dB ? 1 : 0][values.filterBandPass ? 1 : 0];
+    for (int lane = 0; lane < 4; ++lane) {
+        const PanGains pan = panOfLane(values, lane);
+        s.pan.left[lane] = pan.left;
+        s.pan.right[lane] = pan.right;
+    }
+    return s;
 }
 
 } // namespace
@@ -83,26 +101,6 @@ void FilterBank::setSampleRate(double fs)
 }
 
 void FilterBank::reset() noexcept { lanes = {}; }
-
-/// What follows from the controls alone.
-FilterStretch FilterBank::stretchOf(const EngineValues& values) noexcept
-{
-    FilterStretch s;
-    s.eight = values.polyMode == PolyMode::Poly8;
-    s.iterated = !s.eight && values.revision == Revision::Late;
-    s.mono = values.polyMode == PolyMode::Mono;
-    s.drive = values.drive + 0.325f;
-    s.asym = biased(values.symmetry);
-    s.sat = 2.0f * values.saturation + 2.0f;
-    s.fbGain = values.feedback;
-    s.tap = kTaps[values.filter24dB ? 1 : 0][values.filterBandPass ? 1 : 0];
-    for (int lane = 0; lane < 4; ++lane) {
-        const PanGains pan = panOfLane(values, lane);
-        s.pan.left[lane] = pan.left;
-        s.pan.right[lane] = pan.right;
-    }
-    return s;
-}
 
 void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, int count,
                          float* left, float* right) noexcept

@@ -27,8 +27,6 @@ public:
                  float* right) noexcept;
 
 private:
-    static FilterStretch stretchOf(const EngineValues& values) noexcept;
-
     decltype(&filterStretch<Isa::baseline>) kernel;
     FilterLanes lanes;
     CutoffTables tables;

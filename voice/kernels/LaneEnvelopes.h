@@ -36,10 +36,7 @@ template <class I> inline Mask lanesIn(const I& stages, int part, EnvelopeStage 
 inline D roughDroop(D t, Mask wanted, D& root) noexcept
 {
     constexpr double kFar = 0.1, kNear = 1e-8; // the error goes down with its square
-    const auto restOf = [t](D r) {
-        const D square = r * r;
-        return 1.0 - t * r * (square * square);
-    };
+    const auto restOf = [t](D r) { return 1.0 - t * r * (r * r * (r * r)); };
     D rest = restOf(root);
     if (any(wanted & (magnitude(rest) > kFar))) {
         // The bits of a float are its logarithm, roughly.

@@ -11,9 +11,9 @@ inline namespace ZEPHRA_ISA {
 
 /// One oscillator of a few voices over one control tick. Most ticks pass without an edge in any
 /// lane, which is known before the first sample.
-template <class F> struct OscillatorTick : OscillatorRows<Held<kLanesOf<F>>::template Row> {
+template <class F, class State = OscillatorRows<Held<kLanesOf<F>>::template Row>>
+struct OscillatorTick : State {
     using I = MaskOf<F>;
-    using State = OscillatorRows<Held<kLanesOf<F>>::template Row>;
     using State::heldNext, State::phase, State::pulseHigh;
 
     F inc; ///< cycles per voice-rate sample, at most 0.05

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "common/Random15.h"
 #include "common/Simd.h"
 #include "voice/FilterEnvelope.h"
 #include "voice/LaneRows.h"
@@ -9,13 +8,9 @@
 namespace zephra {
 inline namespace ZEPHRA_ISA {
 
-/// Width of the instruction set. Nothing wider is used: compilers take comparisons of vectors
-/// that are too wide apart lane by lane.
-#if defined(__AVX__)
-inline constexpr int kVectorBytes = 32;
-#else
-inline constexpr int kVectorBytes = 16;
-#endif
+/// Nothing wider is used: compilers take comparisons of vectors that are too wide for the
+/// instruction set apart lane by lane.
+inline constexpr int kVectorBytes = kIsa == Isa::baseline ? 16 : 32;
 
 template <class Element, int kLanes> struct VectorOf {
     typedef Element Type __attribute__((vector_size(kLanes * sizeof(Element)))); // NOLINT
@@ -28,7 +23,7 @@ inline constexpr int kPartLanes = kLanesOf<D>;
 using PartFloats = Vector<float, kPartLanes>;
 using PartInts = Vector<int, kPartLanes>;
 
-/// How a kernel of kLanes lanes holds a row of state: in one vector, doubles in parts.
+/// How a kernel of kLanes lanes holds a row of state: numbers in one vector, doubles in parts.
 template <class T, int kLanes> struct RowOf {
     using Type = T[kLanes];
 };
