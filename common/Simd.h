@@ -15,11 +15,6 @@ using Float4 = float __attribute__((vector_size(16)));
 using Float8 = float __attribute__((vector_size(32)));
 using Double2 = double __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
-using Double8 = double __attribute__((vector_size(64)));
-using Int4 = int __attribute__((vector_size(16)));
-using Int8 = int __attribute__((vector_size(32)));
-using Long4 = long long __attribute__((vector_size(32))); ///< masks of doubles
-using Long8 = long long __attribute__((vector_size(64)));
 
 // A kernel written as a template over its value type chooses and asks through these, so that it
 // compiles for one plain float as well: that form is the reference in the tests.

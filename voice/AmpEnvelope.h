@@ -16,15 +16,20 @@ struct AmpEnvelopeRates {
 
 /// The amplifier envelope: multiplicative stages, and a linear release beside the multiplicative
 /// one.
-struct AmpEnvelope {
+template <template <class> class Row> struct AmpEnvelopeRows : LaneAccess<AmpEnvelopeRows, Row> {
     static constexpr double kAttackEnd = 0.8;
 
-    EnvelopeStage ampState = EnvelopeStage::Release;
-    double ampLevel = 0.0;  ///< 0..1
-    double ampLinear = 0.0; ///< follows ampLevel, falls in a straight line in the release
+    Row<EnvelopeStage> ampState{};
+    Row<double> ampLevel{};  ///< 0..1
+    Row<double> ampLinear{}; ///< follows ampLevel, falls in a straight line in the release
 
-    /// One voice-rate sample: the level 0..1 that goes to the AmpCurve. `toPeak` is 1 - ampLevel
-    /// when the stretch starts, and is the attack's own memory through the stretch.
+    static void visit(auto each, auto&... of) noexcept
+    {
+        (each(of.ampState...), each(of.ampLevel...), each(of.ampLinear...));
+    }
+
+    /// One voice-rate sample of a Single: the level 0..1 that goes to the AmpCurve. `toPeak` is 1 -
+    /// ampLevel when the stretch starts, and is the attack's own memory through the stretch.
     double tick(const AmpEnvelopeRates& rate, double& toPeak, double sustain) noexcept
     {
         switch (ampState) {
@@ -52,5 +57,6 @@ struct AmpEnvelope {
         return ampLevel;
     }
 };
+using AmpEnvelope = AmpEnvelopeRows<Single>;
 
 } // namespace zephra

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/Random15.h"
+#include "voice/LaneRows.h"
 
 #include <cmath>
 
@@ -9,11 +10,17 @@ namespace zephra {
 
 /// Two walkers that move in straight segments between random targets in 0..1. Pitch follows the
 /// first in oscillator 1 and the second in oscillators 2 and 3. They run at any depth.
-struct DriftState {
-    double drift1 = 0.0, drift2 = 0.0; ///< positions
-    double driftTarget1 = 0.0, driftTarget2 = 0.0;
+template <template <class> class Row> struct DriftRows : LaneAccess<DriftRows, Row> {
+    Row<double> drift1{}, drift2{}; ///< positions
+    Row<double> driftTarget1{}, driftTarget2{};
 
-    /// One control tick; `step` is the way of a tick.
+    static void visit(auto each, auto&... of) noexcept
+    {
+        (each(of.drift1...), each(of.drift2...), each(of.driftTarget1...),
+         each(of.driftTarget2...));
+    }
+
+    /// One control tick of a Single; `step` is the way of a tick.
     void tick(Random15& random, double step) noexcept
     {
         if (hasArrived(drift1, driftTarget1, step))
@@ -33,5 +40,6 @@ private:
         return std::fabs(position - target) <= step;
     }
 };
+using DriftState = DriftRows<Single>;
 
 } // namespace zephra

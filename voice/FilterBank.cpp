@@ -5,6 +5,7 @@
 #include "voice/VoiceRates.h"
 
 #include <cmath>
+#include <span>
 
 namespace zephra {
 
@@ -52,43 +53,19 @@ PanGains panOfLane(const EngineValues& values, int lane) noexcept
 bool clearBroken(FilterLanes& lanes) noexcept
 {
     bool broken = false;
-    const auto mend = [&broken](auto& words) {
+    using Words = std::span<FilterLanes::Word>;
+    for (const Words words : {Words(lanes.iterated), Words(lanes.linearised), Words(lanes.around)})
         for (FilterLanes::Word& word : words)
             for (float& x : word)
                 if (x - x != 0.0f) {
                     broken = true;
                     x = 0.0f;
                 }
-    };
-    mend(lanes.iterated);
-    mend(lanes.linearised);
-    mend(lanes.around);
     return broken;
 }
 
-} // namespace
-
-FilterBank::FilterBank(Isa isa) noexcept
-    : kernel(kernelFor(isa, []<Isa kIsa>() { return &filterStretch<kIsa>; }))
-{
-}
-
-void FilterBank::setSampleRate(double fs)
-{
-    const double fs8 = fs * kOversampling;
-    const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
-    lateCoeffs = {at(12.0), at(20.0), at(24.4)};
-    earlyCoeffs = {at(8.0), at(12.0), at(16.0)};
-    lateResonanceHp = at(29.04);
-    earlyResonanceHp1 = at(9.0);
-    earlyResonanceHp2 = at(15.0);
-    tables.setSampleRate(fs);
-}
-
-void FilterBank::reset() noexcept { lanes = {}; }
-
 /// What follows from the controls alone.
-FilterStretch FilterBank::stretchOf(const EngineValues& values) noexcept
+FilterStretch stretchOf(const EngineValues& values) noexcept
 {
     FilterStretch s;
     s.eight = values.polyMode == PolyMode::Poly8;
@@ -107,15 +84,30 @@ FilterStretch FilterBank::stretchOf(const EngineValues& values) noexcept
     return s;
 }
 
+} // namespace
+
+FilterBank::FilterBank(Isa isa) noexcept
+    : kernel(kernelFor(isa, []<Isa kIsa>() { return &filterStretch<kIsa>; }))
+{
+}
+
+void FilterBank::setSampleRate(double fs)
+{
+    const double fs8 = fs * kOversampling;
+    const auto at = [fs8](double hz) { return static_cast<float>(tanCoeff(hz, fs8)); };
+    lateCoeffs = {at(12.0), at(20.0), at(24.4), at(29.04)};
+    earlyCoeffs = {at(8.0), at(12.0), at(16.0), at(9.0), at(15.0)};
+    tables.setSampleRate(fs);
+}
+
+void FilterBank::reset() noexcept { lanes = {}; }
+
 void FilterBank::process(const EngineValues& values, const LaneBuffer& buffer, int count,
                          float* left, float* right) noexcept
 {
     FilterStretch s = stretchOf(values);
     s.cutoffTable = s.iterated ? tables.late() : tables.early();
     s.coeffs = s.iterated ? lateCoeffs : earlyCoeffs;
-    s.iteratedHp = lateResonanceHp;
-    s.linearisedHp1 = earlyResonanceHp1;
-    s.linearisedHp2 = earlyResonanceHp2;
     kernel(s, lanes, buffer, count, left, right);
     if (clearBroken(lanes)) { // later stages have memories of their own to keep clean
         for (int i = 0; i < count; ++i)

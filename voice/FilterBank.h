@@ -27,14 +27,10 @@ public:
                  float* right) noexcept;
 
 private:
-    static FilterStretch stretchOf(const EngineValues& values) noexcept;
-
     decltype(&filterStretch<Isa::baseline>) kernel;
     FilterLanes lanes;
     CutoffTables tables;
-    FilterStretch::OnePoles lateCoeffs, earlyCoeffs;
-    float lateResonanceHp = 0.0f; ///< constant of the 29.04 Hz high-pass
-    float earlyResonanceHp1 = 0.0f, earlyResonanceHp2 = 0.0f; ///< of 9 and 15 Hz
+    FilterStretch::OnePoles lateCoeffs, earlyCoeffs; ///< of the iterated ladder, the linearised
 };
 
 } // namespace zephra

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "voice/LaneRows.h"
+
 #include <cmath>
 
 namespace zephra {
@@ -21,15 +23,22 @@ struct FilterEnvelopeRates {
 /// The filter envelope: a capacitor charged through a resistor toward the sustain level and, in
 /// its decay, discharged by a second resistor that grows with time. The attack ends at half the
 /// range: the scale in the cutoff sum brings that to nearly full.
-struct FilterEnvelope {
+template <template <class> class Row>
+struct FilterEnvelopeRows : LaneAccess<FilterEnvelopeRows, Row> {
     static constexpr double kFarads = 1e-5;
 
-    EnvelopeStage fltState = EnvelopeStage::Release;
-    double fltCharge = 0.0;                ///< distance left in the attack, 1 falling
-    double fltLevel = 0.0;                 ///< level in attack and decay
-    double fltOut = 0.0;                   ///< the output
-    double fltStart = 0.0, fltScale = 1.0; ///< offset and scale of the attack
-    double droopTime = 132.0;              ///< running time of the decay, in 1/192000 s; never 0
+    Row<EnvelopeStage> fltState{};
+    Row<double> fltCharge{};            ///< distance left in the attack, 1 falling
+    Row<double> fltLevel{};             ///< level in attack and decay
+    Row<double> fltOut{};               ///< the output
+    Row<double> fltStart{}, fltScale{}; ///< offset and scale of the attack
+    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s
+
+    static void visit(auto each, auto&... of) noexcept
+    {
+        (each(of.fltState...), each(of.fltCharge...), each(of.fltLevel...), each(of.fltOut...),
+         each(of.fltStart...), each(of.fltScale...), each(of.droopTime...));
+    }
 
     /// Conductance of the droop resistor at a running time: 1 / (1.62 t^1.4).
     static double droopConductance(double time) noexcept
@@ -37,7 +46,7 @@ struct FilterEnvelope {
         return 1.0 / (1.62 * std::pow(time, 1.4));
     }
 
-    /// One voice-rate sample; `droop` is the conductance of this tick.
+    /// One voice-rate sample of a Single; `droop` is the conductance of this tick.
     void tick(const FilterEnvelopeRates& rate, double& droop) noexcept
     {
         switch (fltState) {
@@ -63,8 +72,8 @@ struct FilterEnvelope {
         }
     }
 
-    /// A new note. With a long release and a quick attack the attack goes on from the running
-    /// output, over a shortened way; else the charge starts at what the output has reached.
+    /// A new note of a Single. With a long release and a quick attack the attack goes on from the
+    /// running output, over a shortened way; else the charge starts at what the output has reached.
     void start(bool keepsRunningOutput) noexcept
     {
         if (keepsRunningOutput) {
@@ -79,5 +88,6 @@ struct FilterEnvelope {
         fltState = EnvelopeStage::Attack;
     }
 };
+using FilterEnvelope = FilterEnvelopeRows<Single>;
 
 } // namespace zephra

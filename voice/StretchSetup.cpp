@@ -123,14 +123,10 @@ void startLane(VoiceStretch& stretch, Voice& voice, const Performance& performan
     const SlotSums sums = sumSlots(values, voice, performance);
     const float s = values.modShape;
     const float d = sums.modDepth;
-    constexpr auto kScale = [](Revision revision) {
-        // Kept: the Early cutoff sits 1.1 semitones lower at half travel; its table takes that
-        // back.
-        return revision == Revision::Early ? 0.982f : 1.0f;
-    };
+    // Kept: the Early cutoff sits 1.1 semitones lower at half travel; its table takes that back.
+    const float scale = values.revision == Revision::Early ? 0.982f : 1.0f;
     stretch.depth[lane] = (1.0f - s) * d + s * d * d * d;
-    stretch.cutoff[lane] =
-        values.cutoff * values.cutoffRangeFactor * kScale(values.revision) + sums.cutoff;
+    stretch.cutoff[lane] = values.cutoff * values.cutoffRangeFactor * scale + sums.cutoff;
     stretch.env[lane] = sums.env;
     stretch.volume[lane] = sums.volume;
 

@@ -23,28 +23,16 @@ void Voice::reset(int toneLength) noexcept
     smoothAftertouch = smoothBreath = smoothExpression = smoothFoot = smoothTimbre = 0.0f;
 
     const std::size_t l = laneIndex();
+    Random15 random = lanes->random[l];
+    lanes->copyLane({}, l);
     for (OscillatorLanes& oscillator : lanes->oscillators)
-        oscillator.store(l,
-                         {std::min(static_cast<float>(lanes->random[l].next()) / 32767.0f, 0.99f)});
-    NoiseState noise;
-    noise.tonePos = lane * toneLength / kVoices;
-    lanes->noise.store(l, noise);
-    lanes->drift.store(l, {});
-    lanes->filterEnvelope.store(l, {});
-    lanes->ampEnvelope.store(l, {});
-
+        oscillator.phase[l] = std::min(static_cast<float>(random.next()) / 32767.0f, 0.99f);
+    lanes->random[l] = random;
+    lanes->noise.tonePos[l] = lane * toneLength / kVoices;
+    lanes->filterEnvelope.fltState[l] = EnvelopeStage::Release;
+    lanes->ampEnvelope.ampState[l] = EnvelopeStage::Release;
     lanes->glidePitch[l] = 60.0;
-    lanes->bendSmooth[l] = 0.0;
-    lanes->modAmount[l] = 0.0f;
-    lanes->modSignal[l] = 0.0f;
-    for (Lanes<float>& gain : lanes->gain)
-        gain[l] = 0.0f;
-    lanes->cutBase[l] = 0.0f;
-    lanes->envSum[l] = 0.0f;
     lanes->volMod[l] = 1.0f;
-    lanes->sustainRamp[l] = 0.0;
-    lanes->cutNoise[l] = 0.0f;
-    lanes->cutoff[l] = 0.0f;
 }
 
 void Voice::startNote(const EngineValues& values, bool resetNextVoice, int newNote,

@@ -65,7 +65,7 @@ template <class T, class Ladder> struct Channel {
     {
         LadderStages<T> y;
         if constexpr (kIterated)
-            y = ladder.tick(input, s.iteratedHp, s.mono);
+            y = ladder.tick(input, s.coeffs.loopHp1, s.mono);
         else
             y = ladder.tick(input, path);
         return y.y1 * s.tap.y1 + y.y2 * s.tap.y2 + y.y3 * s.tap.y3 + y.y4 * s.tap.y4;
@@ -96,7 +96,7 @@ void renderAll(Channel<T, Ladder>& channel, const FilterStretch& s, const float*
                float* left, float* right) noexcept
 {
     constexpr int kFrame = 4 * kLanesOf<T>;
-    const ResonancePath path{s.linearisedHp1, s.linearisedHp2};
+    const ResonancePath path{s.coeffs.loopHp1, s.coeffs.loopHp2};
     const auto panLeft = loadLanes<Float4>(s.pan.left), panRight = loadLanes<Float4>(s.pan.right);
     const auto drive = [&](int i) {
         return channel.template drive<kFeedback>(s, frames + kFrame * i);

@@ -22,6 +22,7 @@ struct FilterStretch {
     /// Constants of the one-poles at one rate: tan(pi * Hz / fs8), used directly.
     struct OnePoles {
         float inHp = 0.0f, outLp = 0.0f, amHp = 0.0f;
+        float loopHp1 = 0.0f, loopHp2 = 0.0f; ///< in the resonance path; iterated has one
     };
     /// Output tap as weights of the ladder stages, with the gain that brings the four modes to
     /// one loudness.
@@ -42,8 +43,6 @@ struct FilterStretch {
     Tap tap;
     const float* cutoffTable = nullptr; ///< g by cutoff times CutoffTables::kTopEntry
     OnePoles coeffs;
-    float iteratedHp = 0.0f;                          ///< high-pass in the resonance path
-    float linearisedHp1 = 0.0f, linearisedHp2 = 0.0f; ///< the two of the linearised ladder
     Pan pan;
 };
 

@@ -3,6 +3,7 @@
 
 #include "voice/kernels/LaneVectors.h"
 #include "voice/ShapeTables.h"
+#include "voice/VoiceLanes.h"
 #include "voice/VoiceRates.h"
 
 namespace zephra {
@@ -10,14 +11,12 @@ inline namespace ZEPHRA_ISA {
 
 /// One oscillator of a few voices over one control tick. Most ticks pass without an edge in any
 /// lane, which is known before the first sample.
-template <class F> struct OscillatorTick {
+template <class F, class State = OscillatorRows<Held<kLanesOf<F>>::template Row>>
+struct OscillatorTick : State {
     using I = MaskOf<F>;
+    using State::heldNext, State::phase, State::pulseHigh;
 
-    F phase;     ///< 0 up to 1, cycles
-    F heldNext;  ///< ramp or pulse value of the next sample, with its step correction
-    F triLow;    ///< 200 Hz low-pass under the Late triangle
-    I pulseHigh; ///< 0 before the pulse threshold in the cycle, 1 after it
-    F inc;       ///< cycles per voice-rate sample, at most 0.05
+    F inc; ///< cycles per voice-rate sample, at most 0.05
 
     /// A pulse (low up to `threshold`, then high) or a rising ramp, 0..1, one sample late. Each
     /// step is corrected in the two samples around it; a ramp steps at its wrap alone and runs
@@ -76,7 +75,7 @@ template <class F> struct OscillatorTick {
             // 17 bits of fraction
             const I fraction = convert<I>((position - convert<F>(before)) * 131072.0f);
             int index[kLanesOf<F>];
-            storeTo(index, (before + offset) & (ShapeTables::kSteps - 1));
+            storeLanes(index, (before + offset) & (ShapeTables::kSteps - 1));
             const EntryPair<F> entry = entriesAt<F>(shape.data(), index);
             out[i] = entry.here +
                      (entry.next - entry.here) * (convert<F>(fraction) * (1.0f / 131072.0f));

@@ -2,138 +2,57 @@
 #pragma once
 
 #include "common/Simd.h"
-#include "voice/VoiceLanes.h"
-
-#include <type_traits>
+#include "voice/FilterEnvelope.h"
+#include "voice/LaneRows.h"
 
 namespace zephra {
 inline namespace ZEPHRA_ISA {
 
-/// More lanes than one instruction moves, as two halves that are moved side by side. (Compilers
-/// take comparisons of vectors that are too wide for them apart lane by lane.)
-template <class V> struct Two {
-    V low, high;
-};
-template <class V> Two(V, V) -> Two<V>;
+/// Nothing wider is used: compilers take comparisons of vectors that are too wide for the
+/// instruction set apart lane by lane.
+inline constexpr int kVectorBytes = kIsa == Isa::baseline ? 16 : 32;
 
-template <class T> inline constexpr bool kIsTwo = false;
-template <class V> inline constexpr bool kIsTwo<Two<V>> = true;
-template <class V> inline constexpr int kLanesOf<Two<V>> = 2 * kLanesOf<V>;
-
-template <class V> inline V lowOf(Two<V> x) noexcept { return x.low; }
-template <class V> inline V highOf(Two<V> x) noexcept { return x.high; }
-template <class S>
-requires std::is_arithmetic_v<S>
-inline S lowOf(S x) noexcept { return x; }
-template <class S>
-requires std::is_arithmetic_v<S>
-inline S highOf(S x) noexcept { return x; }
-
-template <class A, class B>
-concept WithHalves = kIsTwo<A> || kIsTwo<B>;
-
-// clang-format off
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator+(A a, B b) noexcept { return Two{lowOf(a) + lowOf(b), highOf(a) + highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator-(A a, B b) noexcept { return Two{lowOf(a) - lowOf(b), highOf(a) - highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator*(A a, B b) noexcept { return Two{lowOf(a) * lowOf(b), highOf(a) * highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator/(A a, B b) noexcept { return Two{lowOf(a) / lowOf(b), highOf(a) / highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator<(A a, B b) noexcept { return Two{lowOf(a) < lowOf(b), highOf(a) < highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator>(A a, B b) noexcept { return Two{lowOf(a) > lowOf(b), highOf(a) > highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator<=(A a, B b) noexcept { return Two{lowOf(a) <= lowOf(b), highOf(a) <= highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator>=(A a, B b) noexcept { return Two{lowOf(a) >= lowOf(b), highOf(a) >= highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator==(A a, B b) noexcept { return Two{lowOf(a) == lowOf(b), highOf(a) == highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator!=(A a, B b) noexcept { return Two{lowOf(a) != lowOf(b), highOf(a) != highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator&(A a, B b) noexcept { return Two{lowOf(a) & lowOf(b), highOf(a) & highOf(b)}; }
-template <class A, class B> requires WithHalves<A, B>
-inline auto operator|(A a, B b) noexcept { return Two{lowOf(a) | lowOf(b), highOf(a) | highOf(b)}; }
-template <class V> inline Two<V> operator>>(Two<V> a, int bits) noexcept { return {a.low >> bits, a.high >> bits}; }
-template <class V> inline Two<V> operator~(Two<V> a) noexcept { return {~a.low, ~a.high}; }
-template <class V> inline Two<V> operator-(Two<V> a) noexcept { return {-a.low, -a.high}; }
-template <class V, class B> inline Two<V>& operator+=(Two<V>& a, B b) noexcept { return a = a + b; }
-template <class V, class B> inline Two<V>& operator-=(Two<V>& a, B b) noexcept { return a = a - b; }
-template <class V, class B> inline Two<V>& operator*=(Two<V>& a, B b) noexcept { return a = a * b; }
-template <class V, class B> inline Two<V>& operator&=(Two<V>& a, B b) noexcept { return a = a & b; }
-template <class V, class B> inline Two<V>& operator|=(Two<V>& a, B b) noexcept { return a = a | b; }
-// clang-format on
-
-template <class V> inline Two<V> select(Two<MaskOf<V>> mask, Two<V> yes, Two<V> no) noexcept
-{
-    return {select(mask.low, yes.low, no.low), select(mask.high, yes.high, no.high)};
-}
-template <class V> inline bool all(Two<V> mask) noexcept { return all(mask.low & mask.high); }
-template <class V> inline bool any(Two<V> mask) noexcept { return any(mask.low | mask.high); }
-
-template <class To, class From>
-requires kIsTwo<To>
-inline To convert(From x) noexcept
-{
-    using Half = decltype(To{}.low);
-    return {convert<Half>(x.low), convert<Half>(x.high)};
-}
-
-#if defined(__AVX__)
-inline constexpr int kVectorBytes = 32;
-#else
-inline constexpr int kVectorBytes = 16;
-#endif
-
-/// `kLanes` elements in vectors as wide as the instruction set's.
-template <class Element, int kLanes, bool kSplit = (kLanes * sizeof(Element) > kVectorBytes)>
-struct LaneVector {
-    using Half = typename LaneVector<Element, kLanes / 2>::Type;
-    using Type = Two<Half>;
-};
-template <class Element, int kLanes> struct LaneVector<Element, kLanes, false> {
+template <class Element, int kLanes> struct VectorOf {
     typedef Element Type __attribute__((vector_size(kLanes * sizeof(Element)))); // NOLINT
 };
-template <class Element, int kLanes> using Vector = typename LaneVector<Element, kLanes>::Type;
+template <class Element, int kLanes> using Vector = typename VectorOf<Element, kLanes>::Type;
 
-/// Elements of another type in vectors with as many lanes as those of V.
-template <class V, class Element> struct LikeVector {
-    using Type = typename LaneVector<Element, kLanesOf<V>, false>::Type;
-};
-template <class V, class Element> struct LikeVector<Two<V>, Element> {
-    using Type = Two<typename LikeVector<V, Element>::Type>;
-};
-template <class V, class Element> using Like = typename LikeVector<V, Element>::Type;
+/// Envelopes and pitch run in doubles, for a part of a kernel's lanes at a time.
+using D = Vector<double, kVectorBytes / 8>;
+inline constexpr int kPartLanes = kLanesOf<D>;
+using PartFloats = Vector<float, kPartLanes>;
+using PartInts = Vector<int, kPartLanes>;
 
-/// Lanes in memory, at any address; vector by vector.
-template <class V, class Element> inline V loadFrom(const Element* from) noexcept
+/// How a kernel of kLanes lanes holds a row of state: numbers in one vector, doubles in parts.
+template <class T, int kLanes> struct RowOf {
+    using Type = T[kLanes];
+};
+template <class T, int kLanes>
+requires std::is_arithmetic_v<T>
+struct RowOf<T, kLanes> : VectorOf<T, kLanes> {
+};
+template <int kLanes> struct RowOf<double, kLanes> {
+    using Type = D[kLanes / kPartLanes];
+};
+template <int kLanes> struct RowOf<EnvelopeStage, kLanes> : RowOf<int, kLanes> {
+};
+template <int kLanes> struct Held {
+    template <class T> using Row = typename RowOf<T, kLanes>::Type;
+};
+
+/// Lanes from `at` on.
+template <class V, class T> inline V load(const Lanes<T>& row, int at) noexcept
 {
-    if constexpr (kIsTwo<V>)
-        return {loadFrom<decltype(V{}.low)>(from),
-                loadFrom<decltype(V{}.low)>(from + kLanesOf<V> / 2)};
-    else
-        return loadLanes<V>(from);
+    return loadLanes<V>(row.data() + at);
 }
-template <class V, class Element> inline void storeTo(Element* to, V x) noexcept
+/// The floats or integers beside doubles of part `part`.
+template <class P, class V> inline P partOf(const V& row, int part) noexcept
 {
-    if constexpr (kIsTwo<V>) {
-        storeTo(to, x.low);
-        storeTo(to + kLanesOf<V> / 2, x.high);
-    } else {
-        storeLanes(to, x);
-    }
+    return loadLanes<P>(reinterpret_cast<const P*>(&row) + part);
 }
-template <class V, class Element> inline V load(const Lanes<Element>& lanes, int at) noexcept
-{
-    return loadFrom<V>(lanes.data() + at);
-}
-template <class V, class Element> inline void store(Lanes<Element>& lanes, int at, V x) noexcept
-{
-    storeTo(lanes.data() + at, x);
-}
+
+/// x in every lane. (x - 0 is x, of either sign.)
+template <class V, class T> inline V everywhere(T x) noexcept { return x - V{}; }
 
 /// The smaller, the greater, as std::min and std::max take them: the first where both are equal.
 template <class T> inline T smaller(T a, T b) noexcept { return select(b < a, b, a); }
@@ -146,11 +65,7 @@ template <class F> struct EntryPair {
 };
 template <class F> inline EntryPair<F> entriesAt(const float* table, const int* index) noexcept
 {
-    if constexpr (kIsTwo<F>) {
-        const auto low = entriesAt<decltype(F{}.low)>(table, index);
-        const auto high = entriesAt<decltype(F{}.low)>(table, index + kLanesOf<F> / 2);
-        return {{low.here, high.here}, {low.next, high.next}};
-    } else if constexpr (kLanesOf<F> == 8) {
+    if constexpr (kLanesOf<F> == 8) {
         const EntryPair<Float4> low = entriesAt<Float4>(table, index);
         const EntryPair<Float4> high = entriesAt<Float4>(table, index + 4);
         return {__builtin_shufflevector(low.here, high.here, 0, 1, 2, 3, 4, 5, 6, 7),

@@ -20,181 +20,140 @@ constexpr double kKeytrackCentre = 31.0; ///< note that keytracking leaves where
 /// Semitones per unit of modSignal at range 1: oscillator 3, 0.14 high, swings six.
 constexpr double kModSemitones = 42.86;
 
-/// Brings the half-range attack of the filter envelope to nearly full.
-template <Revision kRevision>
-constexpr double kFilterEnvelopeScale = 0.98293781 * (kRevision == Revision::Early ? 0.93 : 0.88) *
-                                        2.0;
-
-/// A value that walks linearly from where the last stretch left it to this stretch's target.
-template <class T> class Walk {
-public:
-    Walk(Lanes<T>& carried, const Lanes<T>& end, int count) noexcept
-        : state(carried), value(carried), target(end)
-    {
-        for (int lane = 0; lane < kVoices; ++lane)
-            step.data()[lane] = (end.data()[lane] - carried.data()[lane]) / static_cast<T>(count);
-    }
-    Walk(Lanes<T>& carried, T end, int count) noexcept : Walk(carried, everywhere(end), count) {}
-    ~Walk() { state = target; } // exactly, whatever the sum of the steps
-    Walk(const Walk&) = delete;
-    Walk& operator=(const Walk&) = delete;
-
-    template <class V> V at(int lane) const noexcept { return load<V>(value, lane); }
-    template <class V> V stepAt(int lane) const noexcept { return load<V>(step, lane); }
-    template <class V> void moveTo(int lane, V to) noexcept { store(value, lane, to); }
-    Lanes<T>& values() noexcept { return value; }
-
-private:
-    static Lanes<T> everywhere(T x) noexcept
-    {
-        Lanes<T> all{};
-        for (int lane = 0; lane < kVoices; ++lane)
-            all.data()[lane] = x;
-        return all;
-    }
-
-    Lanes<T>& state;
-    Lanes<T> value;
-    Lanes<T> target;
-    Lanes<T> step{};
-};
-
 /// Renders kLanes voices, from the lane `first` on, one control tick after the other. Each tick
 /// goes through in passes; what one pass leaves to the next lies in small buffers.
 template <int kLanes, Revision kRevision> class Renderer {
     using F = Vector<float, kLanes>;
-    using I = MaskOf<F>;
+    using I = Vector<int, kLanes>;
     using U = Vector<std::uint32_t, kLanes>;
-    using D = Vector<double, kLanes>;
-    using FloatsOfD = Like<D, float>;
-    using IntsOfD = Like<D, int>;
+    using State = VoiceRows<Held<kLanes>::template Row>;
+    static constexpr int kParts = kLanes / kPartLanes;
+    static constexpr bool kEarly = kRevision == Revision::Early;
+    /// Brings the half-range attack of the filter envelope to nearly full.
+    static constexpr double kEnvelopeScale = 0.98293781 * (kEarly ? 0.93 : 0.88) * 2.0;
 
 public:
-    Renderer(const VoiceStretch& stretch, VoiceLanes& voiceLanes, const LanePlace& target) noexcept
-        : s(stretch), values(*stretch.values), rates(*stretch.rates), lanes(voiceLanes),
-          at(target.first), place(target), gain1(lanes.gain.data()[0], s.gain.data()[0], s.count),
-          gain2(lanes.gain.data()[1], s.gain.data()[1], s.count),
-          gain3(lanes.gain.data()[2], s.gain.data()[2], s.count),
-          volMod(lanes.volMod, s.volume, s.count), cutBase(lanes.cutBase, s.cutoff, s.count),
-          envSum(lanes.envSum, s.env, s.count), sustain(lanes.sustainRamp, s.ampSustain, s.count),
-          seed(s.noiseSeed)
+    Renderer(const VoiceStretch& stretch, VoiceLanes& voiceLanes, int first) noexcept
+        : s(stretch), values(*stretch.values), rates(*stretch.rates), lanes(voiceLanes), at(first)
     {
-        inc[2] = s.fixedIncrement;
-        store(toPeak, at, 1.0 - load<D>(lanes.ampEnvelope.ampLevel, at));
+        State::visit(
+            [first](auto& held, const auto& row) {
+                __builtin_memcpy(static_cast<void*>(&held), row.data() + first, sizeof held);
+            },
+            v, lanes);
+        for (int k = 0; k < 3; ++k)
+            target.gain[k] = everywhere<F>(s.gain.data()[k]);
+        target.cutBase = load<F>(s.cutoff, at);
+        target.envSum = load<F>(s.env, at);
+        target.volMod = load<F>(s.volume, at);
+        State::visitRamps(
+            [this](F& ramp, F from, F to) { ramp = (to - from) / static_cast<float>(s.count); },
+            step, v, target);
+        for (int part = 0; part < kParts; ++part) {
+            sustainStep[part] = (s.ampSustain - v.sustainRamp[part]) / static_cast<double>(s.count);
+            release[part] = ofPart(s.filterRelease, part);
+            toPeak[part] = 1.0 - v.ampEnvelope.ampLevel[part];
+            lastPitch[part] = everywhere<D>(std::numeric_limits<double>::quiet_NaN());
+        }
+        storeLanes(inc[2], load<F>(s.fixedIncrement, at));
     }
 
-    void render() noexcept
+    void render(const LanePlace& place) noexcept
     {
         for (int tick = 0; tick < s.count / kTick; ++tick) {
-            followPitch();
+            for (int part = 0; part < kParts; ++part)
+                followPitch(part);
             followModulation();
             for (int k = 0; k < 3; ++k)
                 oscillator(k);
             envelopes();
-            mix(place.frames + tick * kTick * 4 * place.frameLanes + at);
+            mix(place.frames + tick * kTick * 4 * place.frameLanes + at, place.frameLanes);
         }
         finish();
     }
 
 private:
-    /// Glide, bend, drift and from these the increments.
-    void followPitch() noexcept
+    D ofPart(const Lanes<double>& row, int part) const noexcept
     {
-        const D from = load<D>(lanes.glidePitch, at), note = load<D>(s.note, at);
-        const D down = from - values.glideRate;
-        const D glided = select(down > note, down, smaller(from + 2.0 * values.glideRate, note));
-        store(lanes.glidePitch, at, glided);
+        return load<D>(row, at + part * kPartLanes);
+    }
+
+    /// Glide, bend, drift and from these the increments.
+    void followPitch(int part) noexcept
+    {
+        D &glided = v.glidePitch[part], &bend = v.bendSmooth[part];
+        const D note = ofPart(s.note, part), down = glided - values.glideRate;
+        glided = select(down > note, down, smaller(glided + 2.0 * values.glideRate, note));
         const double keytrack = static_cast<double>(values.keytrack) * kCutoffPerSemitone;
-        store(keyed, at, convert<FloatsOfD>((glided - kKeytrackCentre) * keytrack));
-        drift();
-        D bend = load<D>(lanes.bendSmooth, at);
-        bend += (load<D>(s.bend, at) - bend) * rates.bend;
-        store(lanes.bendSmooth, at, bend);
+        storeLanes(keyed + part * kPartLanes,
+                   convert<PartFloats>((glided - kKeytrackCentre) * keytrack));
+        drift(part);
+        bend += (ofPart(s.bend, part) - bend) * rates.bend;
 
         D pitch = glided + bend;
         if (values.modOscOn)
-            pitch += convert<D>(load<FloatsOfD>(lanes.modSignal, at)) * kModSemitones *
-                     convert<D>(load<FloatsOfD>(lanes.modAmount, at)) *
+            pitch += convert<D>(partOf<PartFloats>(v.modSignal, part)) * kModSemitones *
+                     convert<D>(partOf<PartFloats>(v.modAmount, part)) *
                      static_cast<double>(values.modPitchRange);
-        if (any(pitch != lastPitch)) {
-            lastPitch = pitch;
-            double ratios[kLanes];
-            storeTo(ratios, pitch);
-            for (double& r : ratios)
-                r = std::pow(values.oscKeytrackSlope, r / 12.0);
-            ratio = loadFrom<D>(ratios);
+        if (any(pitch != lastPitch[part])) {
+            lastPitch[part] = pitch;
+            for (int lane = 0; lane < kPartLanes; ++lane)
+                ratio[part][lane] = std::pow(values.oscKeytrackSlope, pitch[lane] / 12.0);
         }
-        const D drift1 = load<D>(lanes.drift.drift1, at) * values.oscDrift;
-        const D drift2 = load<D>(lanes.drift.drift2, at) * values.oscDrift;
+        const D drift1 = v.drift.drift1[part] * values.oscDrift;
+        const D drift2 = v.drift.drift2[part] * values.oscDrift;
         // Kept: oscillators 2 and 3 drift in opposite directions.
-        increment(0, 1.0 + drift1);
-        increment(1, 1.0 - drift2);
-        if (values.osc3KeyTrack)
-            increment(2, 1.0 + drift2);
-    }
-
-    void increment(int k, D drifted) noexcept
-    {
-        const D x = load<D>(s.base.data()[k], at) * ratio * drifted;
-        store(inc[k], at, convert<FloatsOfD>(smaller(x, D{} + kMaxIncrement)));
+        const D drifted[] = {1.0 + drift1, 1.0 - drift2, 1.0 + drift2};
+        for (int k = 0; k < (values.osc3KeyTrack ? 3 : 2); ++k) {
+            const D x = ofPart(s.base.data()[k], part) * ratio[part] * drifted[k];
+            storeLanes(inc[k] + part * kPartLanes,
+                       convert<PartFloats>(smaller(x, everywhere<D>(kMaxIncrement))));
+        }
     }
 
     /// Walkers of which none arrives go on without being looked at one by one.
-    void drift() noexcept
+    void drift(int part) noexcept
     {
-        DriftLanes& d = lanes.drift;
-        const D step = D{} + rates.driftStep;
-        const D p1 = load<D>(d.drift1, at), t1 = load<D>(d.driftTarget1, at);
-        const D p2 = load<D>(d.drift2, at), t2 = load<D>(d.driftTarget2, at);
-        if (any((magnitude(p1 - t1) <= step) | (magnitude(p2 - t2) <= step))) {
-            for (int lane = at; lane < at + kLanes; ++lane) {
-                const auto l = static_cast<std::size_t>(lane);
-                DriftState walkers = d.load(l);
-                walkers.tick(lanes.random.data()[lane], rates.driftStep);
-                d.store(l, walkers);
+        const D stepUp = everywhere<D>(rates.driftStep);
+        D &p1 = v.drift.drift1[part], &p2 = v.drift.drift2[part];
+        const D way1 = v.drift.driftTarget1[part] - p1, way2 = v.drift.driftTarget2[part] - p2;
+        if (any((magnitude(way1) <= stepUp) | (magnitude(way2) <= stepUp))) {
+            for (int lane = part * kPartLanes; lane < (part + 1) * kPartLanes; ++lane) {
+                DriftState walkers = v.drift.load(static_cast<std::size_t>(lane));
+                walkers.tick(v.random[lane], rates.driftStep);
+                v.drift.store(static_cast<std::size_t>(lane), walkers);
             }
             return;
         }
-        store(d.drift1, at, p1 + select(p1 < t1, step, -step));
-        store(d.drift2, at, p2 + select(p2 < t2, step, -step));
+        p1 += select(way1 > D{}, stepUp, -stepUp);
+        p2 += select(way2 > D{}, stepUp, -stepUp);
     }
 
     /// Modulation depth and slow noise.
     void followModulation() noexcept
     {
-        NoiseLanes& n = lanes.noise;
-        Lanes<float> recorded;
-        for (int lane = at; lane < at + kLanes; ++lane) {
-            int& position = n.tonePos.data()[lane];
-            recorded.data()[lane] = static_cast<float>(s.tone[position]);
-            if (++position >= s.toneLength)
-                position = 0;
-        }
-        const F v = load<F>(recorded, at) * (1.0f / 32768.0f) * 0.31f;
-        F slow = load<F>(n.slowNoise, at);
-        slow += (v - slow) * rates.slowNoise;
-        store(n.slowNoise, at, slow);
-        store(n.pinkLow, at, v + slow);
-        const F amount = load<F>(lanes.modAmount, at);
-        store(lanes.modAmount, at, amount + (load<F>(s.depth, at) - amount) * rates.modAmount);
+        auto& n = v.noise;
+        F recorded{};
+        for (int lane = 0; lane < kLanes; ++lane)
+            recorded[lane] = static_cast<float>(s.tone[n.tonePos[lane]]);
+        n.tonePos += 1;
+        n.tonePos = select(n.tonePos < s.toneLength, n.tonePos, I{});
+        const F now = recorded * (1.0f / 32768.0f) * 0.31f;
+        n.slowNoise += (now - n.slowNoise) * rates.slowNoise;
+        n.pinkLow = now + n.slowNoise;
+        v.modAmount += (load<F>(s.depth, at) - v.modAmount) * rates.modAmount;
     }
 
     void oscillator(int k) noexcept
     {
-        OscillatorLanes& o = lanes.oscillators.data()[k];
-        OscillatorTick<F> tick{load<F>(o.phase, at), load<F>(o.heldNext, at), load<F>(o.triLow, at),
-                               load<I>(o.pulseHigh, at), load<F>(inc[k], at)};
+        OscillatorTick<F> tick{v.oscillators[k], loadLanes<F>(inc[k])};
         wave(tick, k, waves[k]);
-        store(o.phase, at, tick.phase);
-        store(o.heldNext, at, tick.heldNext);
-        store(o.triLow, at, tick.triLow);
-        store(o.pulseHigh, at, tick.pulseHigh);
+        v.oscillators[k] = tick;
     }
 
     /// About -1..1, the Early saw -1.53..1.
     void wave(OscillatorTick<F>& tick, int k, F* out) noexcept
     {
-        constexpr bool kEarly = kRevision == Revision::Early;
         const Wave form = values.oscWave.data()[k];
         const float threshold = s.threshold.data()[k];
         if (form == Wave::Triangle || form == Wave::Shark) {
@@ -230,36 +189,38 @@ private:
 
     void envelopes() noexcept
     {
-        D out[kTick];
-        const D time = load<D>(lanes.filterEnvelope.droopTime, at);
-        store(lanes.filterEnvelope.droopTime, at, time + rates.droopStep);
-        filterEnvelopeTick(lanes.filterEnvelope, at, s.filterRates, s.filterRelease, time, rough,
-                           out);
-        auto amount = envSum.template at<FloatsOfD>(at);
-        const auto amountStep = envSum.template stepAt<FloatsOfD>(at);
-        for (int i = 0; i < kTick; ++i) {
-            amount += amountStep;
-            const D total = convert<D>(values.filterEnvAmount + amount);
-            const D env = out[i] * kFilterEnvelopeScale<kRevision> * total;
-            storeTo(envelope[i], convert<FloatsOfD>(env));
+        F amount = v.envSum;
+        for (auto& now : envelope)
+            storeLanes(now, values.filterEnvAmount + (amount += step.envSum));
+        TickLevels levels[kParts];
+        levelsStand = true;
+        filterEnvelopeTick<kParts>(v.filterEnvelope, s.filterRates, release, rates.droopStep,
+                                   droopRoot, levels);
+        for (int part = 0; part < kParts; ++part) {
+            for (int i = 0; i < kTick; ++i) {
+                float* const now = envelope[i] + part * kPartLanes;
+                const D total = convert<D>(loadLanes<PartFloats>(now));
+                storeLanes(now, convert<PartFloats>(loadLanes<D>(levels[part][i]) * kEnvelopeScale *
+                                                    total));
+            }
+            levelsStand &= ampEnvelopeTick(v.ampEnvelope, part, s.ampRates, toPeak[part],
+                                           v.sustainRamp[part], sustainStep[part], levels[part]);
+            v.ampOut[part] = loadLanes<D>(levels[part][kTick - 1]);
         }
-        envSum.moveTo(at, amount);
-
-        levelStands = ampEnvelopeTick(lanes.ampEnvelope, at, s.ampRates, toPeak, sustain.values(),
-                                      sustain.template stepAt<D>(at), out);
-        for (int i = 0; i < (levelStands ? 1 : kTick); ++i) {
-            // 11 bits of entry, 11 bits of fraction
-            const D v = select(out[i] > 0.0, smaller(out[i], D{} + 1.0), D{});
-            storeTo(curvePosition[i], convert<IntsOfD>(v * 4194304.0));
-        }
-        store(lanes.ampOut, at, out[kTick - 1]);
+        for (int i = 0; i < (levelsStand ? 1 : kTick); ++i)
+            for (int part = 0; part < kParts; ++part) {
+                // 11 bits of entry, 11 bits of fraction
+                const auto level = loadLanes<D>(levels[part][i]);
+                const D x = select(level > 0.0, smaller(level, everywhere<D>(1.0)), D{});
+                storeLanes(curvePosition[i] + part * kPartLanes, convert<PartInts>(x * 4194304.0));
+            }
     }
 
     F amplitudeAt(const int* position) const noexcept
     {
-        const auto p = loadFrom<I>(position);
+        const auto p = loadLanes<I>(position);
         int entry[kLanes];
-        storeTo(entry, p >> 11);
+        storeLanes(entry, p >> 11);
         const F fraction = convert<F>(p & 2047) * (1.0f / 2048.0f);
         const EntryPair<F> gain = entriesAt<F>(s.ampCurve, entry);
         return gain.here + (gain.next - gain.here) * fraction;
@@ -282,47 +243,35 @@ private:
     }
 
     /// `stream` is where the tick's first sample goes.
-    void mix(float* stream) noexcept
+    void mix(float* stream, int frameLanes) noexcept
     {
-        NoiseLanes& n = lanes.noise;
-        F level1 = gain1.template at<F>(at), level2 = gain2.template at<F>(at);
-        F level3 = gain3.template at<F>(at), volume = volMod.template at<F>(at);
-        F base = cutBase.template at<F>(at);
-        F pinkLp1 = load<F>(n.pinkLp1, at), pinkLp2 = load<F>(n.pinkLp2, at);
-        F whiteLp = load<F>(n.whiteLp, at), cutNoise = load<F>(lanes.cutNoise, at);
-        F modSignal{}, cutoff{};
-        auto noise = load<U>(seed, at);
-        const F pinkLow = load<F>(n.pinkLow, at), key = load<F>(keyed, at);
-        const F modAmount = load<F>(lanes.modAmount, at);
+        Ramps ramp;
+        State::visitRamps([](F& now, F from) { now = from; }, ramp, v);
+        auto n = v.noise;
+        F cutNoise = v.cutNoise, modSignal{}, cutoff{}, amplitude{};
+        const F key = loadLanes<F>(keyed), modAmount = v.modAmount;
         const auto running = load<I>(s.running, at);
         const F idleLevel = load<F>(s.idleLevel, at), idleCutoff = load<F>(s.idleCutoff, at);
-        const F resonance = select(running, F{} + s.resonance, F{});
-        F amplitude{};
+        const F resonance = select(running, everywhere<F>(s.resonance), F{});
 
-        const auto put = [this, &stream](F x) {
-            storeTo(stream, x);
-            stream += place.frameLanes;
-        };
         for (int i = 0; i < kTick; ++i) {
+            State::visitRamps([](F& now, F by) { now += by; }, ramp, step);
             const F o1 = waves[0][i], o2 = waves[1][i], o3 = waves[2][i];
-            level1 += gain1.template stepAt<F>(at);
-            level2 += gain2.template stepAt<F>(at);
-            level3 += gain3.template stepAt<F>(at);
-            F sum = o1 * level1 + o2 * level2 + o3 * level3;
+            F sum = o1 * ramp.gain[0] + o2 * ramp.gain[1] + o3 * ramp.gain[2];
 
             // White noise: the upper half of the generator's state as a signed fraction
-            const F white = convert<F>(__builtin_bit_cast(I, noise) >> 16) * (1.0f / 65536.0f);
-            noise = noise * 214013u + 2531011u;
+            const F white = convert<F>(__builtin_bit_cast(I, seed) >> 16) * (1.0f / 65536.0f);
+            seed = seed * 214013u + 2531011u;
             F modNoise;
             if (values.noiseIsPink) {
-                pinkLp1 += (1.2f * pinkLow - pinkLp1) * rates.pinkLp;
-                pinkLp2 += (pinkLp1 - pinkLp2) * rates.pinkLp;
-                sum += 1.75f * pinkLow * values.noiseLevel;
-                modNoise = pinkLp2;
+                n.pinkLp1 += (1.2f * n.pinkLow - n.pinkLp1) * rates.pinkLp;
+                n.pinkLp2 += (n.pinkLp1 - n.pinkLp2) * rates.pinkLp;
+                sum += 1.75f * n.pinkLow * values.noiseLevel;
+                modNoise = n.pinkLp2;
             } else {
-                whiteLp += (white - whiteLp) * rates.whiteLp;
-                sum += 2.75f * (white - whiteLp) * values.noiseLevel;
-                modNoise = 0.5f * pinkLow;
+                n.whiteLp += (white - n.whiteLp) * rates.whiteLp;
+                sum += 2.75f * (white - n.whiteLp) * values.noiseLevel;
+                modNoise = 0.5f * n.pinkLow;
             }
             if (values.modFltOn || i == kTick - 1) {
                 modSignal = modulationOf(o3);
@@ -330,55 +279,52 @@ private:
             }
 
             constexpr float kNoiseFloor = 0.1f * 0.01f;
-            volume += volMod.template stepAt<F>(at);
-            F signal = sum * volume + kNoiseFloor * white;
-            if constexpr (kRevision == Revision::Early)
+            F signal = sum * ramp.volMod + kNoiseFloor * white;
+            if constexpr (kEarly)
                 signal += 0.0002f * (o1 + o2 + o3); // closed mixer levels leak
 
             cutNoise += (0.01f * white - cutNoise) * rates.cutNoise;
-            base += cutBase.template stepAt<F>(at);
-            F c = key + base + loadFrom<F>(envelope[i]);
+            F c = key + ramp.cutBase + loadLanes<F>(envelope[i]);
             c += cutNoise * c;
             if (values.modFltOn)
                 c += modSignal * values.modCutoffRange * modAmount;
             // As a table index: never not a number
-            cutoff = select(c > 0.0f, smaller(c, F{} + 1.0f), F{});
+            cutoff = select(c > 0.0f, smaller(c, everywhere<F>(1.0f)), F{});
 
-            if (i == 0 || !levelStands)
+            if (i == 0 || !levelsStand)
                 amplitude = select(running, amplitudeAt(curvePosition[i]), idleLevel);
-            put(select(running, signal, idleLevel));
-            put(select(running, cutoff, idleCutoff));
-            put(amplitude);
-            put(resonance);
+            const F streams[] = {select(running, signal, idleLevel),
+                                 select(running, cutoff, idleCutoff), amplitude, resonance};
+            for (const F& x : streams) {
+                storeLanes(stream, x);
+                stream += frameLanes;
+            }
         }
-        gain1.moveTo(at, level1);
-        gain2.moveTo(at, level2);
-        gain3.moveTo(at, level3);
-        volMod.moveTo(at, volume);
-        cutBase.moveTo(at, base);
-        store(n.pinkLp1, at, pinkLp1);
-        store(n.pinkLp2, at, pinkLp2);
-        store(n.whiteLp, at, whiteLp);
-        store(lanes.cutNoise, at, cutNoise);
-        store(lanes.modSignal, at, modSignal);
-        store(lanes.cutoff, at, cutoff);
-        store(seed, at, noise);
+        State::visitRamps([](F& to, F now) { to = now; }, v, ramp);
+        v.noise = n;
+        v.cutNoise = cutNoise;
+        v.modSignal = modSignal;
+        v.cutoff = cutoff;
     }
 
-    /// What has faded away becomes exactly zero.
+    /// Ramps have arrived, exactly, whatever the sum of their steps. What has faded away becomes
+    /// exactly zero.
     void finish() noexcept
     {
-        for (int lane = at; lane < at + kLanes; ++lane) {
-            double& ampLevel = lanes.ampEnvelope.ampLevel.data()[lane];
-            double& fltOut = lanes.filterEnvelope.fltOut.data()[lane];
-            float& modAmount = lanes.modAmount.data()[lane];
-            if (ampLevel < 1e-8)
-                ampLevel = 0.0;
-            if (fltOut < 1e-6)
-                fltOut = 0.0;
-            if (modAmount < 1e-4f && s.depth.data()[lane] < 1e-4f)
-                modAmount = 0.0f;
+        State::visitRamps([](F& ramp, F to) { ramp = to; }, v, target);
+        for (int part = 0; part < kParts; ++part) {
+            v.sustainRamp[part] = everywhere<D>(s.ampSustain);
+            D &ampLevel = v.ampEnvelope.ampLevel[part], &fltOut = v.filterEnvelope.fltOut[part];
+            ampLevel = select(ampLevel < 1e-8, D{}, ampLevel);
+            fltOut = select(fltOut < 1e-6, D{}, fltOut);
         }
+        v.modAmount =
+            select((v.modAmount < 1e-4f) & (load<F>(s.depth, at) < 1e-4f), F{}, v.modAmount);
+        State::visit(
+            [this](auto& row, const auto& held) {
+                __builtin_memcpy(static_cast<void*>(row.data() + at), &held, sizeof held);
+            },
+            lanes, v);
     }
 
     const VoiceStretch& s;
@@ -386,32 +332,34 @@ private:
     const VoiceRates& rates;
     VoiceLanes& lanes;
     const int at; ///< the first lane
-    const LanePlace& place;
 
-    Walk<float> gain1, gain2, gain3, volMod, cutBase, envSum;
-    Walk<double> sustain;
-    Lanes<std::uint32_t> seed;
-    D lastPitch = D{} + std::numeric_limits<double>::quiet_NaN();
-    D ratio{};              ///< of frequency that the last pitch means
-    Lanes<double> toPeak{}; ///< memory of the amplifier envelope's attack
-    RoughDroop<D> rough;
-    Lanes<float> keyed{}; ///< cutoff by key
-    Lanes<float> inc[3]{};
+    State v; ///< of the lanes, from the start of the stretch to its end
+    struct Ramps {
+        F gain[3], cutBase, envSum, volMod;
+    } target, step;
+    D release[kParts], sustainStep[kParts],
+        toPeak[kParts];                 ///< memory of the amplifier envelope's attack
+    D lastPitch[kParts], ratio[kParts]; ///< and the ratio of frequency that it means
+    D droopRoot[kParts]{};
+    U seed = load<U>(s.noiseSeed, at);
 
     // One tick
+    alignas(32) float keyed[kLanes]; ///< cutoff by key
+    alignas(32) float inc[3][kLanes];
     F waves[3][kTick];
-    alignas(64) float envelope[kTick][kLanes];    ///< part of the cutoff
-    alignas(64) int curvePosition[kTick][kLanes]; ///< of the envelope level in the AmpCurve
-    bool levelStands = false;                     ///< in all lanes
+    alignas(32) float envelope[kTick][kLanes];    ///< part of the cutoff
+    alignas(32) int curvePosition[kTick][kLanes]; ///< of the envelope level in the AmpCurve
+    bool levelsStand = false;                     ///< in all lanes
 };
 
 template <int kLanes>
-void renderLanes(const VoiceStretch& stretch, VoiceLanes& lanes, const LanePlace& place) noexcept
+void renderLanes(const VoiceStretch& stretch, VoiceLanes& lanes, const LanePlace& place,
+                 int first) noexcept
 {
     if (stretch.values->revision == Revision::Early)
-        Renderer<kLanes, Revision::Early>(stretch, lanes, place).render();
+        Renderer<kLanes, Revision::Early>(stretch, lanes, first).render(place);
     else
-        Renderer<kLanes, Revision::Late>(stretch, lanes, place).render();
+        Renderer<kLanes, Revision::Late>(stretch, lanes, first).render(place);
 }
 
 } // namespace
@@ -420,10 +368,12 @@ void renderLanes(const VoiceStretch& stretch, VoiceLanes& lanes, const LanePlace
 template <Isa isa>
 void renderVoices(const VoiceStretch& stretch, VoiceLanes& lanes, const LanePlace& place) noexcept
 {
-    if (place.lanes == 8)
-        renderLanes<8>(stretch, lanes, place);
+    constexpr int kWidest = kVectorBytes / 4;
+    if (place.lanes == kWidest)
+        renderLanes<kWidest>(stretch, lanes, place, place.first);
     else
-        renderLanes<4>(stretch, lanes, place);
+        for (int first = place.first; first < place.first + place.lanes; first += 4)
+            renderLanes<4>(stretch, lanes, place, first);
 }
 
 template void renderVoices<kIsa>(const VoiceStretch&, VoiceLanes&, const LanePlace&) noexcept;
