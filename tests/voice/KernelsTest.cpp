@@ -106,7 +106,7 @@ TEST(Kernels, GiveTheBytesOfPlainNumbers)
         for (const Isa isa : {Isa::baseline, Isa::avx2, Isa::avx512})
             if (isa <= widestIsa())
                 all.emplace_back(nameOf(isa), voiceKernel(isa), isa, fs);
-        for (auto walkers : {&DriftLanes::drift1, &DriftLanes::drift2})
+        for (auto walkers : {&DriftRows<Lanes>::drift1, &DriftRows<Lanes>::drift2})
             for (std::size_t lane = 0; lane < kVoices; ++lane)
                 for (const double at = dice.real(0.0f, 1.0f); Instrument & i : all)
                     (i.rack.lanes.drift.*walkers)[lane] = at;
