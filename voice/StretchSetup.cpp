@@ -83,6 +83,7 @@ VoiceStretch stretchOf(const EngineValues& values, const VoiceRates& rates, cons
         .count = count,
         .resonance = values.resonance * values.resonanceRange,
         .ampSustain = values.ampSustain * 0.8,
+        .octavesPerSemitone = std::log2(values.oscKeytrackSlope) / 12.0,
         .filterRates =
             {
                 .attack = values.filterAttack,

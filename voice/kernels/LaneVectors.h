@@ -5,6 +5,9 @@
 #include "voice/FilterEnvelope.h"
 #include "voice/LaneRows.h"
 
+#include <array>
+#include <numbers>
+
 namespace zephra {
 inline namespace ZEPHRA_ISA {
 
@@ -58,6 +61,25 @@ template <class V, class T> inline V everywhere(T x) noexcept { return x - V{}; 
 template <class T> inline T smaller(T a, T b) noexcept { return select(b < a, b, a); }
 template <class T> inline T greater(T a, T b) noexcept { return select(a < b, b, a); }
 template <class T> inline T magnitude(T x) noexcept { return select(x < T{}, -x, x); }
+
+/// 2^x to one unit of the last place, for |x| up to 1000.
+inline D exp2(D x) noexcept
+{
+    static constexpr auto kTaylor = [] { // of 2^f about 0
+        std::array<double, 14> terms{1.0};
+        for (std::size_t k = 1; k < terms.size(); ++k)
+            terms[k] = terms[k - 1] * std::numbers::ln2 / static_cast<double>(k);
+        return terms;
+    }();
+    constexpr double kWhole = 0x1.8p52; // of a sum with it, the last bits are a whole number
+    const D sum = x + kWhole, f = x - (sum - kWhole);
+    D y{};
+    for (std::size_t k = kTaylor.size(); k-- > 0;)
+        y = y * f + kTaylor.data()[k];
+    using Bits = MaskOf<D>;
+    return __builtin_bit_cast(D, __builtin_bit_cast(Bits, y) +
+                                     (__builtin_bit_cast(Bits, sum) << 52)); // into the exponent
+}
 
 /// A table entry and the one after it, for each index.
 template <class F> struct EntryPair {

@@ -6,7 +6,6 @@
 #include "voice/kernels/LaneVectors.h"
 #include "voice/Pitch.h"
 
-#include <cmath>
 #include <limits>
 
 namespace zephra {
@@ -97,8 +96,7 @@ private:
                      static_cast<double>(values.modPitchRange);
         if (any(pitch != lastPitch[part])) {
             lastPitch[part] = pitch;
-            for (int lane = 0; lane < kPartLanes; ++lane)
-                ratio[part][lane] = std::pow(values.oscKeytrackSlope, pitch[lane] / 12.0);
+            ratio[part] = exp2(pitch * s.octavesPerSemitone);
         }
         const D drift1 = v.drift.drift1[part] * values.oscDrift;
         const D drift2 = v.drift.drift2[part] * values.oscDrift;

@@ -29,6 +29,7 @@ struct VoiceStretch {
     std::array<float, 3> gain{};      ///< oscillator level times its wave's factor
     float resonance = 0.0f;           ///< loop gain
     double ampSustain = 0.0;          ///< 0..0.8
+    double octavesPerSemitone = 0.0;
     FilterEnvelopeRates filterRates{};
     AmpEnvelopeRates ampRates{};
 
