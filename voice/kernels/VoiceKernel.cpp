@@ -243,7 +243,7 @@ private:
     /// `stream` is where the tick's first sample goes.
     void mix(float* stream, int frameLanes) noexcept
     {
-        Ramps ramp;
+        Ramps ramp{};
         State::visitRamps([](F& now, F from) { now = from; }, ramp, v);
         auto n = v.noise;
         F cutNoise = v.cutNoise, modSignal{}, cutoff{}, amplitude{};
