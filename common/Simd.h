@@ -3,8 +3,6 @@
 
 #include "common/Isa.h"
 
-#include <type_traits>
-
 namespace zephra {
 inline namespace ZEPHRA_ISA {
 
@@ -16,71 +14,40 @@ using Float8 = float __attribute__((vector_size(32)));
 using Double2 = double __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
 
-// A kernel written as a template over its value type chooses and asks through these, so that it
-// compiles for one plain float as well: that form is the reference in the tests.
-
 template <class T> using MaskOf = decltype(T{} < T{});
-template <class T>
-inline constexpr int kLanesOf = [] {
-    if constexpr (std::is_arithmetic_v<T>)
-        return 1;
-    else
-        return static_cast<int>(sizeof(T) / sizeof(T{}[0]));
-}();
+template <class T> inline constexpr int kLanesOf = static_cast<int>(sizeof(T) / sizeof(T{}[0]));
 
 /// The first choice where the mask holds, else the second.
 template <class T> inline T select(MaskOf<T> mask, T yes, T no) noexcept { return mask ? yes : no; }
 
-/// Whether the mask holds in every lane. (Masks of plain numbers that were joined are int.)
+/// Whether the mask holds in every lane.
 template <class M> inline bool all(M mask) noexcept
 {
-    if constexpr (std::is_arithmetic_v<M>) {
-        return mask != 0;
-    } else {
 #if defined(__AVX__)
-        if constexpr (sizeof(M) == 32 && kLanesOf<M> == 8)
-            return __builtin_ia32_movmskps256(reinterpret_cast<Float8>(mask)) == 0xff;
-        if constexpr (sizeof(M) == 32 && kLanesOf<M> == 4)
-            return __builtin_ia32_movmskpd256(reinterpret_cast<Double4>(mask)) == 0xf;
+    if constexpr (sizeof(M) == 32 && kLanesOf<M> == 8)
+        return __builtin_ia32_movmskps256(reinterpret_cast<Float8>(mask)) == 0xff;
+    if constexpr (sizeof(M) == 32 && kLanesOf<M> == 4)
+        return __builtin_ia32_movmskpd256(reinterpret_cast<Double4>(mask)) == 0xf;
 #endif
 #if defined(__SSE2__)
-        if constexpr (sizeof(M) == 16 && kLanesOf<M> == 4)
-            return __builtin_ia32_movmskps(reinterpret_cast<Float4>(mask)) == 0xf;
-        if constexpr (sizeof(M) == 16 && kLanesOf<M> == 2)
-            return __builtin_ia32_movmskpd(reinterpret_cast<Double2>(mask)) == 0x3;
+    if constexpr (sizeof(M) == 16 && kLanesOf<M> == 4)
+        return __builtin_ia32_movmskps(reinterpret_cast<Float4>(mask)) == 0xf;
+    if constexpr (sizeof(M) == 16 && kLanesOf<M> == 2)
+        return __builtin_ia32_movmskpd(reinterpret_cast<Double2>(mask)) == 0x3;
 #endif
-        auto least = mask[0];
-        for (int lane = 1; lane < kLanesOf<M>; ++lane)
-            least &= mask[lane];
-        return least != 0;
-    }
+    auto least = mask[0];
+    for (int lane = 1; lane < kLanesOf<M>; ++lane)
+        least &= mask[lane];
+    return least != 0;
 }
 
 /// Whether the mask holds in any lane.
-template <class M> inline bool any(M mask) noexcept
-{
-    if constexpr (std::is_arithmetic_v<M>)
-        return mask != 0;
-    else
-        return !all(~mask);
-}
-
-/// Whether the mask holds in the first lane.
-template <class M> inline bool firstLane(M mask) noexcept
-{
-    if constexpr (std::is_arithmetic_v<M>)
-        return mask != 0;
-    else
-        return mask[0] != 0;
-}
+template <class M> inline bool any(M mask) noexcept { return !all(~mask); }
 
 /// Lane by lane as another type, towards zero.
 template <class To, class From> inline To convert(From x) noexcept
 {
-    if constexpr (std::is_arithmetic_v<From>)
-        return static_cast<To>(x);
-    else
-        return __builtin_convertvector(x, To);
+    return __builtin_convertvector(x, To);
 }
 
 /// Lanes in memory, at any address.
@@ -103,7 +70,6 @@ inline Float4 halvesAdded(Float8 x) noexcept
 }
 
 /// Sum over the lanes.
-inline float laneSum(float x) noexcept { return x; }
 inline float laneSum(Float4 x) noexcept { return (x[0] + x[2]) + (x[1] + x[3]); }
 
 } // namespace ZEPHRA_ISA

@@ -58,7 +58,7 @@ template <class T> struct IteratedLadder {
 
             const auto converged =
                 (f4 < tolerance) & (f4 > -tolerance) & (f1 < tolerance) & (f1 > -tolerance);
-            if (firstLaneOnly ? firstLane(converged) : all(converged)) {
+            if (firstLaneOnly ? converged[0] != 0 : all(converged)) {
                 d1 = tu - t1;
                 d2 = t1 - t2;
                 d3 = t2 - t3;
