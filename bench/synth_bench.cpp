@@ -12,6 +12,8 @@
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -32,28 +34,38 @@ struct Scenario {
     Mode mode = Poly8;
     Revision revision = Late;
     int keys = 8; ///< held
-    std::array<Setting, 8> settings{};
+    std::array<Setting, 9> settings{};
     double rate = 48000.0; ///< Hz
     int block = 64;        ///< samples of a host block, a power of two up to 4096
+    int instances = 1;     ///< that take turns, block by block; the cost is that of one
 };
 
-constexpr std::array<Setting, 8> kEffects = {{
+constexpr std::array<Setting, 9> kEffects = {{
     {fx_active, 1.0f},
     {fx_rev_dry_wet, 0.5f},
     {fx_del_dry_wet, 0.5f},
 }};
-constexpr std::array<Setting, 8> kThreeSaws = {{
+constexpr std::array<Setting, 9> kThreeSaws = {{
     {mixer_osc_2, 1.0f},
     {mixer_osc_3, 1.0f},
     {osc_3_range, 2.0f},
     {osc_3_ktrk, 1.0f},
 }};
-constexpr std::array<Setting, 8> kThreeSawsAndEffects = [] {
+constexpr std::array<Setting, 9> threeSawsAnd(std::initializer_list<Setting> more)
+{
     auto settings = kThreeSaws;
-    std::copy_n(kEffects.begin(), 3, settings.begin() + 4);
+    std::ranges::copy(more, settings.begin() + 4);
     return settings;
-}();
-constexpr std::array<Setting, 8> kThreeOscillators = {{
+}
+constexpr auto kThreeSawsAndEffects = threeSawsAnd({kEffects[0], kEffects[1], kEffects[2]});
+/// The steepest task for a ladder that iterates.
+constexpr auto kThreeSawsSinging = threeSawsAnd({{filter_cutoff, 1.0f}, {filter_resonance, 1.0f}});
+constexpr auto kThreeSawsVibrato = threeSawsAnd({{controls_osc_modulation_sw, 1.0f},
+                                                 {modulation_source_3, 6.0f},
+                                                 {modulation_target_3, 2.0f},
+                                                 {modwheel_amount, 1.0f},
+                                                 {modwheel, 1.0f}});
+constexpr std::array<Setting, 9> kThreeOscillators = {{
     {mixer_osc_2, 1.0f},
     {mixer_osc_3, 1.0f},
     {osc_3_range, 2.0f},
@@ -68,10 +80,12 @@ constexpr Scenario kScenarios[] = {
     {"three saws/poly-8 early",     Poly8,  Early,   8, kThreeSaws,                     48000.0, 256},
     {"three saws/poly-8 effects",   Poly8,  Late,    8, kThreeSawsAndEffects,           48000.0, 256},
     {"three saws/poly-4",           Poly4,  Late,    4, kThreeSaws,                     48000.0, 256},
+    {"three saws/poly-4 sings",     Poly4,  Late,    4, kThreeSawsSinging,              48000.0, 256},
+    {"three saws/poly-8 vibrato",   Poly8,  Late,    8, kThreeSawsVibrato,              48000.0, 256},
     {"three saws/poly-4 early",     Poly4,  Early,   4, kThreeSaws,                     48000.0, 256},
     {"three saws/mono",             Mono,   Late,    1, kThreeSaws,                     48000.0, 256},
-    {"silence",                     Poly8,  Late,    0},
-    {"silence with effects",        Poly8,  Late,    0, kEffects},
+    {"asleep",                      Poly8,  Late,    0, {},                             48000.0, 256},
+    {"asleep with effects",         Poly8,  Late,    0, kEffects,                       48000.0, 256},
     {"voices/1",                    Poly8,  Late,    1},
     {"voices/4",                    Poly8,  Late,    4},
     {"voices/8",                    Poly8,  Late,    8},
@@ -114,6 +128,10 @@ constexpr Scenario kScenarios[] = {
     {"block/64",                    Poly8,  Late,    8, {},                             48000.0, 64},
     {"block/256",                   Poly8,  Late,    8, {},                             48000.0, 256},
     {"block/1024",                  Poly8,  Late,    8, {},                             48000.0, 1024},
+    {"instances/1",                 Poly8,  Late,    8, kEffects,                       48000.0, 256},
+    {"instances/4",                 Poly8,  Late,    8, kEffects,                       48000.0, 256, 4},
+    {"instances/16",                Poly8,  Late,    8, kEffects,                       48000.0, 256, 16},
+    {"instances/64",                Poly8,  Late,    8, kEffects,                       48000.0, 256, 64},
 };
 // clang-format on
 
@@ -122,44 +140,65 @@ struct Result {
     std::array<char, 17> hash{}; ///< over the first second or so
 };
 
+/// One instrument and the buffers of its host.
+class Player {
+public:
+    explicit Player(const Scenario& scenario)
+        : block(scenario.block), left(static_cast<std::size_t>(block)), right(left)
+    {
+        plugin.setSampleRate(scenario.rate);
+        plugin.setBlockSize(block);
+        plugin.setControlSilently(polyphony, static_cast<float>(scenario.mode));
+        plugin.setControlSilently(opts_revision, static_cast<float>(scenario.revision));
+        for (const Setting& setting : scenario.settings)
+            plugin.setControlSilently(setting.control, setting.value);
+        plugin.snapSmoothers();
+
+        std::array<MidiEvent, 8> notes;
+        std::array<const HostEvent*, 8> pointers{};
+        for (int i = 0; i < scenario.keys; ++i) {
+            const auto n = static_cast<std::size_t>(i);
+            notes[n] = MidiEvent(0, 0x90, 36 + 5 * i, 100);
+            pointers[n] = &notes[n];
+        }
+        const HostEvents keys = {scenario.keys, pointers.data()};
+        plugin.processEvents(&keys);
+    }
+    void render()
+    {
+        float* outputs[] = {left.data(), right.data()};
+        plugin.processReplacing(nullptr, outputs, block);
+    }
+    void addTo(SoundHash& hash) const { hash.add(left, right); }
+
+private:
+    int block;
+    VstXSynth plugin;
+    std::vector<float> left, right;
+};
+
 /// Plays the scenario for a while, again and again; the keys stay down.
 Result measure(const Scenario& scenario)
 {
-    constexpr int kHashedFrames = 16384, kChunkFrames = 4096, kChunks = 60;
-
-    VstXSynth plugin;
-    plugin.setSampleRate(scenario.rate);
-    plugin.setBlockSize(scenario.block);
-    plugin.setControlSilently(polyphony, static_cast<float>(scenario.mode));
-    plugin.setControlSilently(opts_revision, static_cast<float>(scenario.revision));
-    for (const Setting& setting : scenario.settings)
-        plugin.setControlSilently(setting.control, setting.value);
-    plugin.snapSmoothers();
-
-    std::array<MidiEvent, 8> notes;
-    std::array<const HostEvent*, 8> pointers{};
-    for (int i = 0; i < scenario.keys; ++i) {
-        const auto n = static_cast<std::size_t>(i);
-        notes[n] = MidiEvent(0, 0x90, 36 + 5 * i, 100);
-        pointers[n] = &notes[n];
-    }
-    const HostEvents keys = {scenario.keys, pointers.data()};
-    plugin.processEvents(&keys);
-
-    std::vector<float> left(static_cast<std::size_t>(scenario.block)), right = left;
-    float* outputs[] = {left.data(), right.data()};
-    const auto render = [&] { plugin.processReplacing(nullptr, outputs, scenario.block); };
+    constexpr int kHashedFrames = 16384, kChunks = 60;
+    // Reading the clock costs as much as several blocks asleep.
+    const int chunkFrames = scenario.keys > 0 ? 4096 : 65536;
+    std::vector<std::unique_ptr<Player>> players;
+    for (int i = 0; i < scenario.instances; ++i)
+        players.push_back(std::make_unique<Player>(scenario));
     SoundHash hash;
     for (int frame = 0; frame < kHashedFrames; frame += scenario.block) {
-        render();
-        hash.add(left, right);
+        for (const auto& player : players)
+            player->render();
+        players.front()->addTo(hash);
     }
     std::vector<double> chunks;
     for (int chunk = 0; chunk < kChunks; ++chunk) {
         const double start = threadSeconds();
-        for (int frame = 0; frame < kChunkFrames; frame += scenario.block)
-            render();
-        chunks.push_back((threadSeconds() - start) / kChunkFrames);
+        for (int frame = 0; frame < chunkFrames; frame += scenario.block)
+            for (const auto& player : players)
+                player->render();
+        chunks.push_back((threadSeconds() - start) / (chunkFrames * scenario.instances));
     }
     Result result{lowerQuartile(chunks), {}};
     hash.text().copy(result.hash.data(), result.hash.size() - 1);

@@ -118,17 +118,28 @@ int DelayLine::delaySamples(double bpm) const noexcept
     return std::max(cut, static_cast<int>(kShortest * fs));
 }
 
+DelayLine::Targets DelayLine::targets(float fade) const noexcept
+{
+    return {0.95f * feedbackControl + 0.0001f, 0.999f * dryWetControl * fade + 0.0001f,
+            1.0f - 0.999f * widthControl};
+}
+
+bool DelayLine::hasArrived(float fade) const noexcept
+{
+    const Targets to = targets(fade);
+    const auto stands = [](float x, float target) { return x + (target - x) * kSmoothing == x; };
+    return stands(feedback, to.feedback) && stands(wet, to.wet) && stands(mono, to.mono);
+}
+
 void DelayLine::process(float* left, float* right, int frames, double bpm, float fade) noexcept
 {
     const int D = delaySamples(bpm);
-    const float feedbackTarget = 0.95f * feedbackControl + 0.0001f;
-    const float wetTarget = 0.999f * dryWetControl * fade + 0.0001f;
-    const float monoTarget = 1.0f - 0.999f * widthControl;
+    const Targets to = targets(fade);
 
     for (int i = 0; i < frames; ++i) {
-        feedback += (feedbackTarget - feedback) * kSmoothing;
-        wet += (wetTarget - wet) * kSmoothing;
-        mono += (monoTarget - mono) * kSmoothing;
+        feedback += (to.feedback - feedback) * kSmoothing;
+        wet += (to.wet - wet) * kSmoothing;
+        mono += (to.mono - mono) * kSmoothing;
         apHead.advance();
         lineHead.advance();
 

@@ -37,9 +37,23 @@ public:
     /// 0.0001 of it always stays.
     void process(float* left, float* right, int frames, double bpm, float fade) noexcept;
 
+    /// Whether no smoothed value moves any more. If so, after silence in and out for as long as the
+    /// longest echo, process() may be left out: what the loops still hold is below 1e-6 and waits
+    /// instead of dying away.
+    bool hasArrived(float fade) const noexcept;
+    int longestEcho() const noexcept
+    {
+        return lineHead.longest() + apHead.longest();
+    } ///< [samples]
+
     void reset() noexcept; ///< [audio] rings and filters to zero; controls and smoothers stay
 
 private:
+    /// Where a block moves to, from the controls.
+    struct Targets {
+        float feedback, wet, mono;
+    };
+    Targets targets(float fade) const noexcept;
     int delaySamples(double bpm) const noexcept;
 
     double fs = 0.0;    ///< [Hz]

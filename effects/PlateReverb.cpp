@@ -186,22 +186,24 @@ void PlateReverb::reset() noexcept
     wander = wanderTarget = 0.0;
 }
 
-PlateReverb::Targets PlateReverb::targets(float fade) const noexcept
+const PlateReverb::Targets& PlateReverb::targets(float fade) noexcept
 {
-    const double time = timeControl;
-    const double seconds = decaySeconds(time) * geometricMap(1.0 - colorControl, 0.25, 4.0);
+    const std::array<float, 5> now{timeControl, colorControl, widthControl, dryWetControl, fade};
+    if (now == followed)
+        return to;
+    followed = now;
+    const auto [time, color, width, mix, faded] = now;
+    const double seconds = decaySeconds(time) * geometricMap(1.0 - color, 0.25, 4.0);
     const double high = time;
     const double low = decayPosition(std::min(seconds, kDecaySeconds[kSegments]));
     const double longer = std::max(low, high);
-    const float mix = dryWetControl;
 
-    Targets to;
     to.lowGain = decayGain(low);
     to.highGain = decayGain(high);
     to.k1 = static_cast<float>(0.44 * std::pow(longer, 0.29) + 0.1);
     to.k2 = static_cast<float>(0.47 * std::pow(longer, 0.7) + 0.15);
-    to.wet = (0.99f * mix * mix + 0.0001f) * fade;
-    to.spreadMono = 1.0f - 0.999f * widthControl;
+    to.wet = (0.99f * mix * mix + 0.0001f) * faded;
+    to.spreadMono = 1.0f - 0.999f * width;
     return to;
 }
 
@@ -227,7 +229,7 @@ inline float PlateReverb::modulated(const Ring& ring, int ch) const noexcept
     return z + (ring.back(i + 1) - z) * fr;
 }
 
-inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (&acc)[2]) noexcept
+inline void PlateReverb::runHalfTank(int ch, float x, float (&acc)[2]) noexcept
 {
     HalfTank& tank = half[ch];
     const TankDelays& d = delays[ch];
@@ -262,9 +264,32 @@ inline void PlateReverb::runHalfTank(int ch, float x, const Targets& to, float (
     tank.feedback = -tank.last.back(d.out);
 }
 
+bool PlateReverb::hasArrived(float fade) noexcept
+{
+    targets(fade);
+    const auto stands = [this](auto x, auto target) { return x + (target - x) * c5 == x; };
+    return stands(spreadMono, to.spreadMono) && stands(wet, to.wet) &&
+           stands(lowGain, to.lowGain) && stands(highGain, to.highGain);
+}
+
+void PlateReverb::rest(int frames) noexcept
+{
+    while (frames > 0) {
+        const double e = wander - wanderTarget;
+        const int steps = std::min(frames, static_cast<int>(std::fabs(e) / wanderStep) - 1);
+        for (int i = 0; i < steps; ++i) // of which none arrives
+            wander += e > 0.0 ? -wanderStep : wanderStep;
+        frames -= std::max(steps, 0);
+        if (frames > 0) {
+            moveWander();
+            --frames;
+        }
+    }
+}
+
 void PlateReverb::process(float* left, float* right, int frames, float fade) noexcept
 {
-    const Targets to = targets(fade);
+    targets(fade);
 
     for (int i = 0; i < frames; ++i) {
         inputFilter.tick(left[i], right[i]);
@@ -273,8 +298,8 @@ void PlateReverb::process(float* left, float* right, int frames, float fade) noe
             tank.feedbackLp += (tank.feedback - tank.feedbackLp) * c12k;
 
         float acc[2] = {};
-        runHalfTank(0, inputFilter.out[2], to, acc);
-        runHalfTank(1, inputFilter.out[3], to, acc);
+        runHalfTank(0, inputFilter.out[2], acc);
+        runHalfTank(1, inputFilter.out[3], acc);
 
         for (int ch = 0; ch < 2; ++ch) {
             outHp[ch] += (acc[ch] - outHp[ch]) * c5;

@@ -7,6 +7,7 @@
 #include "common/Simd.h"
 #include "effects/SvfLowPass.h"
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -25,7 +26,7 @@ namespace zephra {
 /// The taps g1, g2 and g4 go to the half's own channel, g3 to the other one.
 ///
 /// [audio] unless marked otherwise; allocates only in setSampleRate. Silence costs what sound
-/// costs, if the caller has flush-to-zero set.
+/// costs, if the caller has flush-to-zero set; once it is complete, the caller may let it rest.
 class PlateReverb {
 public:
     explicit PlateReverb(std::uint32_t seed); ///< of the wander; at 44100 Hz, all controls at 0
@@ -42,6 +43,11 @@ public:
 
     /// `fade` 0..1 scales the wet share, 0.0001 at least while it is 1.
     void process(float* left, float* right, int frames, float fade) noexcept;
+
+    /// Whether no smoothed value moves any more.
+    bool hasArrived(float fade) noexcept;
+    /// What process() does with `frames` of silence once its memory is clear and it has arrived.
+    void rest(int frames) noexcept;
 
     void reset() noexcept; ///< tank, filters and wander to zero; controls and smoothers stay
 
@@ -86,16 +92,19 @@ private:
     };
 
     static TankDelays tankDelays(int ch, double rate) noexcept;
-    Targets targets(float fade) const noexcept;
+    const Targets& targets(float fade) noexcept;
     void moveWander() noexcept;
     float modulated(const Ring& ring, int ch) const noexcept;
-    void runHalfTank(int ch, float x, const Targets& to, float (&acc)[2]) noexcept;
+    void runHalfTank(int ch, float x, float (&acc)[2]) noexcept;
 
     double fs = 0.0;                           ///< [Hz]
     float c5 = 0.0f, c540 = 0.0f, c12k = 0.0f; ///< one-pole steps, by corner in Hz
 
     Shared<float> timeControl{0.0f}, colorControl{0.0f};   ///< 0..1
     Shared<float> widthControl{0.0f}, dryWetControl{0.0f}; ///< 0..1
+
+    std::array<float, 5> followed{-1.0f}; ///< controls and fade that the targets follow from
+    Targets to;
 
     // Smoothed at 5 Hz. The gains are double: in single precision they would stop short of 1.
     double lowGain = 0.0, highGain = 0.0; ///< of a pass through a half-tank, about 540 Hz

@@ -19,10 +19,12 @@ public:
     /// [audio inside the bracket, or !processing]
     void carryOut(SynthEngine& engine) noexcept
     {
-        if (const int value = polyphonyWanted.exchange(kNone); value != kNone)
-            engine.setControl(polyphony, value);
-        if (allNotesOffWanted.exchange(false))
+        if (polyphonyWanted.load() != kNone)
+            engine.setControl(polyphony, polyphonyWanted.exchange(kNone));
+        if (allNotesOffWanted.load()) {
+            allNotesOffWanted.store(false);
             engine.allNotesOff();
+        }
     }
 
 private:

@@ -20,6 +20,13 @@ namespace {
 constexpr const char* kNoName = "-/-";
 constexpr double kUsualTempo = 120.0; // beats per minute
 
+void fillWithSilence(float** outputs, int sampleFrames) noexcept
+{
+    for (int channel = 0; outputs && channel < VstXSynth::kIdentity.numOutputs; ++channel)
+        if (outputs[channel])
+            std::fill_n(outputs[channel], std::max(sampleFrames, 0), 0.0f);
+}
+
 } // namespace
 
 // --- Life -----------------------------------------------------------------------------------
@@ -76,12 +83,8 @@ void VstXSynth::process(float**, float** outputs, int sampleFrames) noexcept
 
 void VstXSynth::processReplacing(float**, float** outputs, int sampleFrames) noexcept
 {
-    if (render(outputs, sampleFrames) || !outputs)
-        return;
-    for (int channel = 0; channel < kIdentity.numOutputs; ++channel) {
-        if (outputs[channel])
-            std::fill_n(outputs[channel], std::max(sampleFrames, 0), 0.0f);
-    }
+    if (!render(outputs, sampleFrames))
+        fillWithSilence(outputs, sampleFrames);
 }
 
 int VstXSynth::processEvents(const HostEvents* events) noexcept
@@ -94,7 +97,6 @@ int VstXSynth::processEvents(const HostEvents* events) noexcept
 /// One host block. False if a writer holds the audio off: nothing was written then.
 bool VstXSynth::render(float** outputs, int sampleFrames) noexcept
 {
-    const FlushDenormals flushing;
     carryOutSettings();
     const double tempo = hostTempo();
 
@@ -105,6 +107,19 @@ bool VstXSynth::render(float** outputs, int sampleFrames) noexcept
     }
 
     controls.requests.carryOut(soundEngine);
+    if (soundEngine.sleepsOn())
+        fillWithSilence(outputs, sampleFrames);
+    else
+        renderSubBlocks(outputs, sampleFrames, tempo);
+    soundEngine.noteQueue.clear();
+    soundEngine.rows.clearFlags();
+    gate.leaveProcessing();
+    return true;
+}
+
+void VstXSynth::renderSubBlocks(float** outputs, int sampleFrames, double tempo) noexcept
+{
+    const FlushDenormals flushing;
     Performance& now = soundEngine.performance;
     now = midi.performance();
     now.tempo = tempo;
@@ -122,11 +137,6 @@ bool VstXSynth::render(float** outputs, int sampleFrames) noexcept
         soundEngine.renderBlock(outputs ? position : nullptr, count, pos);
         pos += count;
     } while (pos < end);
-
-    soundEngine.noteQueue.clear();
-    soundEngine.rows.clearFlags();
-    gate.leaveProcessing();
-    return true;
 }
 
 double VstXSynth::hostTempo() const noexcept

@@ -208,6 +208,7 @@ public:
 private:
     void adaptToHost();
     bool render(float** outputs, int sampleFrames) noexcept;
+    void renderSubBlocks(float** outputs, int sampleFrames, double tempo) noexcept;
     double hostTempo() const noexcept;
     void carryOutSettings();
     void tellOfNewPatch();

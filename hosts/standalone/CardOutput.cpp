@@ -5,6 +5,9 @@
 
 #include <RtAudio.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <stdexcept>
 
@@ -15,6 +18,20 @@ constexpr unsigned kUsualRate = 48000, kUsualBlock = 256;
 constexpr unsigned kBuffers = 2;
 constexpr int kStillSecondsOfLoss = 2;
 constexpr std::int64_t kRunningWild = 4; // times the rate: nobody takes the blocks any more
+
+/// RtAudio dies of a PulseAudio server without any sink: let a child be the first to ask.
+bool survivesAsking(RtAudio::Api api)
+{
+    constexpr unsigned kMostSeconds = 5;
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(kMostSeconds);
+        RtAudio(api).getDeviceCount();
+        _exit(0);
+    }
+    int status = 1;
+    return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
 
 void addDevicesOf(RtAudio::Api api, std::vector<OutputDevice>& devices)
 {
@@ -39,7 +56,8 @@ void CardOutput::addDevices(std::vector<OutputDevice>& devices)
 {
     for (const RtAudio::Api api : {RtAudio::LINUX_PULSE, RtAudio::LINUX_ALSA}) {
         try {
-            addDevicesOf(api, devices);
+            if (api != RtAudio::LINUX_PULSE || survivesAsking(api))
+                addDevicesOf(api, devices);
         } catch (const RtAudioError&) { // a system that cannot list its devices has none
         }
     }

@@ -41,8 +41,8 @@ private:
     int size = 0;
     std::vector<float> modWheelRows;                             ///< [row]
     std::vector<std::array<float, kMidiChannels>> pitchBendRows; ///< [row][channel], -1..1
-    bool modWheelRowsUsed = false;
-    std::array<bool, kMidiChannels> pitchRowsUsed{};
+    /// Which rows are used: a bit per channel's pitch bend, and one for the mod wheel.
+    std::uint32_t used = 0;
     int nextModRow = 0;
     std::array<int, kMidiChannels> nextBendRow{};
 };

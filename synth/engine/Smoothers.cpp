@@ -104,15 +104,19 @@ void forEachSmoothed(EngineValues& v, const EngineTargets& t, double aftertouchL
 
 } // namespace
 
-void stepSmoothers(EngineValues& values, const EngineTargets& targets, double aftertouchLast,
+bool stepSmoothers(EngineValues& values, const EngineTargets& targets, double aftertouchLast,
                    float k) noexcept
 {
     copyStepped(values, targets);
-    forEachSmoothed(values, targets, aftertouchLast, [k](auto& x, auto target, auto zeroBelow) {
+    bool moved = false;
+    forEachSmoothed(values, targets, aftertouchLast, [&](auto& x, auto target, auto zeroBelow) {
+        const auto before = x;
         x += (target - x) * k;
         if (x < zeroBelow)
             x = 0;
+        moved |= x != before;
     });
+    return moved;
 }
 
 void snapSmoothedValues(EngineValues& values, EngineTargets& targets,

@@ -51,6 +51,7 @@ void SynthEngine::setSampleRate(double rate)
 {
     fs = std::isfinite(rate) ? std::clamp(rate, kMinSampleRate, kMaxSampleRate) : kMinSampleRate;
     smoothCoeff = static_cast<float>(onePoleCoeff(kSmoothingHz, fs));
+    followed.moving = true;
     tailBlocks = static_cast<int>(kTailSeconds * fs) / kSubBlock;
 
     rack.setSampleRate(fs);
@@ -102,6 +103,7 @@ void SynthEngine::mapAtPresentRate(int id, double v) noexcept
         rate = fs;
         mapControl(targets, id, v, rate, volumeDoubled);
     } while (rate != fs);
+    targetChanges.fetch_add(1, std::memory_order_release);
 }
 
 /// Held keys stay down and sound no more until they are pressed again.
@@ -120,6 +122,8 @@ void SynthEngine::setPolyMode(PolyMode mode) noexcept
 /// Off fades: the tails go on for a while, then stepEffectCountdown stops and clears the effects.
 void SynthEngine::takeEffectSwitch() noexcept
 {
+    if (fxRequest.load(std::memory_order_relaxed) == EffectSwitch::None)
+        return;
     constexpr int kTailBlocks = 500; // per 44.1 kHz of rate
     switch (fxRequest.exchange(EffectSwitch::None, std::memory_order_relaxed)) {
     case EffectSwitch::None: break;
@@ -143,6 +147,7 @@ void SynthEngine::takeEffectSwitch() noexcept
 void SynthEngine::snapSmoothers() noexcept
 {
     snapSmoothedValues(values, targets, performance.aftertouchLast);
+    followed.moving = true; // what is below its threshold goes to zero yet
 }
 
 void SynthEngine::enqueueNote(int note, float velocity, bool isNoteOn, int sampleOffset,
@@ -168,18 +173,13 @@ void SynthEngine::allNotesOff() noexcept { allocator.allNotesOff(); }
 
 void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startOffset) noexcept
 {
-    stepSmoothers(values, targets, performance.aftertouchLast, smoothCoeff);
-    values.lfoIncrement =
-        performance.tempo /
-        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) /
-        (fs * kOversampling);
+    followControls();
     shareOscillator3();
     takeEffectSwitch();
 
     if (asleep()) {
         output.jumpToVolume(targets.outVolume);
-        outL.fill(0.0f);
-        outR.fill(0.0f);
+        clearOutput();
     } else {
         renderSound(sampleCount, startOffset);
         stepSilence();
@@ -195,6 +195,23 @@ void SynthEngine::renderBlock(float* const* outputs, int sampleCount, int startO
     }
 }
 
+bool SynthEngine::sleepsOn() const noexcept
+{
+    return outIsClear && asleep() && !fxActive && fxOffCountdown == 0 &&
+           fxRequest.load(std::memory_order_relaxed) == EffectSwitch::None && !followed.moving &&
+           targetChanges.load(std::memory_order_acquire) == followed.changes;
+}
+
+/// Smoothed values that have arrived are left alone until a control or the aftertouch moves.
+void SynthEngine::followControls() noexcept
+{
+    const unsigned changes = targetChanges.load(std::memory_order_acquire);
+    const double aftertouch = performance.aftertouchLast;
+    if (!followed.moving && changes == followed.changes && aftertouch == followed.aftertouch)
+        return;
+    followed = {changes, aftertouch, stepSmoothers(values, targets, aftertouch, smoothCoeff)};
+}
+
 /// Oscillator 3 as common low-frequency oscillator: in range "LO", off the keyboard, and with
 /// more than one voice.
 void SynthEngine::shareOscillator3() noexcept
@@ -206,6 +223,12 @@ void SynthEngine::shareOscillator3() noexcept
 /// Voices in stretches between the notes, then filter, decimator and output stage.
 void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
 {
+    outIsClear = false;
+    values.lfoIncrement =
+        performance.tempo /
+        (kSyncCycles[static_cast<std::size_t>(syncIndex(targets.osc3SemiNorm))] * 3.75) /
+        (fs * kOversampling);
+
     int done = 0; // samples rendered in this call
     int now = startOffset;
     for (const NoteEvent& event : noteQueue) {
@@ -231,6 +254,15 @@ void SynthEngine::renderSound(int sampleCount, int startOffset) noexcept
     output.process(outL.data(), outR.data(), sampleCount, targets.outVolume, values.mains50Hz);
 }
 
+void SynthEngine::clearOutput() noexcept
+{
+    if (outIsClear)
+        return;
+    outL.fill(0.0f);
+    outR.fill(0.0f);
+    outIsClear = true;
+}
+
 void SynthEngine::renderVoices(int firstSample, int count) noexcept
 {
     rack.render(values, performance, *lanes, firstSample, count);
@@ -249,19 +281,33 @@ void SynthEngine::stepSilence() noexcept
         tailCounter = tailCounter - 1;
 }
 
-/// In place on the sub-block, the reverb before the delay; on zeros while the voices sleep.
+/// In place on the sub-block, the reverb before the delay; on zeros while the voices sleep, until
+/// the tails are over.
 void SynthEngine::runEffects(int sampleCount) noexcept
 {
     if (!fxActive)
         return;
+    if (!outIsClear)
+        effectsSilent = 0;
+    else if (effectsSilent > delay.longestEcho() && delay.hasArrived(fxWet) &&
+             reverb.hasArrived(fxWet)) {
+        reverb.rest(sampleCount);
+        return;
+    }
     reverb.process(outL.data(), outR.data(), sampleCount, fxWet);
     delay.process(outL.data(), outR.data(), sampleCount, performance.tempo, fxWet);
+    const auto silent = [](float x) { return x == 0.0f; };
+    outIsClear =
+        outIsClear && std::ranges::all_of(outL, silent) && std::ranges::all_of(outR, silent);
+    effectsSilent = outIsClear ? std::min(effectsSilent, delay.longestEcho()) + sampleCount : 0;
 }
 
 /// What is left of the effects' tails on a sleeping engine. The right side is flushed only after
 /// a left side without anything to hear.
 void SynthEngine::flushSilentOutput() noexcept
 {
+    if (outIsClear)
+        return;
     constexpr float kFlush = 4e-8f;
     for (std::array<float, kSubBlock>* side : {&outL, &outR}) {
         bool allFlushed = true;

@@ -77,6 +77,10 @@ public:
     NoteQueue noteQueue;
     ControllerRows rows;
 
+    /// Whether renderBlock would give silence and change nothing: asleep, without effects, and no
+    /// control has moved since.
+    bool sleepsOn() const noexcept;
+
     /// For meters and tests. [any]
     bool asleep() const noexcept { return tailCounter < 0; }
     bool effectsRunning() const noexcept { return fxActive; }
@@ -87,8 +91,10 @@ private:
     void mapAtPresentRate(int id, double v) noexcept;
     void setPolyMode(PolyMode mode) noexcept;
     void takeEffectSwitch() noexcept;
+    void clearOutput() noexcept;
     void renderVoices(int firstSample, int count) noexcept;
     void renderSound(int sampleCount, int startOffset) noexcept;
+    void followControls() noexcept;
     void shareOscillator3() noexcept;
     void stepSilence() noexcept;
     void runEffects(int sampleCount) noexcept;
@@ -99,8 +105,15 @@ private:
     float smoothCoeff = 0.0f; ///< step of the smoothers per sub-block
     bool volumeDoubled = false;
 
-    EngineTargets targets; ///< written [any], read once per sub-block
-    EngineValues values;   ///< what the sound reads in this sub-block
+    EngineTargets targets;                  ///< written [any], read once per sub-block
+    std::atomic<unsigned> targetChanges{0}; ///< counted after the store
+    EngineValues values;                    ///< what the sound reads in this sub-block
+    /// What the values follow; unless `moving`, they have arrived there.
+    struct Followed {
+        unsigned changes = 0;
+        double aftertouch = 0.0;
+        bool moving = true;
+    } followed;
     VoiceRack rack;
     VoiceAllocator allocator;
     std::unique_ptr<LaneBuffer> lanes;
@@ -112,6 +125,8 @@ private:
 
     std::array<float, 512> overL{}, overR{}; ///< voice-rate stereo of one sub-block
     std::array<float, 64> outL{}, outR{};    ///< host-rate stereo; the effects work in place
+    int effectsSilent = 0;   ///< samples in a row that the effects got and gave nothing
+    bool outIsClear = false; ///< all zeros
 
     int tailBlocks = 0;            ///< silent sub-blocks rendered before the engine falls asleep
     Shared<int> tailCounter{1000}; ///< below 0: asleep

@@ -35,6 +35,23 @@ TEST(PlateReverb, ImpulseResponseIsThatOfAModelInDoublePrecision)
     EXPECT_FALSE(other.play(in) == out) << "the seed decides the wander";
 }
 
+TEST(PlateReverb, RestsAsIfItHadRun)
+{
+    Reverb ran, rested;
+    for (Reverb* r : {&ran, &rested}) {
+        r->turn({.dryWet = 0.5f});
+        EXPECT_FALSE(r->effect.hasArrived(1.0f));
+        r->play(noise(48000, 4800));
+        for (int tries = 0; peak(r->play(Stereo(48000))) > 0.0f; ++tries)
+            ASSERT_LT(tries, 50);
+        EXPECT_TRUE(r->effect.hasArrived(1.0f));
+    }
+    ran.play(Stereo(200001)); // the wander turns a few times
+    rested.effect.rest(1);
+    rested.effect.rest(200000);
+    EXPECT_TRUE(ran.play(noise(30000, 4800)) == rested.play(noise(30000, 4800)));
+}
+
 /// Seconds for 60 dB of a burst of `hz`, by the slope of its backward integral from -5 to -25 dB.
 double decaySeconds(const Setting& s, double hz, double longest)
 {

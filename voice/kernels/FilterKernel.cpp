@@ -37,37 +37,44 @@ template <class T, class Ladder> struct Channel {
         visitAll(lanes.around.data(), fbState, inHp, outLp, amHp);
     }
 
-    /// Without feedback the samples hang together through the ladder alone, which a processor turns
-    /// into half the time.
-    template <bool kFeedback>
-    T tick(const FilterStretch& s, const ResonancePath& path, const float* frame) noexcept
+    static T stream(const float* frame, Stream which) noexcept
     {
-        const auto stream = [frame](Stream which) {
-            return loadLanes<T>(frame + static_cast<int>(which) * kLanesOf<T>);
-        };
-        const T cutoff = stream(Stream::Cutoff), amplitude = stream(Stream::Amplitude);
+        return loadLanes<T>(frame + static_cast<int>(which) * kLanesOf<T>);
+    }
 
-        // Drive, feedback, input high-pass, bias
-        T x = stream(Stream::Signal) * s.drive;
+    /// Drive, feedback, input high-pass, bias.
+    template <bool kFeedback>
+    LadderInput<T> drive(const FilterStretch& s, const float* frame) noexcept
+    {
+        const T cutoff = stream(frame, Stream::Cutoff);
+        T x = stream(frame, Stream::Signal) * s.drive;
         if constexpr (kFeedback)
             x += 0.25f * th(fbState);
         inHp += (x - inHp) * s.coeffs.inHp;
         x -= inHp;
-        x += s.asym * amplitude + 3.0f * s.asym;
-
-        // Ladder
+        x += s.asym * stream(frame, Stream::Amplitude) + 3.0f * s.asym;
         T g;
         for (int lane = 0; lane < kLanesOf<T>; ++lane)
             g[lane] = s.cutoffTable[static_cast<int>(cutoff[lane] * CutoffTables::kTopEntry)];
-        const LadderInput<T> input{x, cutoff, stream(Stream::Resonance), g};
+        return {x, cutoff, stream(frame, Stream::Resonance), g};
+    }
+
+    /// The ladder and its tap.
+    T filter(const FilterStretch& s, const ResonancePath& path,
+             const LadderInput<T>& input) noexcept
+    {
         LadderStages<T> y;
         if constexpr (kIterated)
             y = ladder.tick(input, s.iteratedHp, s.mono);
         else
             y = ladder.tick(input, path);
-        T z = y.y1 * s.tap.y1 + y.y2 * s.tap.y2 + y.y3 * s.tap.y3 + y.y4 * s.tap.y4;
+        return y.y1 * s.tap.y1 + y.y2 * s.tap.y2 + y.y3 * s.tap.y3 + y.y4 * s.tap.y4;
+    }
 
-        // Amplifier: clipped before (iterated form only) and after the gain, which leaks a little
+    /// Clipped before (iterated form only) and after the gain, which leaks a little.
+    template <bool kFeedback> T amplify(const FilterStretch& s, const float* frame, T z) noexcept
+    {
+        const T amplitude = stream(frame, Stream::Amplitude);
         outLp += (z - outLp) * s.coeffs.outLp;
         z = (z - outLp) * s.tap.comp;
         if constexpr (kIterated)
@@ -88,10 +95,14 @@ template <bool kFeedback, class T, class Ladder>
 void renderAll(Channel<T, Ladder>& channel, const FilterStretch& s, const float* frames, int count,
                float* left, float* right) noexcept
 {
+    constexpr int kFrame = 4 * kLanesOf<T>;
     const ResonancePath path{s.linearisedHp1, s.linearisedHp2};
     const auto panLeft = loadLanes<Float4>(s.pan.left), panRight = loadLanes<Float4>(s.pan.right);
-    for (int i = 0; i < count; ++i) {
-        const T r = channel.template tick<kFeedback>(s, path, frames + 4 * kLanesOf<T> * i);
+    const auto drive = [&](int i) {
+        return channel.template drive<kFeedback>(s, frames + kFrame * i);
+    };
+    const auto put = [&](int i, T z) {
+        const T r = channel.template amplify<kFeedback>(s, frames + kFrame * i, z);
         if (s.mono) {
             const float both = 2.0f * r[0];
             left[i] = right[i] = both < 1e-6f && both > -1e-6f ? 0.0f : both;
@@ -99,6 +110,24 @@ void renderAll(Channel<T, Ladder>& channel, const FilterStretch& s, const float*
             left[i] = laneSum(halvesAdded(r) * panLeft);
             right[i] = laneSum(halvesAdded(r) * panRight);
         }
+    };
+    if constexpr (kFeedback || Channel<T, Ladder>::kIterated) {
+        for (int i = 0; i < count; ++i)
+            put(i, channel.filter(s, path, drive(i)));
+    } else if (count > 0) {
+        // The ladder waits for itself. What stands beside it here, the drive of the next sample
+        // and the amplifier of the last, waits for nothing and runs meanwhile.
+        LadderInput<T> input = drive(0);
+        T z{};
+        for (int i = 0; i < count; ++i) {
+            const T before = z;
+            z = channel.filter(s, path, input);
+            if (i + 1 < count)
+                input = drive(i + 1);
+            if (i > 0)
+                put(i - 1, before);
+        }
+        put(count - 1, z);
     }
 }
 
