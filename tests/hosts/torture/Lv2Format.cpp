@@ -16,7 +16,7 @@ int idOf(int index) { return kHostParameters[static_cast<std::size_t>(index)].id
 /// An instance with a worker and options, its ports where the first patch is, as by the default
 /// state of the bundle. A host that saves and restores, as if presets were all it knew: the state
 /// is the patch, and its ports go where the patch is.
-class Lv2Plugin : public Plugin {
+class Lv2Plugin final : public Plugin {
 public:
     Lv2Plugin(double rate, int longest) { renew(rate, longest); }
 
