@@ -39,6 +39,25 @@ TEST(DecimationStage, FallsFrom15kHzAndIsClosedFrom34kHz)
         EXPECT_LT(level(hz), -90.0) << hz << " Hz";
 }
 
+TEST(DecimationStage, BlockLengthDoesNotMatter)
+{
+    constexpr std::size_t kFrames = 500;
+    const auto over = sine(0.0123, 8 * kFrames), other = sine(0.00456, 8 * kFrames);
+    const auto inBlocksOf = [&](const std::vector<std::size_t>& lengths) {
+        std::vector<float> left(kFrames), right(kFrames);
+        DecimationStage stage;
+        for (std::size_t at = 0, k = 0; at < kFrames; ++k) {
+            const std::size_t n = std::min(lengths[k % lengths.size()], kFrames - at);
+            stage.process(&over[8 * at], &other[8 * at], static_cast<int>(n), &left[at],
+                          &right[at]);
+            at += n;
+        }
+        left.insert(left.end(), right.begin(), right.end());
+        return left;
+    };
+    EXPECT_EQ(inBlocksOf({64}), inBlocksOf({1, 7, 8, 9, 63, 0, 200}));
+}
+
 TEST(OutputStage, RippleRidesOnTheTrebleAtTheMainsFrequencyAndVolumeGlides)
 {
     for (const double hum : {50.0, 60.0}) {
