@@ -32,7 +32,7 @@ struct FilterEnvelopeRows : LaneAccess<FilterEnvelopeRows, Row> {
     Row<double> fltLevel{};             ///< level in attack and decay
     Row<double> fltOut{};               ///< the output
     Row<double> fltStart{}, fltScale{}; ///< offset and scale of the attack
-    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s
+    Row<double> droopTime{};            ///< running time of the decay, in 1/192000 s; never 0
 
     static void visit(auto each, auto&... of) noexcept
     {

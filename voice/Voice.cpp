@@ -30,6 +30,8 @@ void Voice::reset(int toneLength) noexcept
     lanes->random[l] = random;
     lanes->noise.tonePos[l] = lane * toneLength / kVoices;
     lanes->filterEnvelope.fltState[l] = EnvelopeStage::Release;
+    lanes->filterEnvelope.fltScale[l] = 1.0;
+    lanes->filterEnvelope.droopTime[l] = 132.0;
     lanes->ampEnvelope.ampState[l] = EnvelopeStage::Release;
     lanes->glidePitch[l] = 60.0;
     lanes->volMod[l] = 1.0f;
